@@ -1,0 +1,201 @@
+// The exported record: the one symbol of the library, through which a host reaches everything.
+//
+//   slot  0 .. 13   header: for the host to check
+//   slot 14         the dispatch table: 8192 kernels, by key (mipo/keys.h)
+//   slot 15 .. 87   the entries, in the order of the list below
+//
+// A slot whose kernel or entry does not exist holds a null pointer and must not be called.
+#ifndef MIPO_ENTRIES_H
+#define MIPO_ENTRIES_H
+
+#include "mipo/assertion.h"
+#include "mipo/call.h"
+#include "mipo/codes.h"
+#include "mipo/integers.h"
+#include "mipo/iterator.h"
+#include "mipo/keys.h"
+#include "mipo/vec.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Kernels of the dispatch table: one pointer, in the shape that the operation's family has. All return a `mipo_code`.
+typedef ub4 mipo_one_sided_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *konst, mipo_call_ctx *ctx);
+typedef ub4 mipo_two_sided_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *lo, const mipo_vec *hi,
+                                  mipo_call_ctx *ctx);
+typedef ub4 mipo_decode_kernel(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx);
+typedef ub4 mipo_set_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *set, mipo_call_ctx *ctx);
+typedef ub4 mipo_minmax_kernel(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode);
+typedef ub4 mipo_burst_kernel(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux);
+
+typedef union mipo_kernel {
+  void (*any)(void); // for comparing with null
+  mipo_one_sided_kernel *one_sided;
+  mipo_two_sided_kernel *two_sided;
+  mipo_decode_kernel *decode;
+  mipo_set_kernel *set;
+  mipo_minmax_kernel *minmax;
+  mipo_burst_kernel *burst;
+} mipo_kernel;
+
+MIPO_RECORD_SIZE(mipo_kernel, 8);
+
+// Hash of `length` bytes at `value`, seeded: the host's own.
+typedef ub8 mipo_hash_fn(const void *value, ub8 length, ub8 seed);
+
+// The 17 operations of one bit vector form; `unit` is what the form reads and writes. Lengths are in bits, ranges
+// include both ends. A `count` receives the set bits of the result below `length`; it may be null but in `popcnt`.
+// `andnot` is b and not a. The run operations do no work: they answer the end marker and 0.
+#define MIPO_BIT_VECTOR_ENTRIES(ENTRY, form, unit)                                                                   \
+  ENTRY(void, mipo_##form##popcnt_dydi, (ub4 * count, const unit *a, ub8 length))                                    \
+  ENTRY(void, mipo_##form##not_dydi, (unit * result, ub4 * count, const unit *a, ub8 length))                        \
+  ENTRY(void, mipo_##form##and_dydi, (unit * result, ub4 * count, const unit *a, const unit *b, ub8 length))         \
+  ENTRY(void, mipo_##form##or_dydi, (unit * result, ub4 * count, const unit *a, const unit *b, ub8 length))          \
+  ENTRY(void, mipo_##form##xor_dydi, (unit * result, ub4 * count, const unit *a, const unit *b, ub8 length))         \
+  ENTRY(void, mipo_##form##andnot_dydi, (unit * result, ub4 * count, const unit *a, const unit *b, ub8 length))      \
+  ENTRY(void, mipo_##form##and3_dydi,                                                                                \
+        (unit * result, ub4 * count, const unit *a, const unit *b, const unit *c, ub8 length))                       \
+  ENTRY(void, mipo_##form##or3_dydi,                                                                                 \
+        (unit * result, ub4 * count, const unit *a, const unit *b, const unit *c, ub8 length))                       \
+  ENTRY(void, mipo_##form##xor3_dydi,                                                                                \
+        (unit * result, ub4 * count, const unit *a, const unit *b, const unit *c, ub8 length))                       \
+  ENTRY(void, mipo_##form##set_range_dydi, (unit * bits, ub8 first, ub8 last))                                       \
+  ENTRY(void, mipo_##form##clr_range_dydi, (unit * bits, ub8 first, ub8 last))                                       \
+  ENTRY(void, mipo_##form##_ictx_ini2_dydi, (mipo_lbiv_ictx * it, const unit *bits, ub8 limit, ub4 mode, ub8 start)) \
+  ENTRY(ub8, mipo_##form##iter_dydi, (mipo_lbiv_ictx * it))                                                          \
+  ENTRY(ub8, mipo_##form##iter_clr_dydi, (mipo_lbiv_ictx * it))                                                      \
+  ENTRY(ub8, mipo_##form##ones_dydi, (mipo_lbiv_ictx * it, ub4 * rows, ub8 capacity))                                \
+  ENTRY(ub8, mipo_##form##run_dydi, (ub8 unused1, ub8 unused2))                                                      \
+  ENTRY(ub8, mipo_##form##runs_dydi, (ub8 unused1, ub8 unused2, ub8 unused3, ub8 unused4))
+
+// All entries, from slot 15 on: ENTRY(result, name, arguments). Records that belong to families not built yet stand as
+// `void`.
+#define MIPO_ENTRIES(ENTRY)                                                                                            \
+  ENTRY(void, mipo_init_sharedlib_dydi, (ub8 unused1, ub8 unused2))                                                    \
+  ENTRY(void, mipo_set_trace_level_dydi, (ub8 unused))                                                                 \
+  MIPO_BIT_VECTOR_ENTRIES(ENTRY, lbiv, ub1)                                                                            \
+  MIPO_BIT_VECTOR_ENTRIES(ENTRY, lbiwv, ub8)                                                                           \
+  ENTRY(ub4, mipo_bloom_dydi,                                                                                          \
+        (mipo_vec * res, const mipo_vec *hashes, const mipo_vec *filter, mipo_call_ctx *ctx, ub4 kind))                \
+  ENTRY(ub4, mipo_spatial_pip_dydi,                                                                                    \
+        (mipo_vec * res, const mipo_vec *poly_x, const mipo_vec *poly_y, const mipo_vec *point_x,                      \
+         const mipo_vec *point_y, ub8 unused))                                                                         \
+  ENTRY(ub4, mipo_spheric_pip_dydi,                                                                                    \
+        (mipo_vec * res, const mipo_vec *polygon, const mipo_vec *points, ub8 unused1, ub8 unused2, double tolerance)) \
+  ENTRY(ub4, mipo_groupkey_dydi,                                                                                       \
+        (mipo_vec * out, void *range, const mipo_vec *columns, ub4 column_count, mipo_vec *temp, mipo_call_ctx *ctx))  \
+  ENTRY(                                                                                                               \
+      ub4, mipo_dgk_concatenate_dydi,                                                                                  \
+      (ub8 rows, void *range, void *src, void *mask, ub8 bits, ub8 contiguous, void *dst, void *used, ub8 free_bits))  \
+  ENTRY(ub4, mipo_extract_dgk_dydi, (void *keys, void *masks, void *out_columns, ub8 rows, ub8 column_count))          \
+  ENTRY(ub4, mipo_gby_sum_dydi, (mipo_vec * acc, const mipo_vec *values, void *keys, void *options, void *offsets))    \
+  ENTRY(ub4, mipo_convert_dydi, (mipo_vec * res, const mipo_vec *src, mipo_call_ctx *ctx))                             \
+  ENTRY(ub4, mipo_prefix_decode_dydi, (mipo_vec * res, const mipo_vec *src, mipo_call_ctx *ctx))                       \
+  ENTRY(ub4, mipo_hash_dydi,                                                                                           \
+        (mipo_vec * res, const mipo_vec *column, const mipo_vec *seeds, mipo_hash_fn *hash, ub8 unused))               \
+  ENTRY(ub4, mipo_partition_dydi,                                                                                      \
+        (void *partition, const mipo_vec *hash_or_key, const mipo_vec *payload, const mipo_vec *key,                   \
+         mipo_hash_fn *hash, mipo_call_ctx *ctx))                                                                      \
+  ENTRY(ub4, mipo_gather_dydi, (mipo_vec * res, const mipo_vec *ids, void *source, mipo_call_ctx *ctx))                \
+  ENTRY(ub4, mipo_gather_one_col_dydi,                                                                                 \
+        (mipo_vec * res, const mipo_vec *ids, void *source, mipo_call_ctx *ctx, ub4 column))                           \
+  ENTRY(ub4, mipo_gather_cols_dydi,                                                                                    \
+        (mipo_vec * res, const mipo_vec *ids, const ub4 *columns, ub4 column_count, void *source, mipo_call_ctx *ctx)) \
+  ENTRY(ub4, mipo_transpose_reference_dydi,                                                                            \
+        (void *table, const mipo_vec *column, ub4 column_number, int32_t segment, ub8 unused))                         \
+  ENTRY(ub4, mipo_transpose_convert_dydi,                                                                              \
+        (void *target, void *source, int32_t target_segment, int32_t source_segment, ub4 first_row, ub4 last_row,      \
+         mipo_call_ctx *ctx))                                                                                          \
+  ENTRY(ub4, mipo_transpose_fixed_dydi,                                                                                \
+        (void *table, const mipo_vec *column, ub4 column_number, int32_t segment, ub8 unused))                         \
+  ENTRY(ub4, mipo_layout_kv_dydi,                                                                                      \
+        (ub8 distinct, ub8 rows, ub4 * flags, void *kv, ub4 log2_segment_bytes, ub4 idx_min_buckets,                   \
+         ub4 idx_max_buckets, ub4 load_percent, ub4 force_ptr))                                                        \
+  ENTRY(ub4, mipo_create_add_kv_dydi,                                                                                  \
+        (void *kv, const mipo_vec *hashes, const mipo_vec *payload, const mipo_vec *key, sb8 segment_id,               \
+         mipo_call_ctx *ctx, void *alloc, void *oom))                                                                  \
+  ENTRY(ub4, mipo_probe_kv_dydi,                                                                                       \
+        (mipo_vec * out_values, mipo_vec * out_rids, const mipo_vec *hashes, const mipo_vec *payload,                  \
+         const mipo_vec *key, void *kv, ub4 mode, mipo_call_ctx *ctx, void *stats))                                    \
+  ENTRY(ub4, mipo_mut_kv_scan_dydi, (mipo_vec * out, void *kv, ub4 mode, mipo_call_ctx *ctx, ub4 end_segment))         \
+  ENTRY(ub4, mipo_dgk_symbol2code_dydi,                                                                                \
+        (void *dgk, void *thread, mipo_vec *out_codes, const mipo_vec *column, const mipo_vec *hashes))                \
+  ENTRY(ub4, mipo_dgk_code2symbol_dydi, (ub8 unused, void *dgk, mipo_vec *out, const mipo_vec *codes))                 \
+  ENTRY(ub4, mipo_eq_stream_dydi, (mipo_vec * res, const mipo_vec *left, const mipo_vec *right, ub8 unused))           \
+  ENTRY(ub4, mipo_selective_dydi, (mipo_vec * res, const mipo_vec *src, mipo_call_ctx *ctx))                           \
+  ENTRY(ub4, mipo_brep_decode_dydi,                                                                                    \
+        (mipo_decode_args * args, const void *source, void *destination, ub4 *out_length, ub4 size))                   \
+  ENTRY(ub4, mipo_thread_ctx_init_dydi, (void))                                                                        \
+  ENTRY(ub4, mipo_thread_ctx_fini_dydi, (void))                                                                        \
+  ENTRY(ub4, mipo_sum_vec_dydi, (mipo_vec * res, const mipo_vec *src, mipo_call_ctx *ctx))                             \
+  ENTRY(ub4, mipo_lookup_and_compare_dydi,                                                                             \
+        (mipo_vec * res, const mipo_vec *left, const mipo_vec *right, const mipo_vec *left_map,                        \
+         const mipo_vec *right_map, const mipo_vec *op, mipo_call_ctx *ctx))                                           \
+  ENTRY(ub4, mipo_prefix_sum_vec_dydi, (mipo_vec * res, const mipo_vec *src, ub8 unused))                              \
+  ENTRY(ub4, mipo_vector_distance_dydi,                                                                                \
+        (mipo_vec * res, const mipo_vec *left, const mipo_vec *right, ub4 metric, ub4 sparse_byte, mipo_call_ctx *ctx, \
+         void *scratch, double unused))                                                                                \
+  ENTRY(ub4, mipo_vector_topk_dydi,                                                                                    \
+        (mipo_vec * res, const mipo_vec *left, const mipo_vec *right, ub4 metric, ub4 sparse_byte, mipo_call_ctx *ctx, \
+         void *scratch, double unused))                                                                                \
+  ENTRY(void *, mipo_vector_pick_metric_dydi,                                                                          \
+        (ub4 metric, ub4 format1, int32_t sortable1, ub4 sparse1, ub4 format2, int32_t sortable2, ub4 sparse2))        \
+  ENTRY(ub4, mipo_vector_parse_dydi,                                                                                   \
+        (mipo_vec * res, mipo_vec * norms, const mipo_vec *input, ub8 *error_bits, mipo_call_ctx *ctx))                \
+  ENTRY(ub4, mipo_vector_convert_fp_dydi,                                                                              \
+        (mipo_vec * res, mipo_vec * norms, const mipo_vec *input, ub8 *error_bits, ub8 unused))                        \
+  ENTRY(ub4, mipo_vector_arith_dydi,                                                                                   \
+        (mipo_vec * res, mipo_vec * norms, const mipo_vec *first, const mipo_vec *second, ub4 op, mipo_call_ctx *ctx,  \
+         void *scratch))
+
+// What the header of the record holds.
+#define MIPO_MAGIC UINT64_C(0xc16182c0)
+#define MIPO_VERSION_TEXT "TLW_23.0"
+#define MIPO_FORMAT 3
+#define MIPO_SPECIALISATION "stlwarm64neon"
+
+typedef struct mipo_specialized_ctx {
+  ub8 magic;                         // MIPO_MAGIC
+  const char *version;               // MIPO_VERSION_TEXT
+  ub8 format;                        // MIPO_FORMAT
+  const char *specialisation;        // MIPO_SPECIALISATION, whatever instruction set the build is for
+  ub8 layout[10];                    // layout constants: seven times 8, then 16, 0, 16
+  const mipo_kernel *dispatch_table; // MIPO_DISPATCH_TABLE_SLOTS kernels, by key
+#define MIPO_ENTRY_FIELD(result, name, arguments) result(*name) arguments;
+  MIPO_ENTRIES(MIPO_ENTRY_FIELD)
+#undef MIPO_ENTRY_FIELD
+} mipo_specialized_ctx;
+
+enum mipo_record_slots { MIPO_RECORD_SLOTS = 88, MIPO_FIRST_ENTRY_SLOT = 15, MIPO_ENTRY_COUNT = 73 };
+
+MIPO_RECORD_SIZE(mipo_specialized_ctx, 704);
+#define MIPO_ENTRY_AT_SLOT(entry, slot) MIPO_FIELD_AT(mipo_specialized_ctx, entry, 8 * (slot))
+MIPO_ENTRY_AT_SLOT(magic, 0);
+MIPO_ENTRY_AT_SLOT(version, 1);
+MIPO_ENTRY_AT_SLOT(format, 2);
+MIPO_ENTRY_AT_SLOT(specialisation, 3);
+MIPO_ENTRY_AT_SLOT(layout, 4);
+MIPO_ENTRY_AT_SLOT(dispatch_table, 14);
+MIPO_ENTRY_AT_SLOT(mipo_init_sharedlib_dydi, 15);
+MIPO_ENTRY_AT_SLOT(mipo_lbivpopcnt_dydi, 17);
+MIPO_ENTRY_AT_SLOT(mipo_lbivset_range_dydi, 26);
+MIPO_ENTRY_AT_SLOT(mipo_lbivruns_dydi, 33);
+MIPO_ENTRY_AT_SLOT(mipo_lbiwvpopcnt_dydi, 34);
+MIPO_ENTRY_AT_SLOT(mipo_lbiwvruns_dydi, 50);
+MIPO_ENTRY_AT_SLOT(mipo_bloom_dydi, 51);
+MIPO_ENTRY_AT_SLOT(mipo_hash_dydi, 60);
+MIPO_ENTRY_AT_SLOT(mipo_layout_kv_dydi, 68);
+MIPO_ENTRY_AT_SLOT(mipo_brep_decode_dydi, 76);
+MIPO_ENTRY_AT_SLOT(mipo_vector_arith_dydi, 87);
+#undef MIPO_ENTRY_AT_SLOT
+
+// The name that a host resolves, and the shape of what it finds there.
+#define MIPO_RECORD_SYMBOL "mipo_global_specialized_ctx"
+extern const mipo_specialized_ctx mipo_global_specialized_ctx;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,13 @@
+// Everything that crosses the boundary between a host and the library.
+#ifndef MIPO_MIPO_H
+#define MIPO_MIPO_H
+
+#include "mipo/call.h"
+#include "mipo/codes.h"
+#include "mipo/entries.h"
+#include "mipo/integers.h"
+#include "mipo/iterator.h"
+#include "mipo/keys.h"
+#include "mipo/vec.h"
+
+#endif
