@@ -1,0 +1,31 @@
+// From a column's record to the first byte of its rows.
+#ifndef MIPO_FRAME_COLUMN_BASE_H
+#define MIPO_FRAME_COLUMN_BASE_H
+
+#include "mipo/call.h"
+
+namespace mipo::frame {
+
+// What a kernel calls itself towards the host when a compressed column has to be decompressed.
+struct DecompressionLabels {
+  const char *allocation; // "<kernel>: vec1_decomp"
+  const char *failure;    // "<kernel>: mipo_brep_decode failed"
+};
+
+#define MIPO_DECOMPRESSION_LABELS(kernel) \
+  { kernel ": vec1_decomp", kernel ": mipo_brep_decode failed" }
+
+// The decompressed column, from `*src->decomp_slot`. The first kernel to come fills that cell with memory from the
+// host's allocator and runs the decompressor; a failure is reported through `hostierr`, and the caller goes on with
+// what the memory holds. Needs `ctx`.
+const void *decompressed_base(const mipo_vec *src, const mipo_call_ctx *ctx, const DecompressionLabels &labels);
+
+// First byte of the rows of `src`, decompressing if it must be.
+inline const void *column_base(const mipo_vec *src, const mipo_call_ctx *ctx, const DecompressionLabels &labels) {
+  if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_BREP)) return decompressed_base(src, ctx, labels);
+  return src->data;
+}
+
+} // namespace mipo::frame
+
+#endif

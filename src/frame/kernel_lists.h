@@ -1,0 +1,48 @@
+// All 925 column kernels, gathered from the families' lists. A member becomes
+//
+//   ROW(shape, name, operation, family, width field, variant)
+//
+// where `shape` is the member of the union mipo_kernel that takes its address. Tables, tests and benchmarks expand
+// these lists and keep none of their own.
+#ifndef MIPO_FRAME_KERNEL_LISTS_H
+#define MIPO_FRAME_KERNEL_LISTS_H
+
+#include "arith/kernels.inc"
+#include "decode/kernels.inc"
+#include "mipo/keys.h"
+#include "scan/kernels.inc"
+#include "xlate/kernels.inc"
+
+// Families move up from the second list to the first as they are built.
+#define FOR_EACH_BUILT_KERNEL(ROW) DICT_BYTE_ALIGNED_PREDICATES(PREDICATE_ROW, ROW)
+
+#define FOR_EACH_PLANNED_KERNEL(ROW)         \
+  DICT_PACKED_PREDICATES(PREDICATE_ROW, ROW) \
+  DICT_NULL_PREDICATES(PREDICATE_ROW, ROW)   \
+  FIXED_PREDICATES(PREDICATE_ROW, ROW)       \
+  DYNP_PREDICATES(PREDICATE_ROW, ROW)        \
+  BURST_RLE_KERNELS(ROW)                     \
+  DECODE_KERNELS(ROW)                        \
+  DECODE_SYMBOL_KERNELS(ROW)                 \
+  SET_KERNELS(ROW)                           \
+  MINMAX_KERNELS(ROW)                        \
+  SUM_AND_DISTINCT_KERNELS(ROW)              \
+  XLATE_KERNELS(ROW)                         \
+  ARITHMETIC_KERNELS(ROW)
+
+#define FOR_EACH_KERNEL(ROW) \
+  FOR_EACH_BUILT_KERNEL(ROW) \
+  FOR_EACH_PLANNED_KERNEL(ROW)
+
+namespace mipo::frame {
+
+inline constexpr unsigned kernel_count = 0
+#define COUNT_ONE(shape, name, operation, family, width_field, variant) +1
+    FOR_EACH_KERNEL(COUNT_ONE)
+#undef COUNT_ONE
+    ;
+static_assert(kernel_count == 925, "hosts compute keys for exactly this population");
+
+} // namespace mipo::frame
+
+#endif

@@ -1,0 +1,56 @@
+// Back end of ordinary loops: no intrinsics, any processor. Every other back end has to give the same bits.
+#ifndef MIPO_SIMD_PLAIN_H
+#define MIPO_SIMD_PLAIN_H
+
+#include <type_traits>
+
+#include "simd/lanes.h"
+#include "simd/row_bits.h"
+
+namespace mipo::simd {
+
+template <class AnyVector>
+inline auto lane_bits(AnyVector a, AnyVector b, AnyVector c, AnyVector d, AnyVector e, AnyVector f, AnyVector g,
+                      AnyVector h) {
+  using T = std::remove_cvref_t<decltype(a[0])>;
+  const AnyVector masks[] = {a, b, c, d, e, f, g, h};
+  constexpr size_t lanes = vector_bytes / sizeof(T);
+  using Bits = RowBits<lanes_per_block<T>>;
+  constexpr size_t word_bits = 8 * sizeof(typename Bits::Word);
+
+  Bits bits{};
+  for (size_t row = 0; row < lanes_per_block<T>; ++row) {
+    const ub8 bit = masks[row / lanes][row % lanes] & 1;
+    auto &word = bits.word[row / word_bits];
+    word = static_cast<typename Bits::Word>(word | bit << row % word_bits);
+  }
+  return bits;
+}
+
+template <class T>
+inline Vector<T> byte_swap(Vector<T> vector) {
+  for (size_t lane = 0; lane < vector_bytes / sizeof(T); ++lane) {
+    if constexpr (sizeof(T) == 2) vector[lane] = __builtin_bswap16(vector[lane]);
+    if constexpr (sizeof(T) == 4) vector[lane] = __builtin_bswap32(vector[lane]);
+    if constexpr (sizeof(T) == 8) vector[lane] = __builtin_bswap64(vector[lane]);
+  }
+  return vector;
+}
+
+// Ones of each byte.
+inline Vector<ub1> byte_ones(Vector<ub1> vector) {
+  auto words = (Vector<ub8>)vector;
+  for (size_t lane = 0; lane < vector_bytes / sizeof(ub8); ++lane) words[lane] = byte_population_counts(words[lane]);
+  return (Vector<ub1>)words;
+}
+
+// Sums of each eight bytes.
+inline Vector<ub8> sum_bytes(Vector<ub1> vector) {
+  Vector<ub8> sums{};
+  for (size_t byte = 0; byte < vector_bytes; ++byte) sums[byte / 8] += vector[byte];
+  return sums;
+}
+
+} // namespace mipo::simd
+
+#endif

@@ -1,0 +1,68 @@
+// The block of lanes, for the instruction set that this object is compiled for, and the steps that all back ends share.
+#ifndef MIPO_SIMD_SIMD_H
+#define MIPO_SIMD_SIMD_H
+
+#include <utility>
+
+#include "simd/lanes.h"
+#include "simd/population_count.h"
+#include "simd/row_bits.h"
+
+#if defined(MIPO_SIMD_AVX2)
+#include "simd/avx2.h"
+#elif defined(MIPO_SIMD_SSE42)
+#include "simd/sse42.h"
+#elif defined(MIPO_SIMD_NEON)
+#include "simd/neon.h"
+#else
+#include "simd/plain.h"
+#endif
+
+namespace mipo::simd {
+
+template <class T>
+[[gnu::always_inline]] inline Lanes<T> byte_swap(Lanes<T> lanes) {
+  return {byte_swap<T>(lanes.vector)};
+}
+
+// One bit a row from the masks of a whole block.
+template <class T, bool inverted, class... Further>
+[[gnu::always_inline]] inline RowBits<lanes_per_block<T>> row_bits(Mask<T, inverted> first, Further... further) {
+  static_assert(1 + sizeof...(further) == vectors_per_block, "a block is always 128 bytes");
+  return lane_bits(first.vector, further.vector...) ^ (inverted ? ~ub8{0} : ub8{0});
+}
+
+// Calls step(i) for each vector of a block, and hands all results to `combine`. A loop over an array of vectors would
+// send them through the stack.
+template <class Step, class Combine>
+[[gnu::always_inline]] inline auto for_block(Step step, Combine combine) {
+  return [&]<size_t... i>(std::index_sequence<i...>) __attribute__((always_inline)) {
+    return combine(step(i)...);
+  }
+  (std::make_index_sequence<vectors_per_block>{});
+}
+
+// Integer of type T at any address.
+template <class T>
+[[gnu::always_inline]] inline T read_native(const void *address) {
+  T value;
+  memcpy(&value, address, sizeof value);
+  return value;
+}
+
+template <class T>
+[[gnu::always_inline]] inline T read_big_endian(const void *address) {
+  const T value = read_native<T>(address);
+  if constexpr (sizeof(T) == 1)
+    return value;
+  else if constexpr (sizeof(T) == 2)
+    return __builtin_bswap16(value);
+  else if constexpr (sizeof(T) == 4)
+    return __builtin_bswap32(value);
+  else
+    return __builtin_bswap64(value);
+}
+
+} // namespace mipo::simd
+
+#endif
