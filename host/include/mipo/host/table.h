@@ -1,0 +1,36 @@
+// A table in memory: named columns of one length.
+#ifndef MIPO_HOST_TABLE_H
+#define MIPO_HOST_TABLE_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mipo/host/column.h"
+
+namespace mipo::host {
+
+struct Column {
+  std::string name;
+  DictionaryColumn data;
+
+  const ValueType &type() const noexcept { return data.type(); }
+  const Dictionary &dictionary() const noexcept { return data.dictionary(); }
+};
+
+struct Table {
+  std::string name;
+  ub4 row_count = 0;
+  std::vector<Column> columns;
+
+  /// The column of exactly this name, or null.
+  const Column *find(std::string_view column_name) const noexcept {
+    for (const Column &column : columns)
+      if (column.name == column_name) return &column;
+    return nullptr;
+  }
+};
+
+} // namespace mipo::host
+
+#endif

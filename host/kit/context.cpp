@@ -1,0 +1,68 @@
+#include "mipo/host/context.h"
+
+#include <utility>
+
+namespace mipo::host {
+
+void *KernelMemory::allocate(std::size_t size) {
+  return blocks_.emplace_back(size).data();
+}
+
+CallContext::CallContext(const Library &library, mipo_decompressor *decompressor) {
+  error_frame_.report = report;
+  error_frame_.context = this;
+  environment_[MIPO_ENV_ERROR_FRAME_WORD] = static_cast<mipo_error_frame *>(&error_frame_);
+  environment_[context_word] = this;
+  host_.env = environment_.data();
+  host_.heap = decompressor;
+  host_.alloc = allocate;
+  host_.temp_alloc = allocate_scratch;
+  host_.temp_free = free_scratch;
+  host_.decode = library.record().mipo_brep_decode_dydi;
+  call_.host = &host_;
+}
+
+void CallContext::select(const BitVector &ones, bool selective) noexcept {
+  call_.ones_vec = ones.words();
+  call_.eval_flags = selective ? MIPO_EVAL_SELECTIVE : 0;
+}
+
+void CallContext::select_all() noexcept {
+  call_.ones_vec = nullptr;
+  call_.eval_flags = 0;
+}
+
+void CallContext::throw_if_reported() const {
+  if (!messages_.empty()) throw Error(messages_.front());
+}
+
+CallContext &CallContext::of(void *env) noexcept {
+  return *static_cast<CallContext *>(static_cast<void **>(env)[context_word]);
+}
+
+void CallContext::report(mipo_error_frame *frame, const char *message) {
+  static_cast<ErrorFrame *>(frame)->context->messages_.emplace_back(message);
+}
+
+void *CallContext::allocate(void *env, void *, ub4 size, const char *label, ub4, ub4, ub8 hint) {
+  CallContext &context = of(env);
+  context.labels_.emplace_back(label);
+  KernelMemory *owner = hint != 0 ? reinterpret_cast<KernelMemory *>(hint) : &context.memory_;
+  return owner->allocate(size);
+}
+
+void *CallContext::allocate_scratch(void *env, ub4 size, const char *label, ub4, ub4, void **cookie) {
+  CallContext &context = of(env);
+  context.labels_.emplace_back(label);
+  AlignedBuffer buffer(size);
+  void *memory = buffer.data();
+  context.scratch_.emplace(memory, std::move(buffer));
+  *cookie = memory;
+  return memory;
+}
+
+void CallContext::free_scratch(void *env, void *, void *cookie) {
+  of(env).scratch_.erase(cookie);
+}
+
+} // namespace mipo::host

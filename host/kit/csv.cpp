@@ -1,0 +1,267 @@
+#include "mipo/host/csv.h"
+
+#include <csv.h>
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <vector>
+
+#include "input_file.h"
+#include "mipo/host/column_encoder.h"
+
+namespace mipo::host {
+namespace {
+
+// A field as part of a message: what cannot be printed is escaped, what is long is cut.
+std::string printable(std::string_view field) {
+  constexpr std::size_t longest = 60;
+  const bool text = is_utf8(field);
+  std::string out = "'";
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    const auto c = static_cast<unsigned char>(field[i]);
+    if (i >= longest && (!text || (c & 0xc0) != 0x80)) {
+      out += "...";
+      break;
+    }
+    if (c < 0x20 || c == 0x7f || (c >= 0x80 && !text)) {
+      constexpr char hex[] = "0123456789abcdef";
+      out += {'\\', 'x', hex[c >> 4], hex[c & 15]};
+    } else {
+      out += field[i];
+    }
+  }
+  return out + "'";
+}
+
+class CsvReader {
+public:
+  CsvReader(const std::filesystem::path &path, const CsvOptions &options);
+  ~CsvReader() { csv_free(&parser_); }
+  CsvReader(const CsvReader &) = delete;
+  CsvReader &operator=(const CsvReader &) = delete;
+
+  Table read();
+
+private:
+  // Called by the parser. No exception may pass through it: it is kept until the parser has returned.
+  static void on_field(void *field, std::size_t length, void *reader);
+  static void on_row_end(int terminator, void *reader);
+
+  // Opens the file if need be.
+  std::span<const char> next_piece(std::unique_ptr<InputFile> &file) const;
+  void take_field(std::string_view field);
+  void take_line_end(int terminator);
+  void take_row();
+  void take_header();
+  void parse(std::span<const char> text);
+  void finish_parsing();
+  void rethrow_failure() const;
+  Table encode();
+
+  [[noreturn]] void fail(const std::string &problem, ub8 line = 0, ub4 column = 0) const;
+  [[noreturn]] void fail_quoting();
+  std::string list_columns() const;
+
+  std::filesystem::path path_;
+  const CsvOptions &options_;
+  csv_parser parser_;
+  std::exception_ptr failure_;
+
+  std::vector<std::string> names_;
+  std::vector<ColumnEncoder> encoders_;
+  bool has_header_ = false;
+  ub8 line_ = 1;              // that the parser stands on
+  ub8 row_line_ = 1;          // on which the row began
+  ub4 fields_ = 0;            // of the row so far
+  bool after_return_ = false; // the last character was a carriage return that ended a line
+};
+
+CsvReader::CsvReader(const std::filesystem::path &path, const CsvOptions &options) : path_(path), options_(options) {
+  if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL) != 0) throw std::bad_alloc();
+  csv_set_delim(&parser_, static_cast<unsigned char>(options.delimiter));
+  csv_set_space_func(&parser_, [](unsigned char) { return 0; }); // spaces belong to the field
+  csv_set_blk_size(&parser_, 4096);
+}
+
+void CsvReader::fail(const std::string &problem, ub8 line, ub4 column) const {
+  std::string message = path_.string() + ":";
+  if (line != 0) message += std::to_string(line) + ":";
+  std::string name;
+  if (column != 0) {
+    message += " column " + std::to_string(column);
+    if (column <= names_.size()) {
+      name = names_[column - 1];
+      message += " (" + name + ")";
+    }
+    message += ":";
+  }
+  throw CsvError(message + " " + problem, path_.string(), line, column, name);
+}
+
+void CsvReader::fail_quoting() {
+  const ub4 column = fields_ + 1;
+  if (!has_header_ || column > names_.size())
+    fail("broken quoting in field " + std::to_string(column) + ": quotes must enclose the whole field", line_);
+  fail("broken quoting: quotes must enclose the whole field, and a quote inside must be doubled", line_, column);
+}
+
+std::string CsvReader::list_columns() const {
+  std::string list;
+  for (const std::string &name : names_) list += (list.empty() ? "" : ", ") + name;
+  return list;
+}
+
+void CsvReader::on_field(void *field, std::size_t length, void *reader) {
+  auto &self = *static_cast<CsvReader *>(reader);
+  if (self.failure_) return;
+  try {
+    self.take_field({static_cast<const char *>(field), length});
+  } catch (...) {
+    self.failure_ = std::current_exception();
+  }
+}
+
+void CsvReader::on_row_end(int terminator, void *reader) {
+  auto &self = *static_cast<CsvReader *>(reader);
+  if (self.failure_) return;
+  try {
+    self.take_line_end(terminator);
+  } catch (...) {
+    self.failure_ = std::current_exception();
+  }
+}
+
+void CsvReader::take_field(std::string_view field) {
+  if (fields_ == 0) row_line_ = line_;
+  after_return_ = false;
+  if (!has_header_)
+    names_.emplace_back(field);
+  else if (fields_ < encoders_.size())
+    line_ += encoders_[fields_].append(field, line_);
+  ++fields_;
+}
+
+void CsvReader::take_line_end(int terminator) {
+  const bool second_half = terminator == CSV_LF && after_return_; // of CR LF
+  after_return_ = terminator == CSV_CR;
+  if (fields_ != 0) take_row();
+  fields_ = 0;
+  if (!second_half) ++line_;
+}
+
+void CsvReader::take_row() {
+  if (!has_header_) return take_header();
+  if (fields_ != names_.size())
+    fail("the row has " + std::to_string(fields_) + (fields_ == 1 ? " field" : " fields") + ", but the header names " +
+             std::to_string(names_.size()) + (names_.size() == 1 ? " column" : " columns"),
+         row_line_);
+}
+
+void CsvReader::take_header() {
+  for (std::size_t i = 0; i < names_.size(); ++i) {
+    const std::string name = std::move(names_[i]);
+    const auto column = static_cast<ub4>(i + 1);
+    names_[i].clear();
+    if (name.empty()) fail("column " + std::to_string(column) + " has no name in the header", row_line_);
+    if (!is_utf8(name))
+      fail("the name of column " + std::to_string(column) + ", " + printable(name) + ", is not valid UTF-8", row_line_);
+    if (std::find(names_.begin(), names_.begin() + static_cast<std::ptrdiff_t>(i), name) !=
+        names_.begin() + static_cast<std::ptrdiff_t>(i))
+      fail("two columns are named " + printable(name), row_line_);
+    for (const char c : name) line_ += c == '\n' ? 1 : 0;
+    names_[i] = name;
+  }
+  for (const auto &[name, kind] : options_.kinds)
+    if (std::ranges::find(names_, name) == names_.end())
+      fail("a type is given for column " + printable(name) + ", but the columns are " + list_columns());
+  encoders_.resize(names_.size());
+  has_header_ = true;
+}
+
+void CsvReader::rethrow_failure() const {
+  if (!failure_) return;
+  try {
+    std::rethrow_exception(failure_);
+  } catch (const ArgumentError &error) {
+    fail(error.what(), row_line_);
+  }
+}
+
+void CsvReader::parse(std::span<const char> text) {
+  const std::size_t done = csv_parse(&parser_, text.data(), text.size(), on_field, on_row_end, this);
+  rethrow_failure();
+  if (done == text.size()) return;
+  if (csv_error(&parser_) == CSV_ENOMEM) throw std::bad_alloc();
+  // The field that broke off may have crossed lines.
+  const auto *begun = reinterpret_cast<const char *>(parser_.entry_buf);
+  line_ += static_cast<ub8>(std::count(begun, begun + parser_.entry_pos, '\n'));
+  fail_quoting();
+}
+
+void CsvReader::finish_parsing() {
+  const int status = csv_fini(&parser_, on_field, on_row_end, this);
+  rethrow_failure();
+  if (status == 0) return;
+  fail("a quote is opened here and never closed", line_, has_header_ ? fields_ + 1 : 0);
+}
+
+Table CsvReader::encode() {
+  std::vector<ValueKind> kinds;
+  std::optional<BadField> first_bad;
+  ub4 bad_column = 0;
+  for (std::size_t i = 0; i < names_.size(); ++i) {
+    const auto given = options_.kinds.find(names_[i]);
+    kinds.push_back(given != options_.kinds.end() ? given->second : encoders_[i].inferred_kind());
+    if (given == options_.kinds.end() && kinds.back() != ValueKind::text) continue;
+    std::optional<BadField> bad = encoders_[i].first_bad_field(kinds.back());
+    if (!bad || (first_bad && first_bad->line <= bad->line)) continue;
+    first_bad = std::move(bad);
+    bad_column = static_cast<ub4>(i + 1);
+  }
+  if (first_bad) fail(printable(first_bad->text) + " " + first_bad->problem, first_bad->line, bad_column);
+
+  Table table;
+  const std::string file_name = path_.filename().string();
+  table.name = options_.table_name.empty() ? file_name.substr(0, file_name.find('.', 1)) : options_.table_name;
+  table.row_count = static_cast<ub4>(encoders_.front().rows());
+  for (std::size_t i = 0; i < names_.size(); ++i)
+    table.columns.push_back({std::move(names_[i]), encoders_[i].finish(kinds[i], {0, options_.compressor})});
+  return table;
+}
+
+std::span<const char> CsvReader::next_piece(std::unique_ptr<InputFile> &file) const {
+  try {
+    if (!file) file = std::make_unique<InputFile>(path_);
+    return file->next();
+  } catch (const Error &error) {
+    fail(error.what());
+  }
+}
+
+Table CsvReader::read() {
+  std::unique_ptr<InputFile> file;
+  std::span<const char> text = next_piece(file);
+  if (text.empty()) fail("the file is empty: there is no header row");
+  constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
+  if (std::string_view(text.data(), text.size()).starts_with(byte_order_mark))
+    text = text.subspan(byte_order_mark.size());
+  for (; !text.empty(); text = next_piece(file)) {
+    parse(text);
+    if (options_.progress) options_.progress(file->bytes_done(), file->bytes_total());
+  }
+  finish_parsing();
+  if (!has_header_) fail("the file has no header row");
+  return encode();
+}
+
+} // namespace
+
+Table read_csv(const std::filesystem::path &path, const CsvOptions &options) {
+  return CsvReader(path, options).read();
+}
+
+} // namespace mipo::host
