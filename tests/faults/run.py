@@ -1,0 +1,147 @@
+#!/usr/bin/env python3
+"""Builds wrong variants of the library and shows that the suite catches each one.
+
+A fault is a line of the sources, exchanged in a copy; only the objects that it lives in are compiled again, with the
+build's own commands, and linked with the other objects of the level. The same route without an exchange has to pass.
+
+usage: run.py --source DIR --build DIR --level LEVEL [--only NAME]
+"""
+import argparse
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+from dataclasses import dataclass
+
+SCAN, BITVEC, ITERATORS = "scan/dict_byte_aligned.cpp", "bitvec/algebra.cpp", "bitvec/iterators.cpp"
+FRAME = "scan/predicate.cpp"
+
+
+@dataclass
+class Fault:
+    name: str
+    file: str
+    right: str
+    wrong: str
+    compiled: str
+    test: str
+
+
+FAULTS = [
+    Fault("a comparison off by one", "scan/operations.h", "return code < k;", "return code <= k;", SCAN,
+          "predicate_test"),
+    Fault("an end of a range taken in", "scan/operations.h", "first + Operation::low_open", "first", SCAN,
+          "predicate_test"),
+    Fault("an inverted range not empty", "scan/operations.h", "first > last ||", "", SCAN, "predicate_test"),
+    Fault("the last row skipped", "scan/predicate.h", "row < rows; ++row", "row + 1 < rows; ++row", SCAN,
+          "predicate_test"),
+    Fault("a count not updated", "scan/predicate.h", "count += block_bits.count();", "", SCAN, "predicate_test"),
+    Fault("bits set above the last row", "scan/predicate.h", "first / 8, 0, (rows + 63)", "first / 8, 0x80, (rows + 63)",
+          SCAN, "predicate_test"),
+    Fault("the wrong label in the selective path", "scan/dict_byte_aligned.cpp", '"mipo_" #half', '"mipo_" #operation',
+          SCAN, "predicate_test"),
+    Fault("the constant of the selective path read too narrow", "scan/byte_aligned.h",
+          "std::conditional_t<sizeof(Code) == 8, ub8, ub4>", "Code", SCAN, "predicate_test"),
+    Fault("the filter not applied", "scan/predicate.cpp", "src->filter_bv != nullptr", "src->filter_bv == src->bv", FRAME,
+          "predicate_test"),
+    Fault("a missing mask behind the limit", "bitvec/iterator.h", "left)) & low_bits(left)", "left))", ITERATORS,
+          "iterator_test"),
+    Fault("a byte read behind the vector", "bitvec/iterator.h", "(bits + 7) / 8", "(bits + 7) / 8 + 1", ITERATORS,
+          "iterator_test"),
+    Fault("a bit lost where a chunk ends", "bitvec/ones.h", "chunk.written = capacity;",
+          "chunk.written = capacity; it.pending &= it.pending - 1;", ITERATORS, "iterator_test"),
+    Fault("row numbers stored behind the capacity", "bitvec/ones.h", "room < word_bits + 8", "room < 1", ITERATORS,
+          "iterator_test"),
+    Fault("the wrong source complemented", "bitvec/algebra.cpp", "return ~a & b;", "return a & ~b;", BITVEC, "bitvec_test"),
+    Fault("bits above the length counted", "bitvec/algebra.h", "used != 0)", "used == 1)", BITVEC, "bitvec_test"),
+]
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--source", type=pathlib.Path, required=True)
+    parser.add_argument("--build", type=pathlib.Path, required=True)
+    parser.add_argument("--level", required=True)
+    parser.add_argument("--only", help="a part of a fault's name")
+    return parser.parse_args()
+
+
+class Builder:
+    def __init__(self, arguments):
+        self.source, self.build, self.level = arguments.source, arguments.build, arguments.level
+        marker = f"mipo_objects_{self.level}.dir"
+        commands = json.loads((self.build / "compile_commands.json").read_text())
+        self.commands = {os.path.relpath(entry["file"], self.source / "src"): entry for entry in commands
+                         if marker in entry["command"]}
+
+    def library(self, fault, number):
+        """The library with the fault (or without one, if it is None); its path."""
+        folder = self.build / "faults" / str(number)
+        shutil.rmtree(folder, ignore_errors=True)
+        shutil.copytree(self.source / "src", folder / "src")
+        changed = SCAN
+        if fault:
+            file = folder / "src" / fault.file
+            text = file.read_text()
+            if text.count(fault.right) != 1:
+                sys.exit(f"{fault.name}: '{fault.right}' stands {text.count(fault.right)} times in {fault.file}")
+            file.write_text(text.replace(fault.right, fault.wrong))
+            changed = fault.compiled
+        objects = []
+        for name, entry in self.commands.items():
+            output = re.search(r" -o (\S+)", entry["command"])[1]
+            if name != changed:
+                objects.append(self.build / output)
+                continue
+            command = entry["command"].replace(str(self.source / "src"), str(folder / "src"))
+            command = command.replace(f" -o {output}", f" -o {folder / 'wrong.o'}") + " -Wno-error"
+            subprocess.run(shlex.split(command), cwd=entry["directory"], check=True)
+            objects.append(folder / "wrong.o")
+        compiler = shlex.split(next(iter(self.commands.values()))["command"])[0]
+        library = folder / "libmipo.so.1"
+        subprocess.run([compiler, "-shared", "-nostdlib", "-Wl,-soname,libmipo.so.1", "-Wl,-z,relro,-z,now",
+                        f"-Wl,--version-script={self.source}/src/frame/exports.map", *objects, "-lc", "-o", library],
+                       check=True)
+        return library
+
+    def run_test(self, test, library):
+        """Whether the test passes on the library, and what it printed."""
+        done = subprocess.run([self.build / "tests" / test], env={**os.environ, "MIPO_TEST_LIBRARY": str(library)},
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
+        if done.returncode == 2:  # the harness could not open the library: that proves nothing
+            sys.exit(done.stdout)
+        return done.returncode == 0, done.stdout
+
+
+def main():
+    arguments = parse_arguments()
+    builder = Builder(arguments)
+    faults = [fault for fault in FAULTS if not arguments.only or arguments.only in fault.name]
+
+    right = builder.library(None, "none")
+    for test in sorted({fault.test for fault in faults}):
+        passed, output = builder.run_test(test, right)
+        if not passed:
+            sys.exit(f"{output}\n{test} fails without any fault")
+
+    def check(numbered):
+        number, fault = numbered
+        passed, output = builder.run_test(fault.test, builder.library(fault, number))
+        caught = not passed and ("FAILED" in output or "access outside" in output)
+        return fault, caught
+
+    missed = 0
+    with concurrent.futures.ThreadPoolExecutor(max_workers=2) as pool:
+        for fault, caught in pool.map(check, enumerate(faults)):
+            print(f"{'caught' if caught else 'MISSED'}  {fault.name} ({fault.test})", flush=True)
+            missed += not caught
+    print(f"{len(faults) - missed} of {len(faults)} faults caught")
+    return 1 if missed or not faults else 0
+
+
+sys.exit(main())
