@@ -1,216 +1,177 @@
-// Iterators and the extraction of row numbers, of every level, against the model and against inaccessible pages.
-#include <gtest/gtest.h>
-
+// Walks over the set and the clear bits of both forms: which numbers come out, in what order, and what is touched.
 #include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
 
+#include "check/bit_vector_entries.h"
 #include "check/guarded_buffer.h"
-#include "check/levels.h"
 #include "check/random.h"
 #include "reference/bit_vector_model.h"
 
+namespace mipo::check {
 namespace {
 
-using mipo::check::Edge;
-using mipo::check::GuardedBuffer;
-using mipo::check::Level;
-using mipo::check::levels;
-using mipo::check::Random;
-using Numbers = std::vector<ub8>;
+constexpr ub4 set_bits = 0, clear_bits = MIPO_WALK_CLEAR_BITS;
 
-#if defined(__aarch64__)
-constexpr ub8 long_vector = 150000; // under emulation
-constexpr ub8 stride = 3;
-#else
-constexpr ub8 long_vector = 600000;
-constexpr ub8 stride = 1;
-#endif
+// Row numbers with room for exactly so many entries in front of an inaccessible page.
+class Room {
+public:
+  ub4 *entries(ub8 capacity) { return reinterpret_cast<ub4 *>(of(capacity).data()); }
+  bool intact(ub8 capacity) { return of(capacity).intact(); }
 
-// The iterator's entries of one form.
-struct Form {
-  const char *name;
-  ub8 unit_bits;
-  ub8 end;
-  void (*begin)(const mipo_specialized_ctx &, mipo_lbiv_ictx *, const ub1 *, ub8 limit, ub4 mode, ub8 start);
-  ub8 (*mipo_specialized_ctx::*next_set)(mipo_lbiv_ictx *);
-  ub8 (*mipo_specialized_ctx::*next_clear)(mipo_lbiv_ictx *);
-  ub8 (*mipo_specialized_ctx::*ones)(mipo_lbiv_ictx *, ub4 *, ub8);
-  ub8 (*mipo_specialized_ctx::*run)(ub8, ub8);
-  ub8 (*mipo_specialized_ctx::*runs)(ub8, ub8, ub8, ub8);
+private:
+  GuardedBuffer &of(ub8 capacity) {
+    auto &buffer = buffers_[capacity];
+    if (buffer == nullptr) buffer = std::make_unique<GuardedBuffer>(capacity * sizeof(ub4));
+    return *buffer;
+  }
+  std::map<ub8, std::unique_ptr<GuardedBuffer>> buffers_;
 };
 
-#define FORM(form, unit, end)                                                                                         \
-  {                                                                                                                   \
-#form, 8 * sizeof(unit), end,                                                                                       \
-   [](const mipo_specialized_ctx &record, mipo_lbiv_ictx *it, const ub1 *bits, ub8 limit, ub4 mode, ub8 start) {       \
-     record.mipo_##form##_ictx_ini2_dydi(it, reinterpret_cast<const unit *>(bits), limit, mode, start);                \
-   },                                                                                                                  \
-   &mipo_specialized_ctx::mipo_##form##iter_dydi, &mipo_specialized_ctx::mipo_##form##iter_clr_dydi,                   \
-   &mipo_specialized_ctx::mipo_##form##ones_dydi, &mipo_specialized_ctx::mipo_##form##run_dydi,                        \
-   &mipo_specialized_ctx::mipo_##form##runs_dydi \
-  }
-
-const Form forms[] = {FORM(lbiv, ub1, 0xffffffff), FORM(lbiwv, ub8, 0xffffffffffffffff)};
-
-ub8 bytes_of(const Form &form, ub8 bits) {
-  return (bits + form.unit_bits - 1) / form.unit_bits * form.unit_bits / 8;
-}
-
-class Iterators : public testing::Test {
+template <class Unit>
+class BitIterator : public ::testing::Test {
 protected:
-  static void SetUpTestSuite() { mipo::check::report_faults(); }
+  using Entries = BitVectorEntries<Unit>;
+
+  static void SetUpTestSuite() { report_faults(); }
+
+  // Walks to the end, and two calls further: by steps, by batches, or by turns (`step_percent` of the calls are steps).
+  // Batches have capacities out of `capacities`, in random order.
+  void walk(const Level &level, const GuardedBuffer &vector, ub8 limit, ub4 mode, ub8 start,
+            const std::vector<ub8> &expected, unsigned step_percent, const std::vector<ub8> &capacities) {
+    const Entries entries(level);
+    const auto step = (mode & 0xff) == clear_bits ? entries.next_clear : entries.next_set;
+    running((level.name + " walk of " + std::string(Entries::form)).c_str(), limit * 1000 + start);
+    mipo_lbiv_ictx it;
+    std::memset(&it, 0xee, sizeof it);
+    entries.begin(&it, reinterpret_cast<const Unit *>(vector.data()), limit, mode, start);
+    if (limit <= start) {
+      const mipo_lbiv_ictx empty{};
+      EXPECT_EQ(std::memcmp(&it, &empty, sizeof it), 0) << Entries::form << " begins behind the limit";
+    }
+    std::size_t done = 0;
+    for (int calls_behind_end = 0; calls_behind_end < 2;) {
+      const auto what = ::testing::Message()
+                        << level.name << " " << Entries::form << " from " << start << " to " << limit << " mode "
+                        << mode << ": number " << done << " of " << expected.size();
+      if (random_.chance(step_percent)) {
+        const bool ends = done == expected.size();
+        ASSERT_EQ(step(&it), ends ? Entries::end_marker : expected[done]) << what;
+        done += !ends;
+        calls_behind_end += ends;
+      } else {
+        const ub8 capacity = capacities[random_.below(capacities.size())];
+        const ub8 wanted = std::min<ub8>(capacity, expected.size() - done);
+        const ub4 *rows = room_.entries(capacity);
+        ASSERT_EQ(entries.batch(&it, room_.entries(capacity), capacity), wanted) << what << ", room for " << capacity;
+        ASSERT_TRUE(room_.intact(capacity)) << what << ": stored behind its room of " << capacity;
+        for (ub8 i = 0; i < wanted; ++i, ++done) ASSERT_EQ(rows[i], static_cast<ub4>(expected[done])) << what;
+        calls_behind_end += wanted < capacity;
+      }
+      // Hosts may copy and keep the record between calls: what is pending stands at its own position.
+      if (it.pending != 0) {
+        const ub8 pending = it.word_base + static_cast<ub8>(__builtin_ctzll(it.pending));
+        ASSERT_TRUE(done < expected.size() && pending == expected[done])
+            << what << ", but " << pending << " is pending";
+      }
+    }
+  }
+
+  Random random_{test_seed()};
+  Room room_;
 };
 
-TEST_F(Iterators, steps_deliver_the_bits_of_any_stretch_and_read_no_other_byte) {
-  Random random(mipo::check::test_seed());
-  for (const Level &level : levels())
-    for (const Form &form : forms)
-      for (ub8 limit = 0; limit <= 200; limit += 1 + (limit > 70 ? random.below(6) : 0))
-        for (ub8 start = 0; start <= limit + 1; start += 1 + random.below(4 * stride))
-          for (const bool clear_bits : {false, true}) {
-            const ub8 size = bytes_of(form, limit);
-            const std::size_t shift = form.unit_bits == 8 ? random.below(8) : 0;
-            GuardedBuffer vector(size, random.chance(70) ? Edge::end : Edge::start, shift);
-            const ub8 kind = random.below(5);
-            for (ub8 i = 0; i < size; ++i)
-              vector.data()[i] = kind == 0 ? 0 : kind == 1 ? 0xff : static_cast<ub1>(random.next());
-            const std::string what = level.name + " " + form.name + " bits " + std::to_string(start) + " to " +
-                                     std::to_string(limit) + (clear_bits ? ", clear" : ", set");
-            mipo::check::running(what.c_str());
+using Units = ::testing::Types<ub1, ub8>;
+TYPED_TEST_SUITE(BitIterator, Units);
 
-            mipo_lbiv_ictx it;
-            std::memset(&it, 0x5a, sizeof it);
-            form.begin(*level.record, &it, vector.data(), limit, clear_bits, start);
-            if (limit <= start) {
-              const mipo_lbiv_ictx empty{};
-              ASSERT_EQ(std::memcmp(&it, &empty, sizeof it), 0) << what;
-            } else {
-              ASSERT_EQ(it.bit_limit, limit) << what;
-              const ub8 first_bit = reinterpret_cast<ub8>(vector.data()) % 8 * (form.unit_bits == 8 ? 8 : 0);
-              ASSERT_EQ(it.word_base, (start + first_bit) / 64 * 64 - first_bit) << what;
-            }
-            const auto next = level.record->*(clear_bits ? form.next_clear : form.next_set);
-            for (const ub8 expected : mipo::reference::walk(vector.data(), limit, start, clear_bits))
-              ASSERT_EQ(next(&it), expected) << what;
-            for (int again = 0; again < 3; ++again) ASSERT_EQ(next(&it), form.end) << what;
-            ASSERT_TRUE(vector.intact()) << what;
-          }
-}
-
-TEST_F(Iterators, only_the_low_byte_of_the_mode_counts) {
-  const ub8 vector[] = {0x5};
+TYPED_TEST(BitIterator, EveryStartAndLimitAtEveryAddress) {
+  using Form = BitVectorEntries<TypeParam>;
+  const unsigned places = Form::of_bytes ? 9 : 2;
   for (const Level &level : levels())
-    for (const Form &form : forms)
-      for (const auto &[mode, clear_bits] : {std::pair{0x101u, true}, {0x100u, false}, {2u, false}, {0xffu, false}}) {
-        mipo_lbiv_ictx it;
-        form.begin(*level.record, &it, reinterpret_cast<const ub1 *>(vector), 3, mode, 0);
-        ASSERT_EQ(it.pending, clear_bits ? 0x2u : 0x5u) << level.name << " " << form.name << " mode " << mode;
+    for (unsigned place = 0; place < places; ++place)
+      for (ub8 limit = 0; limit <= 150; ++limit) {
+        // In place 0 the vector ends at an inaccessible page; in the others it begins behind one, at all addresses.
+        const std::size_t bytes = Form::bytes_of(limit);
+        GuardedBuffer vector(bytes, place == 0 ? Edge::end : Edge::start, place == 0 ? 0 : place - 1);
+        std::vector<ub1> contents(bytes);
+        const ub8 kind = this->random_.below(5);
+        for (ub1 &byte : contents) byte = kind == 0 ? 0 : kind == 1 ? 0xff : static_cast<ub1>(this->random_.next());
+        std::copy(contents.begin(), contents.end(), vector.data());
+        vector.protect();
+        const ub8 stride = place == 0 ? 1 : 1 + this->random_.below(3);
+        for (ub8 start = 0; start <= limit + 1; start += stride) {
+          // Only the low 8 bits of the mode count.
+          static const ub4 modes[] = {set_bits, clear_bits, 2, 0x100 | clear_bits, 0xffffff00};
+          const ub4 mode = modes[this->random_.below(5)];
+          const bool clear = (mode & 0xff) == clear_bits;
+          const std::vector<ub8> expected = reference::walk(contents, limit, start, clear);
+          this->walk(level, vector, limit, mode, start, expected,
+                     clear || start % 3 == 0 ? 100
+                     : start % 3 == 1        ? 50
+                                             : 0,
+                     {0, 1, 7, 8, 9, 256});
+          if (this->HasFailure()) return;
+        }
+        ASSERT_TRUE(vector.intact()) << level.name;
       }
 }
 
-TEST_F(Iterators, there_are_no_runs) {
+// Batches above 8192 entries may go another way through dense parts; it must give the same and keep to its room.
+TYPED_TEST(BitIterator, LongVectorsOfAllDensities) {
+  using Form = BitVectorEntries<TypeParam>;
+  constexpr ub8 limit = 200'003;
+  const std::size_t bytes = Form::bytes_of(limit);
+  GuardedBuffer vector(bytes);
   for (const Level &level : levels())
-    for (const Form &form : forms) {
-      EXPECT_EQ((level.record->*form.run)(1, 2), form.end) << level.name << " " << form.name;
-      EXPECT_EQ((level.record->*form.runs)(1, 2, 3, 4), 0u) << level.name << " " << form.name;
+    for (const unsigned percent : {0u, 1u, 10u, 17u, 19u, 50u, 95u, 100u, 200u}) {
+      std::vector<ub1> contents(bytes);
+      for (ub8 bit = 0; bit < 8 * bytes; ++bit)
+        if (this->random_.chance(percent == 200 ? (bit / 20'000 % 2 == 0 ? 90 : 2) : percent)) // 200: dense by turns
+          reference::fill_range(contents, bit, bit, true);
+      std::copy(contents.begin(), contents.end(), vector.data());
+      const ub8 start = this->random_.below(100);
+      const std::vector<ub8> expected = reference::walk(contents, limit, start, false);
+      for (const ub8 capacity : {ub8{255}, ub8{8192}, ub8{8193}, ub8{20'001}, ub8{24'576}, ub8{limit}})
+        this->walk(level, vector, limit, set_bits, start, expected, 0, {capacity});
+      this->walk(level, vector, limit, set_bits, start, expected, 30, {8, 256, 8200, 30'000, 50'000});
+      if (this->HasFailure()) return;
     }
 }
 
-// Stretches of different density one behind the other, so that both ways of extraction take turns.
-std::vector<ub1> mixed_vector(Random &random, ub8 bits, const std::vector<unsigned> &per_mille) {
-  std::vector<ub1> vector(bits / 8 + 8);
-  for (ub8 i = 0; i < bits; ++i) {
-    const unsigned density = per_mille[i * per_mille.size() / bits];
-    if (random.below(1000) < density) vector[i / 8] = static_cast<ub1>(vector[i / 8] | 1 << i % 8);
+// Steps answer 64 bits, batches the low 32 of them.
+TYPED_TEST(BitIterator, RowNumbersAboveFourBillion) {
+  using Form = BitVectorEntries<TypeParam>;
+  constexpr ub8 first = ub8{1} << 32;
+  GuardedBuffer words(16);
+  words.words()[0] = 0x8000000000000001;
+  words.words()[1] = 0x5;
+  // The vector that these words would stand in, of which nothing else is read.
+  const auto *vector = reinterpret_cast<const TypeParam *>(reinterpret_cast<uintptr_t>(words.data()) - first / 8);
+  for (const Level &level : levels()) {
+    const Form entries(level);
+    mipo_lbiv_ictx it;
+    entries.begin(&it, vector, first + 128, set_bits, first);
+    for (const ub8 bit : {0, 63, 64, 66}) EXPECT_EQ(entries.next_set(&it), first + bit) << level.name;
+    EXPECT_EQ(entries.next_set(&it), Form::end_marker) << level.name;
+    entries.begin(&it, vector, first + 128, set_bits, first);
+    ub4 rows[8];
+    ASSERT_EQ(entries.batch(&it, rows, 8), 4u) << level.name;
+    EXPECT_EQ(std::vector<ub4>(rows, rows + 4), (std::vector<ub4>{0, 63, 64, 66})) << level.name;
   }
-  return vector;
 }
 
-// Everything from `it`, in batches of at most `capacity`, with a step in between now and then.
-void extract_all(const Level &level, const Form &form, mipo_lbiv_ictx it, ub8 capacity, unsigned step_chance,
-                 const Numbers &expected, const std::string &what) {
-  Random random(capacity);
-  const ub4 untouched = 0x77777777;
-  Numbers got;
-  for (;;) {
-    if (random.chance(step_chance)) {
-      const ub8 number = (level.record->*form.next_set)(&it);
-      if (number == form.end) break;
-      got.push_back(number);
+TYPED_TEST(BitIterator, ThereAreNoRuns) {
+  using Form = BitVectorEntries<TypeParam>;
+  for (const Level &level : levels()) {
+    const Form entries(level);
+    for (const ub8 argument : {ub8{0}, ~ub8{0}}) {
+      EXPECT_EQ(entries.run(argument, argument), Form::end_marker) << level.name;
+      EXPECT_EQ(entries.runs(argument, argument, argument, argument), 0u) << level.name;
     }
-    GuardedBuffer rows(capacity * sizeof(ub4), Edge::end, 0, 0x77);
-    mipo::check::running(what.c_str());
-    const ub8 count = (level.record->*form.ones)(&it, reinterpret_cast<ub4 *>(rows.data()), capacity);
-    ASSERT_LE(count, capacity) << what;
-    ASSERT_TRUE(rows.intact()) << what;
-    for (ub8 i = 0; i < count; ++i) {
-      ub4 row;
-      std::memcpy(&row, rows.data() + i * sizeof row, sizeof row);
-      ASSERT_NE(row, untouched) << what;
-      got.push_back(row);
-    }
-    if (count < capacity) break;
   }
-  const auto differs = std::mismatch(got.begin(), got.end(), expected.begin(), expected.end());
-  ASSERT_TRUE(got == expected) << what << ": " << got.size() << " numbers instead of " << expected.size()
-                               << ", the first wrong one in place " << differs.first - got.begin();
-  ub4 none;
-  ASSERT_EQ((level.record->*form.ones)(&it, &none, 1), 0u) << what;
-  ASSERT_EQ((level.record->*form.next_set)(&it), form.end) << what;
-}
-
-TEST_F(Iterators, batches_deliver_every_bit_once_and_in_order) {
-  Random random(mipo::check::test_seed() + 1);
-  const std::vector<std::vector<unsigned>> densities = {
-      {0}, {1}, {10}, {180}, {500}, {950}, {1000}, {900, 0, 5, 1000, 180, 20, 700}, {1, 1000}, {1000, 1}};
-  for (const auto &per_mille : densities) {
-    const std::vector<ub1> bits = mixed_vector(random, long_vector, per_mille);
-    for (const Level &level : levels())
-      for (const Form &form : forms) {
-        const ub8 limit = long_vector - random.below(70), start = random.below(200);
-        GuardedBuffer vector(bytes_of(form, limit), Edge::end, form.unit_bits == 8 ? random.below(8) : 0);
-        std::memcpy(vector.data(), bits.data(), vector.size());
-        const Numbers expected = mipo::reference::walk(vector.data(), limit, start, false);
-        for (const ub8 capacity : {expected.size(), expected.size() + 100, expected.size() / 2 + 1, ub8{8192},
-                                   ub8{8193}, ub8{30000}, ub8{256}}) {
-          if (capacity == 0) continue;
-          mipo_lbiv_ictx it;
-          form.begin(*level.record, &it, vector.data(), limit, 0, start);
-          ASSERT_NO_FATAL_FAILURE(extract_all(level, form, it, capacity, capacity == 30000 ? 50 : 0, expected,
-                                              level.name + " " + form.name + "ones, " + std::to_string(per_mille[0]) +
-                                                  " per mille, capacity " + std::to_string(capacity)));
-        }
-      }
-  }
-}
-
-TEST_F(Iterators, small_batches_and_steps_may_be_mixed) {
-  Random random(mipo::check::test_seed() + 2);
-  for (const Level &level : levels())
-    for (const Form &form : forms)
-      for (const unsigned per_mille : {0, 3, 50, 500, 1000})
-        for (const ub8 limit : {1, 63, 64, 65, 200, 517, 1000}) {
-          const std::vector<ub1> bits = mixed_vector(random, limit, {per_mille});
-          const ub8 start = random.below(limit);
-          GuardedBuffer vector(bytes_of(form, limit), Edge::end, form.unit_bits == 8 ? random.below(8) : 0, 0xff);
-          for (ub8 i = 0; i < limit; ++i)
-            if (!mipo::reference::bit_of(bits.data(), i)) vector.data()[i / 8] &= static_cast<ub1>(~(1 << i % 8));
-          const Numbers expected = mipo::reference::walk(vector.data(), limit, start, false);
-          for (const ub8 capacity : {1, 7, 8, 9, 63, 64, 65, 72, 73, 256})
-            for (const unsigned step_chance : {0u, 40u}) {
-              mipo_lbiv_ictx it;
-              form.begin(*level.record, &it, vector.data(), limit, 0, start);
-              ub4 nothing = 0x77777777;
-              ASSERT_EQ((level.record->*form.ones)(&it, &nothing, 0), 0u);
-              ASSERT_EQ(nothing, 0x77777777u);
-              ASSERT_NO_FATAL_FAILURE(extract_all(level, form, it, capacity, step_chance, expected,
-                                                  level.name + " " + form.name + ", " + std::to_string(limit) +
-                                                      " bits at " + std::to_string(per_mille) +
-                                                      " per mille, capacity " + std::to_string(capacity)));
-            }
-        }
 }
 
 } // namespace
+} // namespace mipo::check

@@ -8,6 +8,18 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+// Under the address sanitizer the canaries are poisoned: it sees what a page is too coarse for.
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#define POISON(address, size) ASAN_POISON_MEMORY_REGION(address, size)
+#define UNPOISON(address, size) ASAN_UNPOISON_MEMORY_REGION(address, size)
+#define SEES_POISONED __attribute__((no_sanitize("address")))
+#else
+#define POISON(address, size) static_cast<void>(0)
+#define UNPOISON(address, size) static_cast<void>(0)
+#define SEES_POISONED
+#endif
+
 namespace mipo::check {
 namespace {
 
@@ -44,13 +56,16 @@ GuardedBuffer::GuardedBuffer(std::size_t size, Edge edge, std::size_t shift, ub1
   std::memset(mapping_ + page, canary, inner);
   data_ = mapping_ + page + (edge == Edge::start ? shift : inner - size - shift);
   std::memset(data_, fill, size);
+  POISON(mapping_ + page, inner);
+  UNPOISON(data_, size);
 }
 
 GuardedBuffer::~GuardedBuffer() {
+  UNPOISON(mapping_, mapping_size_);
   munmap(mapping_, mapping_size_);
 }
 
-bool GuardedBuffer::intact() const {
+SEES_POISONED bool GuardedBuffer::intact() const {
   const ub1 *first = mapping_ + page_size(), *last = mapping_ + mapping_size_ - page_size();
   for (const ub1 *byte = first; byte < data_; ++byte)
     if (*byte != canary) return false;

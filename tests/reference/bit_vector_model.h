@@ -1,32 +1,36 @@
-// Bit vectors, one bit at a time: what every entry has to answer. Shares nothing with the library.
+// Bit vectors one bit at a time: bit i is bit i & 7 of byte i >> 3, in both forms.
 #ifndef MIPO_TESTS_REFERENCE_BIT_VECTOR_MODEL_H
 #define MIPO_TESTS_REFERENCE_BIT_VECTOR_MODEL_H
 
-#include <functional>
+#include <string_view>
 #include <vector>
 
 #include "mipo/integers.h"
 
 namespace mipo::reference {
 
-using Bytes = std::vector<ub1>;
-
-bool bit_of(const ub1 *bytes, ub8 i);
-
-struct Combined {
-  Bytes result; // all units that the length reaches into, the bits above the length included
-  ub4 count;    // of the bits below the length
+/// A set operation, told on one bit of each source.
+struct BitOperation {
+  std::string_view name; ///< as in the entries' names: "andnot"
+  unsigned sources;
+  bool (*of)(bool a, bool b, bool c);
 };
 
-/// `operation` on each bit of the sources, which are given in units of `unit_bytes` bytes (1 or 8).
-Combined combine(const std::vector<const ub1 *> &sources, ub8 length, ub8 unit_bytes,
-                 const std::function<bool(const std::vector<bool> &)> &operation);
+/// Null if there is none of this name.
+const BitOperation *bit_operation(std::string_view name);
 
-/// Bits `first` to `last`, both included, become `value`.
-void fill_range(Bytes &bytes, ub8 first, ub8 last, bool value);
+struct Combined {
+  std::vector<ub1> bytes; ///< of all units that `length` bits touch: the bits behind the length are not masked
+  ub4 count = 0;          ///< set bits below the length
+};
 
-/// Numbers of the bits from `start` to `limit` - 1 that are set, or clear.
-std::vector<ub8> walk(const ub1 *bytes, ub8 limit, ub8 start, bool clear_bits);
+/// Applies `operation` to the bits of `sources`, in units of `unit_bytes`.
+Combined combine(const BitOperation &operation, const std::vector<ub1> *sources, ub8 length, unsigned unit_bytes);
+
+void fill_range(std::vector<ub1> &bits, ub8 first, ub8 last, bool value);
+
+/// Numbers of the set bits (or of the clear ones) from `start` up to, and without, `limit`, in ascending order.
+std::vector<ub8> walk(const std::vector<ub1> &bits, ub8 limit, ub8 start, bool clear_bits);
 
 } // namespace mipo::reference
 

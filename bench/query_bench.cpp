@@ -1,0 +1,80 @@
+// The program on a whole job: reading and encoding a CSV file, and the time that a query spends in kernels.
+//
+// usage: query_bench FLIGHTS.csv[.zst]     the file with departure, delay, distance, origin, destination
+#include <fmt/format.h>
+#include <time.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <vector>
+
+#include "mipo/host/csv.h"
+#include "mipo/host/errors.h"
+#include "program.h"
+
+namespace {
+
+constexpr int repetitions = 9;
+
+double processor_seconds() {
+  timespec now;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+double median(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + repetitions / 2, values.end());
+  return values[repetitions / 2];
+}
+
+void print_line(const std::string &what, double value, const char *unit, double limit, bool at_least) {
+  const bool reached = at_least ? value >= limit : value <= limit;
+  fmt::print("{:<60} {:>9.2f} {:<5} {} {:>6.2f}  {}\n", what, value, unit, at_least ? "at least" : "at most", limit,
+             reached ? "reached" : "missed");
+}
+
+// Bytes of text, which a compressed file does not tell: its rows printed again.
+double text_bytes(const std::string &path) {
+  if (!path.ends_with(".zst")) return static_cast<double>(std::filesystem::file_size(path));
+  std::ostringstream out;
+  const std::string query = "SELECT * FROM \"" + path + "\"";
+  const char *arguments[] = {"mipo", "query", "--format", "csv", query.c_str()};
+  if (mipo::tools::run_program(5, arguments, out, std::cerr) != 0) std::exit(1);
+  const std::string text = out.str();
+  return static_cast<double>(text.size()) - static_cast<double>(std::count(text.begin(), text.end(), '\r'));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  if (argc != 2) {
+    std::cerr << "usage: query_bench FLIGHTS.csv[.zst]\n";
+    return 2;
+  }
+  const std::string path = argv[1];
+  const double megabytes = text_bytes(path) / 1e6;
+  std::vector<double> reading, kernels;
+  for (int i = 0; i < repetitions; ++i) {
+    const double start = processor_seconds();
+    try {
+      mipo::host::read_csv(path);
+    } catch (const mipo::host::Error &error) {
+      std::cerr << error.what() << "\n";
+      return 1;
+    }
+    reading.push_back(processor_seconds() - start);
+
+    const std::string query = "SELECT count(*) FROM \"" + path + "\" WHERE distance > 1000 AND delay BETWEEN 10 AND 60";
+    const char *arguments[] = {"mipo", "query", "--format", "json", "--explain", query.c_str()};
+    std::ostringstream out;
+    if (mipo::tools::run_program(6, arguments, out, std::cerr) != 0) return 1;
+    kernels.push_back(nlohmann::json::parse(out.str())["explain"]["kernel_seconds"].get<double>());
+  }
+  fmt::print("The program on {} ({:.1f} MB of text), medians of {} runs\n", path, megabytes, repetitions);
+  print_line("reading and encoding, in processor time", megabytes / median(reading), "MB/s", 100, true);
+  print_line("kernels of distance > 1000 AND delay BETWEEN 10 AND 60", median(kernels) * 1e3, "ms", 3, false);
+  return 0;
+}
