@@ -1,0 +1,223 @@
+// What the program prints and returns, in this process and as the built file.
+#include <array>
+#include <cstdio>
+#include <sstream>
+
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "program.h"
+#include "query_data.h"
+
+namespace mipo::tests {
+namespace {
+
+struct Outcome {
+  int code = 0;
+  std::string out, err;
+};
+
+Outcome run(std::vector<const char *> arguments) {
+  arguments.insert(arguments.begin(), "mipo");
+  std::ostringstream out, err;
+  Outcome outcome;
+  outcome.code = tools::run_program(static_cast<int>(arguments.size()), arguments.data(), out, err);
+  outcome.out = out.str();
+  outcome.err = err.str();
+  return outcome;
+}
+
+// Runs the built program through the shell; standard error is left out unless `arguments` redirect it.
+Outcome run_file(const std::string &arguments) {
+  Outcome outcome;
+  std::FILE *pipe = ::popen((std::string("'" MIPO_TEST_PROGRAM "' ") + arguments).c_str(), "r");
+  std::array<char, 4096> bytes;
+  while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
+    outcome.out.append(bytes.data(), count);
+  const int status = ::pclose(pipe);
+  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return outcome;
+}
+
+bool contains(const std::string &text, const std::string &part) {
+  return text.find(part) != std::string::npos;
+}
+
+// Fields that need quotes, empty ones, characters that act on a terminal, text wider in bytes than in characters.
+const char *const odd_csv = "name,n,price,when\r\n"
+                            "\"a, b\",1,1.50,2001-01-01 10:00\r\n"
+                            "\"say \"\"x\"\"\",,20,\r\n"
+                            "\"two\nlines\x1b[31m\",-3,,2001-01-02 00:00\r\n"
+                            "é,40,-0.05,2001-01-03 09:30\r\n";
+
+std::string odd_file() {
+  return scratch_file("odd.csv", odd_csv);
+}
+
+TEST(QueryProgram, PrintsTablesForPeople) {
+  const std::string table = "t=" + odd_file();
+  const Outcome outcome = run({"query", "--table", table.c_str(), "SELECT * FROM t"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(outcome.out, "name                 n  price  when\n"
+                         "------------------  --  -----  ----------------\n"
+                         "a, b                 1   1.50  2001-01-01 10:00\n"
+                         "say \"x\"                 20.00\n"
+                         "two\\nlines\\x1b[31m  -3         2001-01-02 00:00\n"
+                         "é                   40  -0.05  2001-01-03 09:30\n"
+                         "(4 rows)\n");
+}
+
+TEST(QueryProgram, CsvReadsBackAsItWas) {
+  const std::string first = "SELECT * FROM \"" + odd_file() + "\"";
+  const Outcome once = run({"query", "--format", "csv", first.c_str()});
+  EXPECT_EQ(once.out, "name,n,price,when\r\n"
+                      "\"a, b\",1,1.50,2001-01-01 10:00\r\n"
+                      "\"say \"\"x\"\"\",,20.00,\r\n"
+                      "\"two\nlines\x1b[31m\",-3,,2001-01-02 00:00\r\n"
+                      "é,40,-0.05,2001-01-03 09:30\r\n");
+  const std::string second = "SELECT * FROM \"" + scratch_file("again.csv", once.out) + "\"";
+  EXPECT_EQ(run({"query", "--format", "csv", second.c_str()}).out, once.out);
+
+  // A row without value is still a row when it is the only column.
+  const std::string column = "SELECT n FROM \"" + odd_file() + "\"";
+  EXPECT_EQ(run({"query", "--format", "csv", column.c_str()}).out, "n\r\n1\r\n\"\"\r\n-3\r\n40\r\n");
+}
+
+TEST(QueryProgram, JsonHasNumbersAndNulls) {
+  const std::string table = "t=" + odd_file();
+  const Outcome rows =
+      run({"query", "--table", table.c_str(), "--format", "json", "SELECT n, price AS p, name FROM t"});
+  EXPECT_EQ(nlohmann::json::parse(rows.out),
+            nlohmann::json::parse(R"([{"n": 1, "p": 1.5, "name": "a, b"}, {"n": null, "p": 20, "name": "say \"x\""},
+                                      {"n": -3, "p": null, "name": "two\nlines\u001b[31m"},
+                                      {"n": 40, "p": -0.05, "name": "é"}])"));
+  const Outcome empty = run({"query", "--table", table.c_str(), "--format", "json", "SELECT n FROM t WHERE n > 99"});
+  EXPECT_EQ(nlohmann::json::parse(empty.out), nlohmann::json::array());
+  const Outcome twice = run({"query", "--table", table.c_str(), "--format", "json", "SELECT n, n FROM t"});
+  EXPECT_EQ(twice.code, 1);
+  EXPECT_TRUE(contains(twice.err, "mipo: query: two columns of the result are named n")) << twice.err;
+}
+
+TEST(QueryProgram, ExplanationsKeepTheOutputReadableForPrograms) {
+  const std::string table = "t=" + odd_file();
+  const char *const sql = "SELECT count(*) AS many FROM t WHERE n > 0 AND price < 20";
+  const Outcome json = run({"query", "--table", table.c_str(), "--format", "json", "--explain", sql});
+  const nlohmann::json parsed = nlohmann::json::parse(json.out);
+  EXPECT_EQ(parsed.at("rows"), nlohmann::json::parse(R"([{"many": 2}])"));
+  const nlohmann::json &explain = parsed.at("explain");
+  ASSERT_EQ(explain.at("steps").size(), 2u);
+  const nlohmann::json &step = explain.at("steps")[1];
+  EXPECT_EQ(step.at("kernel"), "mipo_gt_lt_dict_8bit");
+  EXPECT_EQ(step.at("key"), 934);
+  EXPECT_EQ(step.at("condition"), "price < 20");
+  EXPECT_EQ(step.at("rows_in"), 2);
+  EXPECT_EQ(step.at("rows_out"), 2);
+  EXPECT_EQ(step.at("selective"), false);
+  EXPECT_EQ(explain.at("reading").at("rows"), 4);
+  EXPECT_GT(explain.at("kernel_seconds").get<double>(), 0);
+
+  const Outcome csv = run({"query", "--table", table.c_str(), "--format", "csv", "--explain", sql});
+  EXPECT_EQ(csv.out, "many\r\n2\r\n");
+  EXPECT_TRUE(contains(csv.err, "mipo_gt_lt_dict_8bit")) << csv.err;
+  const Outcome people = run({"query", "--table", table.c_str(), "--explain", sql});
+  EXPECT_TRUE(contains(people.out, "(1 row)") && contains(people.out, "mipo_gt_lt_dict_8bit")) << people.out;
+}
+
+TEST(QueryProgram, TypesCanBeGiven) {
+  const std::string table = "t=" + scratch_file("types.csv", "a,b\n10,1\n9,2.5\n");
+  const char *const sql = "SELECT a FROM t WHERE a < '9'";
+  EXPECT_EQ(run({"query", "--table", table.c_str(), "--format", "csv", sql}).out, "a\r\n");
+  EXPECT_EQ(run({"query", "--table", table.c_str(), "--type", "a=text", "--format", "csv", sql}).out, "a\r\n10\r\n");
+  const Outcome bad = run({"query", "--table", table.c_str(), "--type", "b=integer", sql});
+  EXPECT_EQ(bad.code, 1);
+  EXPECT_TRUE(contains(bad.err, "types.csv:3:") && contains(bad.err, "2.5")) << bad.err;
+}
+
+TEST(QueryProgram, ExitCodesAndMessages) {
+  struct Case {
+    std::vector<const char *> arguments;
+    int code;
+    const char *err;
+  };
+  const std::string table = "t=" + odd_file();
+  const Case cases[] = {
+      {{}, 2, "mipo: "},
+      {{"frobnicate"}, 2, "mipo: "},
+      {{"query"}, 2, "sql"},
+      {{"query", "--frobnicate", "SELECT"}, 2, "--frobnicate"},
+      {{"query", "--format", "xml", "SELECT"}, 2, "xml is not one of table, csv, json"},
+      {{"query", "--table", "t", "SELECT"}, 2, "NAME=VALUE"},
+      {{"query", "--table", "t=a", "--table", "t=b", "SELECT"}, 2, "bound twice"},
+      {{"query", "--type", "a=blob", "SELECT"}, 2, "blob is not one of"},
+      {{"info", "--format", "csv"}, 2, "csv is not one of table, json"},
+      {{"query", "SELECT * FROM t"}, 1, "mipo: query:1:15: there is no table t: bind it to a file with --table t=FILE"},
+      {{"query", "SELECT * FROM \"no/such.csv\""}, 1, "mipo: query:1:15: there is no file no/such.csv"},
+      {{"query", "--table", "t=no/such.csv", "SELECT * FROM t"}, 1, "no/such.csv"},
+      {{"query", "--table", table.c_str(), "SELECT * FROM t ORDER BY n"}, 1, "mipo: query:1:17: ORDER BY"},
+      {{"kernels", "frobnicate"}, 1, "mipo: no kernel's name matches \"frobnicate\""},
+      {{"query", "--table", table.c_str(), "SELECT count(*) FROM T LIMIT 0"}, 0, ""},
+  };
+  for (const Case &expected : cases) {
+    const Outcome outcome = run(expected.arguments);
+    std::string line;
+    for (const char *argument : expected.arguments) line += std::string(" ") + argument;
+    EXPECT_EQ(outcome.code, expected.code) << line << "\n" << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, expected.err)) << line << "\n" << outcome.err;
+    if (expected.code != 0) {
+      EXPECT_EQ(outcome.out, "") << line;
+    }
+  }
+}
+
+TEST(QueryProgram, HelpHasExamplesForEveryCommand) {
+  for (const std::vector<const char *> &arguments : std::initializer_list<std::vector<const char *>>{
+           {"--help"}, {"query", "--help"}, {"info", "--help"}, {"kernels", "--help"}}) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_TRUE(contains(outcome.out, "Examples:")) << outcome.out;
+  }
+}
+
+TEST(QueryProgram, ListsKernelsInTheOrderOfTheirWidths) {
+  const Outcome all = run({"kernels", "--format", "csv"});
+  EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 1 + 925);
+  const Outcome some = run({"kernels", "--format", "json", "mipo_eq_dict_*bit"});
+  std::vector<std::string> names;
+  for (const nlohmann::json &kernel : nlohmann::json::parse(some.out)) names.push_back(kernel.at("name"));
+  ASSERT_EQ(names.size(), 23u);
+  EXPECT_EQ(names[1], "mipo_eq_dict_2bit");
+  EXPECT_EQ(names[22], "mipo_eq_dict_64bit");
+  EXPECT_EQ(nlohmann::json::parse(run({"kernels", "--format", "json", "mipo_eq_dict_8bit"}).out)[0],
+            nlohmann::json::parse(R"({"key": 928, "name": "mipo_eq_dict_8bit", "family": "dict", "present": true})"));
+  const Outcome part = run({"kernels", "eq_dict_8bit"});
+  EXPECT_TRUE(contains(part.out, " 928  mipo_eq_dict_8bit ") && contains(part.out, "5024  mipo_eq_dict_8bit_null"))
+      << part.out;
+}
+
+TEST(QueryProgram, InfoTellsTheRecord) {
+  const nlohmann::json info = nlohmann::json::parse(run({"info", "--format", "json"}).out);
+  EXPECT_EQ(info.at("record").at("magic"), 0xc16182c0);
+  EXPECT_EQ(info.at("entries").at("of"), 73);
+  EXPECT_EQ(info.at("kernels").at("of"), 925);
+  EXPECT_GE(info.at("kernels").at("present"), 40);
+  EXPECT_TRUE(contains(run({"info"}).out, info.at("level").get<std::string>() + " ("));
+}
+
+TEST(QueryProgram, TheBuiltFileDoesTheSame) {
+  EXPECT_EQ(run_file("--version").out.rfind("mipo ", 0), 0u);
+  EXPECT_EQ(run_file("2>/dev/null").code, 2);
+  const Outcome count = run_file("query --format csv 'SELECT count(*) FROM \"" MIPO_TEST_FLIGHTS "\"'");
+  EXPECT_EQ(count.code, 0);
+  EXPECT_EQ(count.out, "count\r\n300000\r\n");
+  const Outcome bad = run_file("query 'SELECT * FROM flights ORDER BY delay' 2>&1");
+  EXPECT_EQ(bad.code, 1);
+  EXPECT_EQ(bad.out, "mipo: query:1:23: ORDER BY is not supported yet\n"
+                     "  SELECT * FROM flights ORDER BY delay\n"
+                     "                        ^\n");
+  EXPECT_EQ(run_file("query 'SELECT origin FROM \"" MIPO_TEST_FLIGHTS "\"' 2>&1 >/dev/full").code, 1);
+}
+
+} // namespace
+} // namespace mipo::tests

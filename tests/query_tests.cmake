@@ -1,0 +1,20 @@
+# The program: SQL against SQLite, what it refuses, what it prints. Run once for each level.
+
+find_package(SQLite3 REQUIRED)
+
+add_executable(query_test
+  query_data.cpp
+  query_program_test.cpp
+  query_refusal_test.cpp
+  query_sqlite_test.cpp)
+target_compile_definitions(query_test PRIVATE
+  MIPO_TEST_FLIGHTS="${CMAKE_SOURCE_DIR}/data/flights-300k.csv.zst"
+  MIPO_TEST_PROGRAM="$<TARGET_FILE:mipo_cli>")
+target_link_libraries(query_test PRIVATE
+  mipo_query fmt::fmt GTest::gtest_main SQLite::SQLite3 ${MIPO_ZSTD_LIBRARY} mipo_warnings)
+add_dependencies(query_test mipo_cli)
+
+foreach(level IN LISTS MIPO_LEVELS)
+  add_test(NAME query_test_${level} COMMAND query_test)
+  set_tests_properties(query_test_${level} PROPERTIES ENVIRONMENT "MIPO_LEVEL=${level}")
+endforeach()

@@ -1,0 +1,44 @@
+// A condition on one column as sets of codes, and the kernel calls that select them.
+#ifndef MIPO_TOOLS_COLUMN_TEST_H
+#define MIPO_TOOLS_COLUMN_TEST_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "code_set.h"
+#include "mipo/host/table.h"
+#include "plan.h"
+#include "query.h"
+
+namespace mipo::tools {
+
+/// For which codes a condition on one column is true and for which it is false; for the others it is unknown, which a
+/// negation leaves unknown. Rows without value are apart from the codes of values.
+struct ColumnTest {
+  const host::Column *column = nullptr;
+  CodeSet holds, fails;
+  bool null_holds = false, null_fails = false;
+  std::string text;
+  std::optional<Junction::Kind> joined; // the text is several conditions, joined so
+};
+
+ColumnTest test_comparison(const host::Column &column, ComparisonOperator op, const Constant &constant);
+ColumnTest test_between(const host::Column &column, const Between &between);
+ColumnTest test_in_list(const host::Column &column, const InList &list);
+ColumnTest test_is_null(const host::Column &column, const NullTest &test);
+
+ColumnTest negation(ColumnTest test);
+/// Both tests must be on one column. `kind` says whether both have to hold, or one of them.
+ColumnTest combination(Junction::Kind kind, const ColumnTest &a, const ColumnTest &b);
+
+/// A text that was joined so (if at all), as it stands in a text joined by `kind`: in parentheses if need be.
+std::string text_within(Junction::Kind kind, const std::string &text, std::optional<Junction::Kind> joined);
+
+/// The calls whose united rows are those for which the test holds. There is always at least one, even if it selects
+/// nothing, and every constant is a code that the column has, so it fits the kernel's width.
+std::vector<KernelCall> kernel_calls(const ColumnTest &test);
+
+} // namespace mipo::tools
+
+#endif

@@ -1,0 +1,48 @@
+// The commands of the program. Each throws QueryError or host::Error for what it cannot do.
+#ifndef MIPO_TOOLS_COMMANDS_H
+#define MIPO_TOOLS_COMMANDS_H
+
+#include <map>
+#include <ostream>
+#include <string>
+
+#include "mipo/host/values.h"
+#include "relation.h"
+
+namespace mipo::tools {
+
+struct Streams {
+  std::ostream &out;
+  std::ostream &err;
+};
+
+struct QueryOptions {
+  std::string sql;
+  std::map<std::string, std::string> tables;    // file by table name
+  std::map<std::string, host::ValueKind> kinds; // by column name
+  OutputFormat format = OutputFormat::table;
+  bool explain = false;
+};
+
+/// Answers a query. With `explain`, the explanation follows a table, goes to the error stream beside CSV, and is a
+/// part of the object in JSON.
+void query_command(const QueryOptions &options, const Streams &streams);
+
+struct InfoOptions {
+  OutputFormat format = OutputFormat::table; // table or json
+};
+
+/// Tells which library was opened and what it has.
+void info_command(const InfoOptions &options, const Streams &streams);
+
+struct KernelsOptions {
+  std::string pattern; // a glob, or a part of the name; empty: all
+  OutputFormat format = OutputFormat::table;
+};
+
+/// Lists kernels, in the order of their names with numbers in numeric order. Throws host::Error if none matches.
+void kernels_command(const KernelsOptions &options, const Streams &streams);
+
+} // namespace mipo::tools
+
+#endif

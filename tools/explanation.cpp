@@ -1,0 +1,119 @@
+#include "explanation.h"
+
+#include <array>
+#include <functional>
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include "characters.h"
+#include "relation.h"
+
+namespace mipo::tools {
+namespace {
+
+// Longer conditions are cut in the table; JSON has them whole.
+constexpr std::size_t condition_characters = 60;
+
+std::string shortened(const std::string &text) {
+  if (character_count(text) <= condition_characters) return text;
+  std::size_t bytes = 0;
+  for (std::size_t characters = 0; characters < condition_characters || !starts_character(text[bytes]); ++bytes) {
+    if (starts_character(text[bytes])) ++characters;
+  }
+  return text.substr(0, bytes) + "...";
+}
+
+// 3000000 as "3,000,000".
+std::string grouped(ub8 number) {
+  std::string text = std::to_string(number);
+  for (std::size_t i = text.size(); i > 3; i -= 3) text.insert(i - 3, 1, ',');
+  return text;
+}
+
+double rate(double amount, double seconds) {
+  return seconds > 0 ? amount / seconds : 0;
+}
+
+struct StepColumn {
+  RelationColumn head;
+  std::function<std::string(const Step &, std::size_t)> text;
+};
+
+const std::array<StepColumn, 9> &step_columns() {
+  static const std::array<StepColumn, 9> columns = {{
+      {{"step", CellKind::number}, [](const Step &, std::size_t number) { return std::to_string(number + 1); }},
+      {{"kernel", CellKind::text}, [](const Step &step, std::size_t) { return step.name; }},
+      {{"key", CellKind::number},
+       [](const Step &step, std::size_t) {
+         return step.is_entry ? fmt::format("slot {}", step.key) : std::to_string(step.key);
+       }},
+      {{"condition", CellKind::text}, [](const Step &step, std::size_t) { return shortened(step.condition); }},
+      {{"rows in", CellKind::number}, [](const Step &step, std::size_t) { return grouped(step.rows_in); }},
+      {{"rows out", CellKind::number}, [](const Step &step, std::size_t) { return grouped(step.rows_out); }},
+      {{"selective", CellKind::truth},
+       [](const Step &step, std::size_t) { return std::string(step.selective ? "yes" : "no"); }},
+      {{"ms", CellKind::number},
+       [](const Step &step, std::size_t) { return fmt::format("{:.3f}", step.seconds * 1e3); }},
+      {{"Mrows/s", CellKind::number},
+       [](const Step &step, std::size_t) {
+         return fmt::format("{:.0f}", rate(static_cast<double>(step.rows_read), step.seconds) / 1e6);
+       }},
+  }};
+  return columns;
+}
+
+} // namespace
+
+void write_explanation(std::ostream &out, const Explanation &explanation) {
+  const Reading &reading = explanation.reading;
+  const double megabytes = static_cast<double>(reading.file_bytes) / 1e6;
+  const bool compressed = reading.file.ends_with(".zst");
+  fmt::print(out, "read {}: {:.1f} MB{}, {} rows, {} columns in {:.3f} s ({:.0f} MB/s)\n", reading.file, megabytes,
+             compressed ? " compressed" : "", grouped(reading.rows), reading.columns, reading.seconds,
+             rate(megabytes, reading.seconds));
+  const std::vector<Step> &steps = explanation.answer->steps;
+  if (!steps.empty()) {
+    Relation relation;
+    for (const StepColumn &column : step_columns()) relation.columns.push_back(column.head);
+    relation.row_count = steps.size();
+    relation.append_cell = [&](std::string &cell, std::size_t row, std::size_t column) {
+      cell += step_columns().at(column).text(steps[row], row);
+      return true;
+    };
+    write_table(out, relation);
+  }
+  fmt::print(out, "kernels: {:.3f} ms in all, library level {}\n", explanation.answer->kernel_seconds() * 1e3,
+             explanation.level);
+}
+
+nlohmann::ordered_json explanation_json(const Explanation &explanation) {
+  const Reading &reading = explanation.reading;
+  nlohmann::ordered_json steps = nlohmann::ordered_json::array();
+  for (const Step &step : explanation.answer->steps) {
+    nlohmann::ordered_json entry;
+    entry["kernel"] = step.name;
+    entry[step.is_entry ? "slot" : "key"] = step.key;
+    entry["condition"] = step.condition;
+    entry["rows_in"] = step.rows_in;
+    entry["rows_out"] = step.rows_out;
+    entry["selective"] = step.selective;
+    entry["seconds"] = step.seconds;
+    entry["rows_per_second"] = rate(static_cast<double>(step.rows_read), step.seconds);
+    steps.push_back(std::move(entry));
+  }
+  return {
+      {"reading",
+       {{"file", reading.file},
+        {"file_bytes", reading.file_bytes},
+        {"rows", reading.rows},
+        {"columns", reading.columns},
+        {"seconds", reading.seconds},
+        {"megabytes_per_second", rate(static_cast<double>(reading.file_bytes) / 1e6, reading.seconds)}}},
+      {"level", explanation.level},
+      {"steps", std::move(steps)},
+      {"kernel_seconds", explanation.answer->kernel_seconds()},
+  };
+}
+
+} // namespace mipo::tools

@@ -1,0 +1,33 @@
+// What --explain shows: how the data was read, and every call of a kernel with its rows and its time.
+#ifndef MIPO_TOOLS_EXPLANATION_H
+#define MIPO_TOOLS_EXPLANATION_H
+
+#include <ostream>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "executor.h"
+
+namespace mipo::tools {
+
+struct Reading {
+  std::string file;
+  ub8 file_bytes = 0;
+  ub8 rows = 0;
+  std::size_t columns = 0;
+  double seconds = 0; // reading, decompressing and encoding
+};
+
+struct Explanation {
+  Reading reading;
+  std::string level; // instruction set of the library
+  const Answer *answer = nullptr;
+};
+
+void write_explanation(std::ostream &out, const Explanation &explanation);
+nlohmann::ordered_json explanation_json(const Explanation &explanation);
+
+} // namespace mipo::tools
+
+#endif

@@ -1,0 +1,176 @@
+#include "program.h"
+
+#include <exception>
+#include <map>
+#include <new>
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+#include "mipo/host/errors.h"
+#include "query_error.h"
+
+namespace mipo::tools {
+namespace {
+
+const std::map<std::string, OutputFormat> formats = {
+    {"table", OutputFormat::table}, {"csv", OutputFormat::csv}, {"json", OutputFormat::json}};
+
+constexpr const char *examples = R"(
+Examples:
+  mipo query --table flights=data/flights-300k.csv.zst \
+      "SELECT count(*) FROM flights WHERE distance > 1000"
+  mipo info
+  mipo kernels ge_le
+
+Each command has its own --help. Exit codes: 0 done, 1 the query or the data is
+at fault, 2 the command line is.)";
+
+constexpr const char *query_examples = R"(
+Examples:
+  mipo query --table flights=data/flights-300k.csv.zst \
+      "SELECT * FROM flights WHERE origin = 'SFO' AND delay >= 120 LIMIT 10"
+  mipo query 'SELECT count(*) FROM "data/flights-300k.csv.zst" WHERE delay < 0'
+  mipo query --table flights=data/flights-300k.csv.zst --format json --explain \
+      "SELECT departure, delay FROM flights
+       WHERE departure BETWEEN '2001-05-01' AND '2001-05-02' AND delay > 60"
+
+SQL: SELECT columns, * or count(*) FROM one table, WHERE with = <> < <= > >=,
+BETWEEN, IN, IS NULL, AND, OR, NOT over columns and constants, LIMIT. An empty
+field of the file is a row without value (NULL).
+
+--explain shows every call of a kernel: name and key, the condition that it
+stands for, rows in and out, time. With csv it goes to standard error, with json
+the output is {"rows": [...], "explain": {...}}.)";
+
+constexpr const char *info_examples = R"(
+Examples:
+  mipo info
+  MIPO_LEVEL=plain mipo info --format json)";
+
+constexpr const char *kernels_examples = R"(
+Examples:
+  mipo kernels 'mipo_ge_le_dict_*bit'     a pattern with * ? [...]: the whole name
+  mipo kernels eq_dict                    else: a part of the name
+  mipo kernels --format csv > kernels.csv)";
+
+// Splits "name=value".
+std::pair<std::string, std::string> binding(const std::string &option, const std::string &text) {
+  const std::size_t equals = text.find('=');
+  if (equals == 0 || equals == std::string::npos || equals + 1 == text.size()) {
+    throw CLI::ValidationError(option, "expected NAME=VALUE, got " + text);
+  }
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+void add_format(CLI::App &command, OutputFormat &format, std::vector<std::string> names) {
+  std::map<std::string, OutputFormat> allowed;
+  std::string list;
+  for (const std::string &name : names) {
+    allowed.emplace(name, formats.at(name));
+    list += (list.empty() ? "" : ", ") + name;
+  }
+  command
+      .add_option_function<std::string>(
+          "--format",
+          [&format, allowed, list](const std::string &name) {
+            const auto found = allowed.find(name);
+            if (found == allowed.end()) throw CLI::ValidationError("--format", name + " is not one of " + list);
+            format = found->second;
+          },
+          "Form of the output: " + list)
+      ->type_name("FORMAT");
+}
+
+// An option that may be repeated and takes one value each time.
+void add_bindings(CLI::App &command, const std::string &name, const std::string &type, const std::string &description,
+                  std::function<void(const std::string &, const std::string &)> bind) {
+  command
+      .add_option_function<std::vector<std::string>>(
+          name,
+          [name, bind](const std::vector<std::string> &texts) {
+            for (const std::string &text : texts) {
+              const auto [key, value] = binding(name, text);
+              bind(key, value);
+            }
+          },
+          description)
+      ->type_name(type)
+      ->allow_extra_args(false);
+}
+
+void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV file");
+  command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
+  add_bindings(command, "--table", "NAME=FILE", "Bind a table name to a CSV file (.csv or .csv.zst); repeatable",
+               [&options](const std::string &name, const std::string &file) {
+                 if (!options.tables.emplace(name, file).second) {
+                   throw CLI::ValidationError("--table", name + " is bound twice");
+                 }
+               });
+  add_bindings(command, "--type", "COLUMN=TYPE",
+               "Type of a column, instead of the one inferred: integer, decimal, timestamp or text; repeatable",
+               [&options](const std::string &column, const std::string &type) {
+                 const auto kind = host::kind_from_name(type);
+                 if (!kind) {
+                   throw CLI::ValidationError("--type", type + " is not one of integer, decimal, timestamp, text");
+                 }
+                 options.kinds[column] = *kind;
+               });
+  add_format(command, options.format, {"table", "csv", "json"});
+  command.add_flag("--explain", options.explain, "Show the kernels called, with their rows and times");
+  command.footer(query_examples);
+  command.callback([&options, &streams] { query_command(options, streams); });
+}
+
+void add_info_command(CLI::App &program, InfoOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("info", "Tell which library was opened and what it has");
+  add_format(command, options.format, {"table", "json"});
+  command.footer(info_examples);
+  command.callback([&options, &streams] { info_command(options, streams); });
+}
+
+void add_kernels_command(CLI::App &program, KernelsOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("kernels", "List column kernels and whether the library has them");
+  command.add_option("pattern", options.pattern, "Part of the name, or a pattern for all of it")->type_name("PATTERN");
+  add_format(command, options.format, {"table", "csv", "json"});
+  command.footer(kernels_examples);
+  command.callback([&options, &streams] { kernels_command(options, streams); });
+}
+
+} // namespace
+
+int run_program(int argc, const char *const *argv, std::ostream &out, std::ostream &err) {
+  const Streams streams{out, err};
+  QueryOptions query;
+  InfoOptions info;
+  KernelsOptions kernels;
+  CLI::App program("SQL filters over CSV files, run by the mipo kernels", "mipo");
+  program.set_version_flag("--version", "mipo " MIPO_PROGRAM_VERSION);
+  program.require_subcommand(1);
+  program.footer(examples);
+  add_query_command(program, query, streams);
+  add_info_command(program, info, streams);
+  add_kernels_command(program, kernels, streams);
+  try {
+    program.parse(argc, argv);
+    out.flush();
+    if (!out) throw host::Error("the output could not be written");
+    return exit_ok;
+  } catch (const CLI::Success &request) { // --help, --version
+    program.exit(request, out, err);
+    return exit_ok;
+  } catch (const CLI::ParseError &error) {
+    err << "mipo: " << error.what() << "\nTry mipo --help, or --help behind a command.\n";
+    return exit_usage;
+  } catch (const QueryError &error) {
+    err << "mipo: query:" << (error.position() ? "" : " ") << describe(error, query.sql) << '\n';
+  } catch (const std::bad_alloc &) {
+    err << "mipo: out of memory\n";
+  } catch (const std::exception &error) {
+    err << "mipo: " << error.what() << '\n';
+  }
+  return exit_failed;
+}
+
+} // namespace mipo::tools

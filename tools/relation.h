@@ -1,0 +1,47 @@
+// What a command prints, as rows and columns of text, and its three forms: for people, for spreadsheets, for programs.
+#ifndef MIPO_TOOLS_RELATION_H
+#define MIPO_TOOLS_RELATION_H
+
+#include <cstddef>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace mipo::tools {
+
+enum class OutputFormat { table, csv, json };
+
+enum class CellKind {
+  text,
+  number, // aligned to the right; a number in JSON
+  truth   // "yes" or "no"; true or false in JSON
+};
+
+struct RelationColumn {
+  std::string name;
+  CellKind kind = CellKind::text;
+};
+
+/// Cells are made when they are printed and not kept.
+struct Relation {
+  std::vector<RelationColumn> columns;
+  std::size_t row_count = 0;
+  /// Appends the text of a cell to `out`; returns false for a cell without value.
+  std::function<bool(std::string &out, std::size_t row, std::size_t column)> append_cell;
+};
+
+/// Columns aligned under their names, cells without value empty, control characters as escapes.
+void write_table(std::ostream &out, const Relation &relation);
+
+/// RFC 4180: a header, lines that end in CR LF, quotes where they are needed.
+void write_csv(std::ostream &out, const Relation &relation);
+
+/// An array with one object a row; cells without value are null. Without a final line end.
+void write_json(std::ostream &out, const Relation &relation);
+
+void write(std::ostream &out, const Relation &relation, OutputFormat format);
+
+} // namespace mipo::tools
+
+#endif

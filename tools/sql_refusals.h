@@ -1,0 +1,59 @@
+// What of SQL is refused, by name and place. The syntax tree is walked strictly: a field that nobody expects is
+// refused too, so that no clause of a query is ever passed over in silence.
+#ifndef MIPO_TOOLS_SQL_REFUSALS_H
+#define MIPO_TOOLS_SQL_REFUSALS_H
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "sql_tokens.h"
+
+namespace mipo::tools {
+
+/// A node of the syntax tree is an object whose single member is named after its type and holds its fields.
+const std::string &node_type(const nlohmann::json &node);
+const nlohmann::json &node_fields(const nlohmann::json &node);
+
+/// Byte offset of a node in the query: its own, or the least one of its parts.
+std::size_t node_position(const nlohmann::json &fields);
+
+class SqlRefusals {
+public:
+  SqlRefusals(std::string_view query, const SqlTokens &tokens) : query_(query), tokens_(tokens) {}
+
+  /// The parser's own error; `cursor` counts characters from 1.
+  [[noreturn]] void syntax_error(std::string_view message, int cursor) const;
+
+  /// A statement that is not SELECT.
+  [[noreturn]] void statement(const std::string &type) const;
+
+  /// Refuses the first clause of a SELECT, in the order of the text, that is not in `known`.
+  void unknown_clauses(const nlohmann::json &select, std::initializer_list<std::string_view> known) const;
+
+  /// Refuses an entry of FROM that is not a table's name.
+  [[noreturn]] void from_entry(const nlohmann::json &node) const;
+
+  /// An unquoted file name in FROM, which the parser takes for a schema and a table.
+  [[noreturn]] void unquoted_path(std::size_t position) const;
+
+  /// Refuses an expression, by what kind of expression it is.
+  [[noreturn]] void expression(const nlohmann::json &node) const;
+
+  /// Refuses any field of `fields` that is not in `known`, saying that `what` is not supported with it.
+  static void unknown_fields(const nlohmann::json &fields, std::initializer_list<std::string_view> known,
+                             std::string_view what);
+
+private:
+  std::string unquoted_path_hint(std::size_t position) const;
+
+  std::string_view query_;
+  const SqlTokens &tokens_;
+};
+
+} // namespace mipo::tools
+
+#endif

@@ -1,0 +1,82 @@
+#include "sql_tokens.h"
+
+#include <algorithm>
+#include <memory>
+
+extern "C" {
+#include <pg_query.h>
+#include <pg_query/pg_query.pb-c.h>
+}
+
+#include "characters.h"
+
+namespace mipo::tools {
+SqlTokens::SqlTokens(std::string_view query) : query_(query) {
+  const std::unique_ptr<PgQueryScanResult, void (*)(PgQueryScanResult *)> scan(
+      new PgQueryScanResult(pg_query_scan(std::string(query).c_str())), [](PgQueryScanResult *result) {
+        pg_query_free_scan_result(*result);
+        delete result;
+      });
+  if (scan->error != nullptr) return;
+  const std::unique_ptr<PgQuery__ScanResult, void (*)(PgQuery__ScanResult *)> unpacked(
+      pg_query__scan_result__unpack(nullptr, scan->pbuf.len, reinterpret_cast<const uint8_t *>(scan->pbuf.data)),
+      [](PgQuery__ScanResult *result) { pg_query__scan_result__free_unpacked(result, nullptr); });
+  if (unpacked == nullptr) return;
+  for (std::size_t i = 0; i < unpacked->n_tokens; ++i) {
+    const PgQuery__ScanToken &token = *unpacked->tokens[i];
+    if (token.token == PG_QUERY__TOKEN__SQL_COMMENT || token.token == PG_QUERY__TOKEN__C_COMMENT) continue;
+    tokens_.push_back({static_cast<std::size_t>(token.start), static_cast<std::size_t>(token.end),
+                       token.keyword_kind != PG_QUERY__KEYWORD_KIND__NO_KEYWORD});
+  }
+}
+
+std::string_view SqlTokens::text(std::size_t index) const {
+  return query_.substr(tokens_[index].start, tokens_[index].end - tokens_[index].start);
+}
+
+bool SqlTokens::is_keyword(std::size_t index, std::string_view keyword) const {
+  return tokens_[index].keyword && equal_without_case(text(index), keyword);
+}
+
+std::optional<std::size_t> SqlTokens::find_keyword(std::string_view keyword) const {
+  for (std::size_t i = 0; i < tokens_.size(); ++i) {
+    if (is_keyword(i, keyword)) return tokens_[i].start;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::size_t> SqlTokens::index_at(std::size_t position) const {
+  const auto found = std::lower_bound(tokens_.begin(), tokens_.end(), position,
+                                      [](const SqlToken &token, std::size_t start) { return token.start < start; });
+  if (found == tokens_.end() || found->start != position) return std::nullopt;
+  return static_cast<std::size_t>(found - tokens_.begin());
+}
+
+bool SqlTokens::was_cut(std::string_view cut) const {
+  for (std::size_t i = 0; i < tokens_.size(); ++i) {
+    const std::string_view token = text(i);
+    if (token.size() <= sql_name_limit || token.front() == '\'') continue;
+    const std::string name = identifier_name(token);
+    if (name.size() > sql_name_limit && name.compare(0, cut.size(), cut) == 0) return true;
+  }
+  return false;
+}
+
+bool is_quoted_identifier(std::string_view token) {
+  return token.size() >= 2 && token.front() == '"' && token.back() == '"';
+}
+
+std::string identifier_name(std::string_view token) {
+  std::string name;
+  if (is_quoted_identifier(token)) {
+    for (std::size_t i = 1; i + 1 < token.size(); ++i) {
+      name += token[i];
+      if (token[i] == '"') ++i;
+    }
+  } else {
+    std::transform(token.begin(), token.end(), std::back_inserter(name), ascii_lower);
+  }
+  return name;
+}
+
+} // namespace mipo::tools
