@@ -26,5 +26,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/mipo-config-version.cmake C
 install(FILES ${CMAKE_BINARY_DIR}/mipo-config.cmake ${CMAKE_BINARY_DIR}/mipo-config-version.cmake
         DESTINATION ${package_folder})
 
+file(RELATIVE_PATH includes_from_pkgconfig
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR}) # so that the installed tree can be moved
 configure_file(${CMAKE_SOURCE_DIR}/cmake/mipo.pc.in ${CMAKE_BINARY_DIR}/mipo.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/mipo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -61,6 +61,7 @@ ub4 evaluate_blocks(Column column, Test test, ub8 *bits, ub8 rows) {
 // Bits for the rows behind the last whole block, in words that are zeroed from that block's end on.
 template <class Column, class Test>
 ub4 evaluate_tail(Column column, Test test, ub8 *bits, ub8 rows) {
+  if (rows == 0) return 0; // there may be no words at all
   const ub8 first = rows / Column::rows_per_block * Column::rows_per_block;
   memset(reinterpret_cast<ub1 *>(bits) + first / 8, 0, (rows + 63) / 64 * 8 - first / 8);
   ub4 count = 0;
@@ -77,6 +78,7 @@ ub4 evaluate_tail(Column column, Test test, ub8 *bits, ub8 rows) {
 // rows have come, so that its words are still at hand.
 template <class Column, class Test>
 ub4 evaluate_selected(Column column, Test test, ub8 *bits, const ub8 *selection, ub8 rows) {
+  if (rows == 0) return 0;
   constexpr ub8 batch = 8;
   mipo_lbiv_ictx iterator;
   mipo_lbiwv_ictx_ini2_dydi(&iterator, selection, rows, 0, 0);

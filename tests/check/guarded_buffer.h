@@ -16,8 +16,8 @@ enum class Edge { start, end };
 
 class GuardedBuffer {
 public:
-  /// `size` bytes, all `fill`, against the inaccessible page at `edge`. `shift` moves them away from that edge by so many
-  /// bytes, to any address; the bytes in between are canaries.
+  /// `size` bytes, all `fill`, against the inaccessible page at `edge`. `shift` moves them away from that edge by so
+  /// many bytes, to any address; the bytes in between are canaries.
   explicit GuardedBuffer(std::size_t size, Edge edge = Edge::end, std::size_t shift = 0, ub1 fill = 0xa5);
   GuardedBuffer(const GuardedBuffer &) = delete;
   GuardedBuffer &operator=(const GuardedBuffer &) = delete;

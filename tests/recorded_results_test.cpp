@@ -1,0 +1,223 @@
+// Digests of what every kernel and bit vector entry computes from fixed inputs, held against those checked in: builds
+// for processors that never meet in one process have to agree too. MIPO_TEST_RECORD=1 writes the file anew.
+#include <gtest/gtest.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "check/bit_vector_entries.h"
+#include "check/built_kernels.h"
+#include "check/levels.h"
+#include "check/predicate_case.h"
+#include "check/random.h"
+
+namespace {
+
+using namespace mipo::check;
+
+constexpr ub8 recorded_seed = 0x6d69706f;
+
+class Digest { // FNV-1a, 64 bits
+public:
+  void add(const void *bytes, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) state_ = (state_ ^ static_cast<const ub1 *>(bytes)[i]) * 0x100000001b3;
+  }
+  void add(ub8 value) { add(&value, sizeof value); }
+  ub8 value() const { return state_; }
+
+private:
+  ub8 state_ = 0xcbf29ce484222325;
+};
+
+using Digests = std::map<std::string, ub8>;
+
+std::vector<ub8> words_of_density(std::size_t bits, unsigned percent, Random &random) {
+  std::vector<bool> selected(bits);
+  for (std::size_t bit = 0; bit < bits; ++bit) selected[bit] = random.chance(percent);
+  return bit_vector_words(selected, random);
+}
+
+ub8 predicate_digest(const ListedKernel &kernel, mipo_kernel built) {
+  Digest digest;
+  Random random(recorded_seed + kernel.key());
+  const unsigned width = kernel.bits();
+  const ub8 greatest = width == 64 ? ~ub8{0} : (ub8{1} << width) - 1;
+  for (const ub4 rows : {0u, 1u, 15u, 100u, 257u, 2000u}) {
+    ub8 cells[2] = {random.next() & greatest, random.next() & greatest};
+    if (cells[0] > cells[1]) std::swap(cells[0], cells[1]);
+    const ub8 near[] = {cells[0], cells[0] + 1, cells[1], cells[1] - 1, 0, greatest};
+    std::vector<ub8> codes(rows);
+    for (ub8 &code : codes) code = (random.chance(40) ? near[random.below(std::size(near))] : random.next()) & greatest;
+    std::vector<ub1> column = encode_byte_aligned(codes, width);
+    const std::vector<ub8> filter = words_of_density(rows, 80, random), selection = words_of_density(rows, 30, random);
+    for (unsigned way = 0; way < 6; ++way) { // with and without a filter: no selection, one at the end, one ahead
+      std::vector<ub8> bits((rows + 63) / 64 + 1, random.next()); // the last word is not the kernel's
+      mipo_enc_ctx enc{};
+      mipo_vec res{}, src{}, first{}, second{};
+      mipo_call_ctx ctx{};
+      res.bv = bits.data();
+      src.data = column.data();
+      src.enc_ctx = &enc;
+      src.filter_bv = way % 2 != 0 ? filter.data() : nullptr;
+      res.nrows = src.nrows = rows;
+      first.data = &cells[0];
+      second.data = &cells[1];
+      if (way / 2 != 0) ctx.ones_vec = selection.data();
+      if (way / 2 == 2) ctx.eval_flags = MIPO_EVAL_SELECTIVE;
+      digest.add(call_predicate(kernel.shape, built, &res, &src, &first, &second, &ctx));
+      digest.add(res.nset);
+      digest.add(ctx.done_flags);
+      digest.add(bits.data(), 8 * bits.size());
+    }
+  }
+  return digest.value();
+}
+
+template <class Unit>
+class FormDigests {
+public:
+  FormDigests(const Level &level, Digests &into) : entries_(level), digests_(into) {
+    Random random(recorded_seed);
+    for (std::vector<ub8> &words : sources_) words = words_of_density(6000, 50, random);
+  }
+
+  void algebra() {
+    const Unit *const sources[] = {units(sources_[0]), units(sources_[1]), units(sources_[2])};
+    for (const auto &operation : entries_.algebra) {
+      Digest digest;
+      for (const ub8 length : {0, 1, 7, 8, 63, 64, 65, 127, 128, 129, 1000, 5003})
+        for (const bool counted : {true, false}) {
+          if (!counted && !operation.has_result) continue;
+          std::vector<ub8> result(sources_[0].size(), 0x5a5a5a5a5a5a5a5a);
+          ub4 count = 0xabcdef;
+          operation.call(reinterpret_cast<Unit *>(result.data()), counted ? &count : nullptr, sources, length);
+          digest.add(count);
+          digest.add(result.data(), 8 * result.size());
+        }
+      record(operation.name, digest);
+    }
+  }
+
+  void ranges() {
+    for (const bool set : {true, false}) {
+      Digest digest;
+      for (const ub8 first : {0, 3, 6, 8, 63, 64, 700})
+        for (const ub8 more : {0, 1, 3, 7, 8, 20, 64, 300}) {
+          std::vector<ub8> bits = sources_[0];
+          (set ? entries_.set_range : entries_.clear_range)(reinterpret_cast<Unit *>(bits.data()), first, first + more);
+          digest.add(bits.data(), 8 * bits.size());
+        }
+      record(set ? "set_range" : "clr_range", digest);
+    }
+  }
+
+  void walks() {
+    Digest fields, ones, zeros, batches;
+    std::vector<ub4> rows(20000);
+    Random random(recorded_seed);
+    const std::vector<ub8> vectors[] = {words_of_density(40000, 60, random), words_of_density(40000, 2, random),
+                                        sources_[0]};
+    for (const std::vector<ub8> &bits : vectors)
+      for (const ub8 start : {0, 5, 64, 130})
+        for (const ub8 less : {0, 1, 37, 64}) {
+          const ub8 limit = 64 * bits.size() - less;
+          mipo_lbiv_ictx walk{};
+          for (const ub4 mode : {0, 1}) {
+            entries_.begin(&walk, units(bits), limit, mode, start);
+            fields.add(reinterpret_cast<ub8>(walk.next_word) - reinterpret_cast<ub8>(bits.data()));
+            fields.add(&walk.bit_limit, 3 * sizeof(ub8));
+            for (int step = 0; step < 500; ++step)
+              (mode ? zeros : ones).add((mode ? entries_.next_clear : entries_.next_set)(&walk));
+          }
+          for (const ub8 capacity : {8, 256, 20000}) {
+            entries_.begin(&walk, units(bits), limit, 0, start);
+            for (ub8 got = capacity; got == capacity;) {
+              got = entries_.batch(&walk, rows.data(), capacity);
+              batches.add(got);
+              batches.add(rows.data(), sizeof(ub4) * got);
+            }
+          }
+        }
+    record("_ictx_ini2", fields);
+    record("iter", ones);
+    record("iter_clr", zeros);
+    record("ones", batches);
+    Digest run, runs;
+    run.add(entries_.run(1, 2));
+    runs.add(entries_.runs(1, 2, 3, 4));
+    record("run", run);
+    record("runs", runs);
+  }
+
+private:
+  static const Unit *units(const std::vector<ub8> &words) { return reinterpret_cast<const Unit *>(words.data()); }
+  void record(const std::string &entry, const Digest &digest) {
+    digests_["mipo_" + std::string(entries_.form) + entry + "_dydi"] = digest.value();
+  }
+
+  BitVectorEntries<Unit> entries_;
+  Digests &digests_;
+  std::vector<ub8> sources_[3];
+};
+
+template <class Unit>
+void add_form(const Level &level, Digests &digests) {
+  FormDigests<Unit> form(level, digests);
+  form.algebra();
+  form.ranges();
+  form.walks();
+}
+
+Digests computed(const Level &level) {
+  Digests digests;
+  for (const ListedKernel &kernel : built_kernels()) {
+    if (kernel.shape == Shape::one_sided || kernel.shape == Shape::two_sided)
+      digests[kernel.name] = predicate_digest(kernel, level.record->dispatch_table[kernel.key()]);
+    else
+      ADD_FAILURE() << kernel.name << " has no input here";
+  }
+  add_form<ub1>(level, digests);
+  add_form<ub8>(level, digests);
+  return digests;
+}
+
+void write_recorded(const Digests &digests) {
+  std::ofstream file(MIPO_TEST_RECORDED_RESULTS);
+  file << "# Written by recorded_results_test under MIPO_TEST_RECORD=1; a changed line is a changed result.\n";
+  for (const auto &[name, value] : digests) {
+    char digest[20];
+    std::snprintf(digest, sizeof digest, "%016" PRIx64, value);
+    file << name << " " << digest << "\n";
+  }
+}
+
+Digests read_recorded() {
+  Digests digests;
+  std::ifstream file(MIPO_TEST_RECORDED_RESULTS);
+  std::string line, name;
+  std::getline(file, line);
+  while (file >> name >> std::hex >> digests[name]) {
+  }
+  digests.erase("");
+  return digests;
+}
+
+TEST(RecordedResults, EveryLevelAgrees) {
+  if (std::getenv("MIPO_TEST_RECORD") != nullptr) write_recorded(computed(levels().front()));
+  const Digests recorded = read_recorded();
+  EXPECT_EQ(recorded.size(), built_kernels().size() + 34);
+  for (const Level &level : levels()) {
+    const Digests digests = computed(level);
+    for (const auto &[name, value] : digests) {
+      const auto found = recorded.find(name);
+      EXPECT_TRUE(found != recorded.end() && found->second == value) << name << " at level " << level.name;
+    }
+  }
+}
+
+} // namespace
