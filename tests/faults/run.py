@@ -51,8 +51,8 @@ FAULTS = [
           "if (false) mipo_lbiwvand_dydi(output", FRAME, "predicate_test"),
     Fault("a missing mask behind the limit", "bitvec/iterator.h", "left)) & low_bits(left)", "left))", ITERATORS,
           "iterator_test"),
-    Fault("a byte read behind the vector", "bitvec/iterator.h", "(bits + 7) / 8", "(bits + 7) / 8 + 1", ITERATORS,
-          "iterator_test"),
+    Fault("a word read behind the vector", "bitvec/iterator.h", "it.word_base >= it.bit_limit",
+          "it.word_base > it.bit_limit", ITERATORS, "iterator_test"),
     Fault("a bit lost where a chunk ends", "bitvec/ones.h", "chunk.written = capacity;",
           "chunk.written = capacity; it.pending &= it.pending - 1;", ITERATORS, "iterator_test"),
     Fault("row numbers stored behind the capacity", "bitvec/ones.h", "room < word_bits + 8", "room < 1", ITERATORS,
@@ -73,7 +73,7 @@ def parse_arguments():
 
 class Builder:
     def __init__(self, arguments):
-        self.source, self.build, self.level = arguments.source, arguments.build, arguments.level
+        self.source, self.build, self.level = arguments.source.resolve(), arguments.build.resolve(), arguments.level
         marker = f"mipo_objects_{self.level}.dir"
         commands = json.loads((self.build / "compile_commands.json").read_text())
         self.commands = {os.path.relpath(entry["file"], self.source / "src"): entry for entry in commands
