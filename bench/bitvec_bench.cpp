@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <immintrin.h>
 
+#include <cstring>
 #include <vector>
 
 #include "data.h"
@@ -41,10 +42,17 @@ struct Vectors {
         result(bits / 8 + 64) {}
 };
 
+// One operation of one form: `call(count)` works on all of `v`. With a count it is held against the loop by hand.
+template <class Call>
+void measure_operation(const std::string &name, Vectors &v, ub8 bits, int vectors_moved, Limit limit, Call call) {
+  const double bytes = static_cast<double>(bits) / 8 * vectors_moved;
+  measure({name, double(bits), bytes, [&v, call] { call(&v.count); }}, std::move(limit));
+}
+
 void measure_algebra(const char *level, ub8 bits) {
   // Kept until the program ends: the measurements refer to it.
   auto &v = *new Vectors(bits);
-  const mipo_specialized_ctx &entries = record();
+  const mipo_specialized_ctx &r = record();
   const auto by_hand = [&](const char *name, auto operation) {
     const std::string full = fmt::format("{} by hand ({})", name, level);
     declare_limit({full, double(bits), double(bits) * 3 / 8, [&v, bits, operation] {
@@ -53,43 +61,40 @@ void measure_algebra(const char *level, ub8 bits) {
                    }});
     return full;
   };
-  const std::string by_hand_and = by_hand("and", [](__m256i a, __m256i b) { return _mm256_and_si256(a, b); });
-  const std::string by_hand_or = by_hand("or", [](__m256i a, __m256i b) { return _mm256_or_si256(a, b); });
-  const std::string by_hand_andnot = by_hand("andnot", [](__m256i a, __m256i b) { return _mm256_andnot_si256(a, b); });
+  const std::string hand_and = by_hand("and", [](__m256i a, __m256i b) { return _mm256_and_si256(a, b); });
+  const std::string hand_or = by_hand("or", [](__m256i a, __m256i b) { return _mm256_or_si256(a, b); });
+  const std::string hand_andnot = by_hand("andnot", [](__m256i a, __m256i b) { return _mm256_andnot_si256(a, b); });
 
-  const auto name = [&](const char *entry) { return fmt::format("{} ({})", entry, level); };
-  const auto two = [&](const char *entry, auto function, ub4 *count, Limit limit) {
-    measure({name(entry), double(bits), double(bits) * 3 / 8,
-             [&v, function, count, bits] { function(v.result.words(), count, v.a.words(), v.b.words(), bits); }},
-            std::move(limit));
-  };
-  two("mipo_lbiwvand_dydi", entries.mipo_lbiwvand_dydi, &v.count, {by_hand_and, 0.9});
-  two("mipo_lbiwvor_dydi", entries.mipo_lbiwvor_dydi, &v.count, {by_hand_or, 0.9});
-  two("mipo_lbiwvandnot_dydi", entries.mipo_lbiwvandnot_dydi, &v.count, {by_hand_andnot, 0.9});
-  two("mipo_lbiwvxor_dydi", entries.mipo_lbiwvxor_dydi, &v.count, {by_hand_and});
-  two("mipo_lbiwvand_dydi, no count", entries.mipo_lbiwvand_dydi, nullptr, {by_hand_and});
+#define MEASURE(form, operation, moved, hand, at_least, ...)                                                     \
+  measure_operation(fmt::format("mipo_" #form #operation "_dydi ({})", level), v, bits, moved, {hand, at_least}, \
+                    [&v, &r, bits](ub4 *count) { r.mipo_##form##operation##_dydi(__VA_ARGS__, bits); })
+#define MEASURE_FORM(form, unit)                                                                   \
+  MEASURE(form, popcnt, 1, hand_and, 0, count, v.a.unit());                                        \
+  MEASURE(form, not, 2, hand_and, 0, v.result.unit(), count, v.a.unit());                          \
+  MEASURE(form, and, 3, hand_and, 0.9, v.result.unit(), count, v.a.unit(), v.b.unit());            \
+  MEASURE(form, or, 3, hand_or, 0.9, v.result.unit(), count, v.a.unit(), v.b.unit());              \
+  MEASURE(form, xor, 3, hand_or, 0.9, v.result.unit(), count, v.a.unit(), v.b.unit());             \
+  MEASURE(form, andnot, 3, hand_andnot, 0.9, v.result.unit(), count, v.a.unit(), v.b.unit());      \
+  MEASURE(form, and3, 4, hand_and, 0, v.result.unit(), count, v.a.unit(), v.b.unit(), v.c.unit()); \
+  MEASURE(form, or3, 4, hand_or, 0, v.result.unit(), count, v.a.unit(), v.b.unit(), v.c.unit());   \
+  MEASURE(form, xor3, 4, hand_or, 0, v.result.unit(), count, v.a.unit(), v.b.unit(), v.c.unit())
+  MEASURE_FORM(lbiv, bytes);
+  MEASURE_FORM(lbiwv, words);
+#undef MEASURE_FORM
+#undef MEASURE
+  measure_operation(
+      fmt::format("mipo_lbiwvand_dydi, no count ({})", level), v, bits, 3, {hand_and},
+      [&v, &r, bits](ub4 *) { r.mipo_lbiwvand_dydi(v.result.words(), nullptr, v.a.words(), v.b.words(), bits); });
 
-  const auto bytes = [&v](Pages Vectors::*pages) { return (v.*pages).bytes(); };
-  measure({name("mipo_lbivand_dydi"), double(bits), double(bits) * 3 / 8,
-           [&v, &entries, bytes, bits] {
-             entries.mipo_lbivand_dydi(bytes(&Vectors::result), &v.count, bytes(&Vectors::a), bytes(&Vectors::b), bits);
-           }},
-          {by_hand_and, 0.9});
-  const auto three = [&](const char *entry, auto function) {
-    measure(
-        {name(entry), double(bits), double(bits) * 4 / 8,
-         [&v, function, bits] { function(v.result.words(), &v.count, v.a.words(), v.b.words(), v.c.words(), bits); }},
-        {by_hand_and});
-  };
-  three("mipo_lbiwvand3_dydi", entries.mipo_lbiwvand3_dydi);
-  three("mipo_lbiwvor3_dydi", entries.mipo_lbiwvor3_dydi);
-  three("mipo_lbiwvxor3_dydi", entries.mipo_lbiwvxor3_dydi);
-  measure({name("mipo_lbiwvnot_dydi"), double(bits), double(bits) * 2 / 8,
-           [&v, &entries, bits] { entries.mipo_lbiwvnot_dydi(v.result.words(), &v.count, v.a.words(), bits); }},
-          {by_hand_and});
-  measure({name("mipo_lbiwvpopcnt_dydi"), double(bits), double(bits) / 8,
-           [&v, &entries, bits] { entries.mipo_lbiwvpopcnt_dydi(&v.count, v.a.words(), bits); }},
-          {by_hand_and});
+  const std::string fill = fmt::format("memset ({})", level);
+  declare_limit({fill, double(bits), double(bits) / 8, [&v, bits] {
+                   memset(v.result.bytes(), 0xff, bits / 8);
+                   benchmark::ClobberMemory();
+                 }});
+  measure_operation(fmt::format("mipo_lbiwvset_range_dydi ({})", level), v, bits, 1, {fill},
+                    [&v, &r, bits](ub4 *) { r.mipo_lbiwvset_range_dydi(v.result.words(), 3, bits - 3); });
+  measure_operation(fmt::format("mipo_lbivclr_range_dydi ({})", level), v, bits, 1, {fill},
+                    [&v, &r, bits](ub4 *) { r.mipo_lbivclr_range_dydi(v.result.bytes(), 3, bits - 3); });
 }
 
 // Positions of the set bits of each byte, eight to a row.
@@ -147,6 +152,16 @@ void measure_ones() {
       }
       benchmark::ClobberMemory();
     };
+    const auto steps = [&entries, words](auto begin, auto next, ub8 end) {
+      mipo_lbiv_ictx it;
+      begin(&it, words, bits, 0, 0);
+      ub8 sum = 0;
+      for (ub8 row = next(&it); row != end; row = next(&it)) sum += row;
+      benchmark::DoNotOptimize(sum);
+    };
+    measure({fmt::format("mipo_lbiwviter_dydi, {} %", percent), double(bits), double(bits) / 8,
+             [=, &entries] { steps(entries.mipo_lbiwv_ictx_ini2_dydi, entries.mipo_lbiwviter_dydi, MIPO_LBIWV_END); }},
+            {zeros});
     const bool dense = percent == 50 || percent == 95;
     measure({fmt::format("mipo_lbiwvones_dydi, one call, {} %", percent), double(bits), double(bits) / 8,
              [=] { extract(bits + 8); }},

@@ -5,7 +5,6 @@
 #include <time.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -36,17 +35,6 @@ void print_line(const std::string &what, double value, const char *unit, double 
              reached ? "reached" : "missed");
 }
 
-// Bytes of text, which a compressed file does not tell: its rows printed again.
-double text_bytes(const std::string &path) {
-  if (!path.ends_with(".zst")) return static_cast<double>(std::filesystem::file_size(path));
-  std::ostringstream out;
-  const std::string query = "SELECT * FROM \"" + path + "\"";
-  const char *arguments[] = {"mipo", "query", "--format", "csv", query.c_str()};
-  if (mipo::tools::run_program(5, arguments, out, std::cerr) != 0) std::exit(1);
-  const std::string text = out.str();
-  return static_cast<double>(text.size()) - static_cast<double>(std::count(text.begin(), text.end(), '\r'));
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -55,12 +43,12 @@ int main(int argc, char **argv) {
     return 2;
   }
   const std::string path = argv[1];
-  const double megabytes = text_bytes(path) / 1e6;
+  double megabytes = 0;
   std::vector<double> reading, kernels;
   for (int i = 0; i < repetitions; ++i) {
     const double start = processor_seconds();
     try {
-      mipo::host::read_csv(path);
+      megabytes = static_cast<double>(mipo::host::read_csv(path).text_bytes) / 1e6;
     } catch (const mipo::host::Error &error) {
       std::cerr << error.what() << "\n";
       return 1;

@@ -67,11 +67,9 @@ const std::array<StepColumn, 9> &step_columns() {
 
 void write_explanation(std::ostream &out, const Explanation &explanation) {
   const Reading &reading = explanation.reading;
-  const double megabytes = static_cast<double>(reading.file_bytes) / 1e6;
-  const bool compressed = reading.file.ends_with(".zst");
-  fmt::print(out, "read {}: {:.1f} MB{}, {} rows, {} columns in {:.3f} s ({:.0f} MB/s)\n", reading.file, megabytes,
-             compressed ? " compressed" : "", grouped(reading.rows), reading.columns, reading.seconds,
-             rate(megabytes, reading.seconds));
+  const double megabytes = static_cast<double>(reading.text_bytes) / 1e6;
+  fmt::print(out, "read {}: {:.1f} MB of text, {} rows, {} columns in {:.3f} s ({:.0f} MB/s)\n", reading.file,
+             megabytes, grouped(reading.rows), reading.columns, reading.seconds, rate(megabytes, reading.seconds));
   const std::vector<Step> &steps = explanation.answer->steps;
   if (!steps.empty()) {
     Relation relation;
@@ -105,11 +103,11 @@ nlohmann::ordered_json explanation_json(const Explanation &explanation) {
   return {
       {"reading",
        {{"file", reading.file},
-        {"file_bytes", reading.file_bytes},
+        {"text_bytes", reading.text_bytes},
         {"rows", reading.rows},
         {"columns", reading.columns},
         {"seconds", reading.seconds},
-        {"megabytes_per_second", rate(static_cast<double>(reading.file_bytes) / 1e6, reading.seconds)}}},
+        {"megabytes_per_second", rate(static_cast<double>(reading.text_bytes) / 1e6, reading.seconds)}}},
       {"level", explanation.level},
       {"steps", std::move(steps)},
       {"kernel_seconds", explanation.answer->kernel_seconds()},

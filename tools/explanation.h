@@ -13,7 +13,7 @@ namespace mipo::tools {
 
 struct Reading {
   std::string file;
-  ub8 file_bytes = 0;
+  ub8 text_bytes = 0; // of the file, once decompressed
   ub8 rows = 0;
   std::size_t columns = 0;
   double seconds = 0; // reading, decompressing and encoding

@@ -46,9 +46,7 @@ host::Table read_table(const QueryOptions &options, const TableName &name, Readi
   const auto start = std::chrono::steady_clock::now();
   host::Table table = host::read_csv(reading.file, csv);
   reading.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  std::error_code not_a_file; // a pipe has no size
-  const auto bytes = std::filesystem::file_size(reading.file, not_a_file);
-  reading.file_bytes = not_a_file ? 0 : bytes;
+  reading.text_bytes = table.text_bytes;
   reading.rows = table.row_count;
   reading.columns = table.columns.size();
   return table;

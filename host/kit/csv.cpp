@@ -77,6 +77,7 @@ private:
   ub8 line_ = 1;              // that the parser stands on
   ub8 row_line_ = 1;          // on which the row began
   ub4 fields_ = 0;            // of the row so far
+  ub8 text_bytes_ = 0;        // of all text handed to the parser
   bool after_return_ = false; // the last character was a carriage return that ended a line
 };
 
@@ -192,6 +193,7 @@ void CsvReader::rethrow_failure() const {
 }
 
 void CsvReader::parse(std::span<const char> text) {
+  text_bytes_ += text.size();
   const std::size_t done = csv_parse(&parser_, text.data(), text.size(), on_field, on_row_end, this);
   rethrow_failure();
   if (done == text.size()) return;
@@ -228,6 +230,7 @@ Table CsvReader::encode() {
   const std::string file_name = path_.filename().string();
   table.name = options_.table_name.empty() ? file_name.substr(0, file_name.find('.', 1)) : options_.table_name;
   table.row_count = static_cast<ub4>(encoders_.front().rows());
+  table.text_bytes = text_bytes_;
   for (std::size_t i = 0; i < names_.size(); ++i)
     table.columns.push_back({std::move(names_[i]), encoders_[i].finish(kinds[i], {0, options_.compressor})});
   return table;

@@ -21,6 +21,7 @@ struct Column {
 struct Table {
   std::string name;
   ub4 row_count = 0;
+  ub8 text_bytes = 0; ///< of the file it was read from, once decompressed
   std::vector<Column> columns;
 
   /// The column of exactly this name, or null.
