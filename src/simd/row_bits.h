@@ -6,29 +6,13 @@
 
 #include "mipo/integers.h"
 #include "simd/population_count.h"
+#include "simd/unsigned.h"
 
 namespace mipo::simd {
 
 template <size_t rows>
-struct RowBitsWord {
-  using type = ub8; // whole words from 64 rows on
-};
-template <>
-struct RowBitsWord<32> {
-  using type = ub4;
-};
-template <>
-struct RowBitsWord<16> {
-  using type = ub2;
-};
-template <>
-struct RowBitsWord<8> {
-  using type = ub1;
-};
-
-template <size_t rows>
 struct RowBits {
-  using Word = typename RowBitsWord<rows>::type;
+  using Word = Unsigned<(rows < 64 ? rows : 64)>;
   static constexpr size_t words = rows / 8 / sizeof(Word);
   static constexpr size_t bytes = rows / 8;
 

@@ -43,7 +43,7 @@ FAULTS = [
     Fault("a count not updated", "scan/predicate.h", "count += block_bits.count();", "", SCAN, "predicate_test"),
     Fault("bits set above the last row", "scan/predicate.h", "first / 8, 0, (rows + 63)", "first / 8, 0x80, (rows + 63)",
           SCAN, "predicate_test"),
-    Fault("the wrong label in the selective path", "scan/dict_byte_aligned.cpp", '"mipo_" #half', '"mipo_" #operation',
+    Fault("the wrong label in the selective path", "scan/define_predicate.h", '"mipo_" #half', '"mipo_" #operation',
           SCAN, "predicate_test"),
     Fault("the constant of the selective path read too narrow", "scan/byte_aligned.h",
           "std::conditional_t<sizeof(Code) == 8, ub8, ub4>", "Code", SCAN, "predicate_test"),
