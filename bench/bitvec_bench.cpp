@@ -152,7 +152,7 @@ void measure_ones() {
       }
       benchmark::ClobberMemory();
     };
-    const auto steps = [&entries, words](auto begin, auto next, ub8 end) {
+    const auto steps = [words](auto begin, auto next, ub8 end) {
       mipo_lbiv_ictx it;
       begin(&it, words, bits, 0, 0);
       ub8 sum = 0;
