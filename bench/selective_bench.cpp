@@ -24,7 +24,7 @@ int main(int argc, char **argv) {
   for (const auto &[percent, at_least] : {Density{0.01, 0}, {0.1, 5}, {1, 0}, {2, 0}, {5, 0}, {10, 0}}) {
     auto selection = std::make_shared<Pages>(random_bits(rows, percent / 100));
     const auto path = [&, selection](ub2 flags) {
-      return [&operands, selection, flags, key] {
+      return [&operands, selection, flags] {
         mipo_call_ctx ctx{};
         ctx.ones_vec = selection->words();
         ctx.eval_flags = flags;
