@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -85,6 +86,37 @@ void measure_row_counts() {
   }
 }
 
+// Packed and null-aware kernels are held against the byte-aligned one, or the plain twin, on the same number of rows.
+void measure_against_kernel(const char *kernel, ub4 key, int width, const char *other, ub4 other_key, int other_width,
+                            double at_least) {
+  static constexpr ub4 rows = 256 << 10;
+  const auto call = [](ub4 kernel_key, int bits, std::size_t bytes) {
+    Columns &column = columns(bytes);
+    auto operands = std::make_shared<Operands>(column.codes.bytes(), bits, rows, column.bits.words(),
+                                               low_constant(bits), high_constant(bits));
+    return [=] { benchmark::DoNotOptimize(call_predicate(kernel_key, *operands)); };
+  };
+  // The widest of the two decides on the buffer, so that both write the same result words.
+  const auto bytes_of = [](int bits) { return std::size_t{rows} * static_cast<unsigned>(bits) / 8; };
+  const std::size_t buffer = bytes_of(std::max({width, other_width, 8})) + 64;
+  const std::string limit = fmt::format("{} ({} rows)", other, rows);
+  declare_limit({limit, double(rows), double(bytes_of(other_width)), call(other_key, other_width, buffer)});
+  measure({fmt::format("{} (cache)", kernel), double(rows), double(bytes_of(width)), call(key, width, buffer)},
+          {limit, at_least});
+}
+
+// The byte-aligned width that a packed one is compared with, and the ratio that its unpacking may cost.
+constexpr int lane_width(int width) {
+  return 8 % width == 0 || width < 8 ? 8 : width <= 10 || width == 12 ? 16 : 32;
+}
+
+constexpr double wanted_of_packed(int width, bool two_sided, bool is_eq) {
+  if (width == 2 || width == 4) return 0.6;
+  if (width < 8) return 0.4;
+  if (lane_width(width) == 16) return is_eq ? 0.5 : two_sided ? 0.65 : 0;
+  return 0.65;
+}
+
 } // namespace
 } // namespace mipo::bench
 
@@ -96,9 +128,25 @@ int main(int argc, char **argv) {
       mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, width, MIPO_VARIANT_##VARIANT));
   DICT_BYTE_ALIGNED_PREDICATES(MEASURE, )
 #undef MEASURE
+#define MEASURE(operation, OPERATION, sides, half, family, FAMILY, width, suffix, VARIANT, ...)                        \
+  if (MIPO_VARIANT_##VARIANT == MIPO_VARIANT_PLAIN)                                                                    \
+    measure_against_kernel(                                                                                            \
+        "mipo_" #operation "_" #family "_" #width "bit" #suffix,                                                       \
+        mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, width), width,                                     \
+        fmt::format("mipo_" #operation "_dict_{}bit", lane_width(width)).c_str(),                                      \
+        mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_DICT, lane_width(width)), lane_width(width),                 \
+        wanted_of_packed(width, MIPO_OP_##OPERATION >= MIPO_OP_GT_LT, MIPO_OP_##OPERATION == MIPO_OP_EQ));             \
+  else                                                                                                                 \
+    measure_against_kernel("mipo_" #operation "_" #family "_" #width "bit" #suffix,                                    \
+                           mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, width, MIPO_VARIANT_##VARIANT), \
+                           width, "mipo_" #operation "_" #family "_" #width "bit",                                     \
+                           mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, width), width, 0.8);
+  DICT_PACKED_PREDICATES(MEASURE, )
+  DICT_BYTE_ALIGNED_NULL_PREDICATES(MEASURE, )
+#undef MEASURE
   measure_row_counts<8>();
   measure_row_counts<16>();
   measure_row_counts<32>();
   measure_row_counts<64>();
-  return run(argc, argv, "Predicates on byte-aligned codes");
+  return run(argc, argv, "Predicates");
 }

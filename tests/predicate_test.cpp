@@ -23,14 +23,19 @@ struct Family {
   PredicateOutcome (*model)(const PredicateCall &);
 };
 
+const std::vector<unsigned> byte_aligned_widths = {8, 16, 32, 64};
+const std::vector<unsigned> packed_widths = {2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15, 17, 18, 19, 20, 24};
+
 const Family families[] = {
-    {MIPO_FAMILY_DICT,
-     MIPO_VARIANT_PLAIN,
-     {8, 16, 32, 64},
-     "dict",
-     "",
-     encode_byte_aligned,
+    {MIPO_FAMILY_DICT, MIPO_VARIANT_PLAIN, byte_aligned_widths, "dict", "", encode_byte_aligned,
      byte_aligned_dict_predicate},
+    {MIPO_FAMILY_DICT, MIPO_VARIANT_NULL_AWARE, byte_aligned_widths, "dict", "_null", encode_byte_aligned,
+     byte_aligned_null_aware_predicate},
+    {MIPO_FAMILY_DICT, MIPO_VARIANT_PLAIN, packed_widths, "dict", "", encode_packed, packed_dict_predicate},
+    {MIPO_FAMILY_DICT, MIPO_VARIANT_NULL_AWARE, packed_widths, "dict", "_null", encode_packed,
+     packed_null_aware_predicate},
+    {MIPO_FAMILY_DICT, MIPO_VARIANT_PLAIN, {1}, "dict", "", encode_packed, one_bit_predicate},
+    {MIPO_FAMILY_DICT, MIPO_VARIANT_NULL_AWARE, {1}, "dict", "_null", encode_packed, one_bit_null_aware_predicate},
 };
 
 const Family *family_of(const ListedKernel &kernel) {
@@ -130,6 +135,10 @@ PredicateCall choose_call(const ListedKernel &kernel, const Family &family, std:
   call.operation = predicate_operation(kernel.operation);
   call.width = kernel.bits();
   call.name_tail = std::string("_") + family.name + "_" + std::to_string(call.width) + "bit" + family.suffix;
+  if (call.width == 1) {
+    call.has_selective_path = false;
+    call.reads_constants = one_bit_reads_constants(*call.operation, family.variant == MIPO_VARIANT_NULL_AWARE);
+  }
   choose_constants(call, random);
   call.codes = choose_codes(rows, call, random);
   if (call.width < 32 && random.chance(20)) {

@@ -53,7 +53,7 @@ ub8 predicate_digest(const ListedKernel &kernel, mipo_kernel built) {
     const ub8 near[] = {cells[0], cells[0] + 1, cells[1], cells[1] - 1, 0, greatest};
     std::vector<ub8> codes(rows);
     for (ub8 &code : codes) code = (random.chance(40) ? near[random.below(std::size(near))] : random.next()) & greatest;
-    std::vector<ub1> column = encode_byte_aligned(codes, width);
+    std::vector<ub1> column = encoder_of_width(width)(codes, width);
     const std::vector<ub8> filter = words_of_density(rows, 80, random), selection = words_of_density(rows, 30, random);
     for (unsigned way = 0; way < 6; ++way) { // with and without a filter: no selection, one at the end, one ahead
       std::vector<ub8> bits((rows + 63) / 64 + 1, random.next()); // the last word is not the kernel's

@@ -26,10 +26,12 @@ struct Shared {
 
   Shared() {
     Random random(test_seed());
-    for (const unsigned width : {8u, 16u, 32u, 64u}) {
+    for (const ListedKernel &kernel : built_kernels()) {
+      const unsigned width = kernel.bits();
+      if (!columns[width].empty()) continue;
       std::vector<ub8> codes(rows);
-      for (ub8 &code : codes) code = random.below(256);
-      columns[width] = encode_byte_aligned(codes, width);
+      for (ub8 &code : codes) code = random.below(width < 8 ? ub8{1} << width : 256);
+      columns[width] = encoder_of_width(width)(codes, width);
     }
     std::vector<bool> bits(rows);
     for (std::vector<ub8> *words : {&selection, &filter}) {

@@ -14,20 +14,22 @@
 #include "xlate/kernels.inc"
 
 // Families move up from the second list to the first as they are built.
-#define FOR_EACH_BUILT_KERNEL(ROW) DICT_BYTE_ALIGNED_PREDICATES(PREDICATE_ROW, ROW)
+#define FOR_EACH_BUILT_KERNEL(ROW)                      \
+  DICT_BYTE_ALIGNED_PREDICATES(PREDICATE_ROW, ROW)      \
+  DICT_BYTE_ALIGNED_NULL_PREDICATES(PREDICATE_ROW, ROW) \
+  DICT_ONE_BIT_PREDICATES(PREDICATE_ROW, ROW)           \
+  DICT_PACKED_PREDICATES(PREDICATE_ROW, ROW)
 
-#define FOR_EACH_PLANNED_KERNEL(ROW)         \
-  DICT_PACKED_PREDICATES(PREDICATE_ROW, ROW) \
-  DICT_NULL_PREDICATES(PREDICATE_ROW, ROW)   \
-  FIXED_PREDICATES(PREDICATE_ROW, ROW)       \
-  DYNP_PREDICATES(PREDICATE_ROW, ROW)        \
-  BURST_RLE_KERNELS(ROW)                     \
-  DECODE_KERNELS(ROW)                        \
-  DECODE_SYMBOL_KERNELS(ROW)                 \
-  SET_KERNELS(ROW)                           \
-  MINMAX_KERNELS(ROW)                        \
-  SUM_AND_DISTINCT_KERNELS(ROW)              \
-  XLATE_KERNELS(ROW)                         \
+#define FOR_EACH_PLANNED_KERNEL(ROW)   \
+  FIXED_PREDICATES(PREDICATE_ROW, ROW) \
+  DYNP_PREDICATES(PREDICATE_ROW, ROW)  \
+  BURST_RLE_KERNELS(ROW)               \
+  DECODE_KERNELS(ROW)                  \
+  DECODE_SYMBOL_KERNELS(ROW)           \
+  SET_KERNELS(ROW)                     \
+  MINMAX_KERNELS(ROW)                  \
+  SUM_AND_DISTINCT_KERNELS(ROW)        \
+  XLATE_KERNELS(ROW)                   \
   ARITHMETIC_KERNELS(ROW)
 
 #define FOR_EACH_KERNEL(ROW) \

@@ -2,6 +2,8 @@
 #ifndef MIPO_SCAN_OPERATIONS_H
 #define MIPO_SCAN_OPERATIONS_H
 
+#include <type_traits>
+
 #include "mipo/vec.h"
 #include "simd/simd.h"
 
@@ -46,56 +48,121 @@ struct ge_le {
   static constexpr bool low_open = false, high_open = false;
 };
 
-// A comparison with its constants read, at the width of Value. What the frame asks of a test:
-//   row(code)                  whether one row qualifies
-//   lanes(codes)               the same for a vector of codes, as a mask that `complement` applies to
-//   big_endian_lanes(codes)    the same for codes as they are stored
-//   complement                 all ones if the rows that the mask leaves out are the ones that qualify, else zero
-template <class Operation, class Value>
+// What the codes of a column can be, for a test to know what its constants mean: integers of type Integer, from
+// `least_value` (1 if code 0 stands for a row without value) to `greatest`.
+template <class IntegerType, IntegerType greatest_code, bool null_aware_codes>
+struct CodeRange {
+  using Integer = IntegerType;
+  static constexpr Integer greatest = greatest_code;
+  static constexpr bool null_aware = null_aware_codes;
+  static constexpr Integer least_value = null_aware ? 1 : 0;
+};
+
+// A test is a comparison with its constants read. What the frame asks of it:
+//
+//   row(code)            whether one row qualifies
+//   lanes(codes, lift)   a mask for a vector of codes; lift(k) gives a constant the form that the codes have in their
+//                        lanes
+//   force, keep          what the masks leave out: all ones or all zeros, ORed to and then ANDed with the finished bits
+//
+// A code and a constant are compared as numbers. Where a constant lies beyond all codes no mask can say so, and the
+// answer is the same for all rows: `force` or `keep` gives it.
+template <class Operation, class Codes>
 struct OneSidedTest {
-  Value k;
-  static constexpr ub8 complement = 0;
+  using Integer = typename Codes::Integer;
+  static constexpr bool unequal_to_null = Codes::null_aware && std::is_same_v<Operation, ne>;
+  static constexpr bool equal_to_value = Codes::null_aware && std::is_same_v<Operation, eq>;
+  static constexpr bool at_least_value = Codes::null_aware && std::is_same_v<Operation, ge>;
 
-  explicit OneSidedTest(const mipo_vec *konst) : k(simd::read_native<Value>(konst->data)) {}
+  Integer k;
+  ub8 force = 0, keep = ~ub8{0};
 
-  [[gnu::always_inline]] bool row(Value code) const { return Operation::holds(code, k); }
-  [[gnu::always_inline]] auto lanes(simd::Lanes<Value> codes) const {
-    return Operation::holds(codes, simd::Lanes<Value>{simd::broadcast(k)});
-  }
-  // Equal codes have equal bytes in any order: the constant is swapped once, instead of every code.
-  [[gnu::always_inline]] auto big_endian_lanes(simd::Lanes<Value> codes) const {
-    if constexpr (Operation::ordered)
-      return lanes(simd::byte_swap(codes));
+  explicit OneSidedTest(const mipo_vec *konst) : k(simd::read_native<Integer>(konst->data)) {
+    if (at_least_value && k == 0) k = 1;
+    if (equal_to_value && k == 0) keep = 0;
+    if (k <= Codes::greatest) return;
+    if (unequal_to_null)
+      k = 0; // equal to no code: unequal to null says it all
+    else if (Operation::holds(Codes::greatest, k))
+      force = ~ub8{0};
     else
-      return Operation::holds(codes, simd::byte_swap(simd::Lanes<Value>{simd::broadcast(k)}));
+      keep = 0;
+  }
+
+  [[gnu::always_inline]] bool row(Integer code) const {
+    const bool holds = Operation::holds(code, k) && (!unequal_to_null || code != 0);
+    return (holds || force != 0) && keep != 0;
+  }
+
+  template <class T>
+  [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
+    if constexpr (unequal_to_null)
+      return !((codes == lift(k)) | (codes == simd::Lanes<T>{}));
+    else
+      return Operation::holds(codes, lift(k));
   }
 };
 
 // A range costs one subtraction and one comparison: code - low wraps around for codes below low, so that
-// low <= code <= high is code - low <= high - low. That form has no empty range, which is therefore the complement of
-// the full one.
-template <class Operation, class Value>
-struct TwoSidedTest {
-  Value low, span;
-  ub8 complement;
+// low <= code <= high is code - low <= high - low. Null-aware lt and le are ranges too: they begin at the first value.
+template <class Codes>
+struct RangeTest {
+  using Integer = typename Codes::Integer;
 
-  TwoSidedTest(const mipo_vec *lo, const mipo_vec *hi) {
-    const Value first = simd::read_native<Value>(lo->data), last = simd::read_native<Value>(hi->data);
-    constexpr Value greatest = static_cast<Value>(~Value{0});
-    const bool empty = first > last || ((Operation::low_open || Operation::high_open) && first == last) ||
-                       (Operation::low_open && Operation::high_open && static_cast<Value>(last - first) == 1);
-    low = empty ? 0 : static_cast<Value>(first + Operation::low_open);
-    span = empty ? greatest : static_cast<Value>(last - Operation::high_open - low);
-    complement = empty ? ~ub8{0} : 0;
+  Integer low, span;
+  static constexpr ub8 force = 0;
+  ub8 keep;
+
+  RangeTest(Integer first, bool first_open, Integer last, bool last_open) {
+    const bool nothing_above = first_open && first == static_cast<Integer>(~Integer{0});
+    const bool nothing_below = last_open && last == 0;
+    low = static_cast<Integer>(first + first_open);
+    Integer high = static_cast<Integer>(last - last_open);
+    if (low < Codes::least_value) low = Codes::least_value;
+    if (high > Codes::greatest) high = Codes::greatest;
+    const bool empty = nothing_above || nothing_below || low > high;
+    keep = empty ? 0 : ~ub8{0};
+    span = static_cast<Integer>(high - low);
   }
 
-  [[gnu::always_inline]] bool row(Value code) const {
-    return (static_cast<Value>(code - low) <= span) != (complement != 0);
+  [[gnu::always_inline]] bool row(Integer code) const { return static_cast<Integer>(code - low) <= span && keep != 0; }
+
+  template <class T>
+  [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
+    return codes - lift(low) <= lift(span);
   }
-  [[gnu::always_inline]] auto lanes(simd::Lanes<Value> codes) const {
-    return codes - simd::Lanes<Value>{simd::broadcast(low)} <= simd::Lanes<Value>{simd::broadcast(span)};
-  }
-  [[gnu::always_inline]] auto big_endian_lanes(simd::Lanes<Value> codes) const { return lanes(simd::byte_swap(codes)); }
+};
+
+template <class Operation, class Codes>
+struct NullAwareUpperBound : RangeTest<Codes> {
+  using Integer = typename Codes::Integer;
+  explicit NullAwareUpperBound(const mipo_vec *konst)
+      : RangeTest<Codes>(0, false, simd::read_native<Integer>(konst->data), std::is_same_v<Operation, lt>) {}
+};
+
+template <class Operation, class Codes>
+struct TwoSidedTest : RangeTest<Codes> {
+  using Integer = typename Codes::Integer;
+  TwoSidedTest(const mipo_vec *lo, const mipo_vec *hi)
+      : RangeTest<Codes>(simd::read_native<Integer>(lo->data), Operation::low_open,
+                         simd::read_native<Integer>(hi->data), Operation::high_open) {}
+};
+
+// The test of an operation, for the frame to make for the codes that a path sees.
+template <class OneSidedOperation>
+struct one_sided {
+  using Operation = OneSidedOperation;
+  template <class Codes>
+  using Test = std::conditional_t<Codes::null_aware && (std::is_same_v<Operation, lt> || std::is_same_v<Operation, le>),
+                                  NullAwareUpperBound<Operation, Codes>, OneSidedTest<Operation, Codes>>;
+  static constexpr bool ordered = Operation::ordered;
+};
+template <class TwoSidedOperation>
+struct two_sided {
+  using Operation = TwoSidedOperation;
+  template <class Codes>
+  using Test = TwoSidedTest<Operation, Codes>;
+  static constexpr bool ordered = true;
 };
 
 } // namespace mipo::scan

@@ -1,7 +1,8 @@
 // The frame of every predicate kernel: from the host's call to bits, count and return code.
 //
-//   column       rows_per_block, row(i), block(i, test)        how rows are read and how a block becomes bits
-//   test         row(code), lanes(codes), complement           which rows qualify (operations.h)
+//   column       rows_per_block, row(i), block(i, test)          how rows are read and how a block becomes bits
+//                BlockCodes, SelectiveCodes                      what the codes can be, in either path
+//   test         row(code), lanes(codes, lift), force, keep      which rows qualify (operations.h)
 //
 // Both are small and passed by value: what the loops store could otherwise be taken for a change of them.
 //
@@ -45,13 +46,13 @@ ub4 finish_block_path(Output output, ub4 count, mipo_vec *res, const mipo_vec *s
 ub4 finish_selective_path(ub4 count, mipo_vec *res, const mipo_vec *src);
 
 // Bits for all whole blocks of `rows` rows. Returns how many are set.
-template <class Column, class Test>
+template <bool ordered, class Column, class Test>
 ub4 evaluate_blocks(Column column, Test test, ub8 *bits, ub8 rows) {
   auto *out = reinterpret_cast<ub1 *>(bits);
   ub4 count = 0;
   const ub8 blocks = rows / Column::rows_per_block;
   for (ub8 block = 0; block < blocks; ++block) {
-    const auto block_bits = column.block(block, test) ^ test.complement;
+    const auto block_bits = (column.template block<ordered>(block, test) | test.force) & test.keep;
     block_bits.store(out + block * block_bits.bytes);
     count += block_bits.count();
   }
@@ -108,21 +109,22 @@ ub4 evaluate_selected(Column column, Test test, ub8 *bits, const ub8 *selection,
   return count;
 }
 
-// A whole kernel. Test<Value> is made from the constants' vectors; the two paths may read them at different widths.
-template <class Column, template <class> class Test, class... Constant>
+// A whole kernel. Sides (operations.h) names the test, which is made from the constants' vectors for the codes that a
+// path sees; the two paths may read constants at different widths.
+template <class Column, class Sides, class... Constant>
 [[gnu::always_inline]] inline ub4 evaluate(const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src,
                                            mipo_call_ctx *ctx, const Constant *...constants) {
   if (is_selective(ctx)) {
     const Column column(frame::column_base(src, ctx, labels.selective));
     ctx->done_flags |= MIPO_DONE_PREDICATE;
-    const Test<typename Column::SelectiveValue> test(constants...);
+    const typename Sides::template Test<typename Column::SelectiveCodes> test(constants...);
     return finish_selective_path(evaluate_selected(column, test, res->bv, ctx->ones_vec, src->nrows), res, src);
   }
   const Output output = block_output(res, src);
   const Column column(frame::column_base(src, ctx, labels.block));
-  const Test<typename Column::BlockValue> test(constants...);
-  const ub4 count =
-      evaluate_blocks(column, test, output.bits, output.rows) + evaluate_tail(column, test, output.bits, output.rows);
+  const typename Sides::template Test<typename Column::BlockCodes> test(constants...);
+  const ub4 count = evaluate_blocks<Sides::ordered>(column, test, output.bits, output.rows) +
+                    evaluate_tail(column, test, output.bits, output.rows);
   return finish_block_path(output, count, res, src, ctx);
 }
 

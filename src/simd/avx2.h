@@ -50,6 +50,29 @@ template <class T>
   return (Vector<T>)_mm256_shuffle_epi8((__m256i)vector, swap);
 }
 
+// One group from each address.
+[[gnu::always_inline]] inline Vector<ub1> load_groups(const ub1 *low, const ub1 *high) {
+  const auto group = [](const ub1 *address) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(address)); };
+  if (low == high) return (Vector<ub1>)_mm256_broadcastsi128_si256(group(low));
+  return (Vector<ub1>)_mm256_inserti128_si256(_mm256_castsi128_si256(group(low)), group(high), 1);
+}
+
+// Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
+[[gnu::always_inline]] inline Vector<ub1> shuffle_groups(Vector<ub1> groups, Vector<ub1> selectors) {
+  return (Vector<ub1>)_mm256_shuffle_epi8((__m256i)groups, (__m256i)selectors);
+}
+
+// The bits of each byte the other way round: its nibbles change places, and each is looked up.
+[[gnu::always_inline]] inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
+  const __m256i low_reversed =
+      _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15));
+  const __m256i high_reversed = _mm256_slli_epi16(low_reversed, 4);
+  const __m256i nibble = _mm256_set1_epi8(15);
+  const __m256i low = _mm256_and_si256((__m256i)vector, nibble);
+  const __m256i high = _mm256_and_si256(_mm256_srli_epi16((__m256i)vector, 4), nibble);
+  return (Vector<ub1>)_mm256_or_si256(_mm256_shuffle_epi8(high_reversed, low), _mm256_shuffle_epi8(low_reversed, high));
+}
+
 // Ones of each byte, looked up by nibble.
 [[gnu::always_inline]] inline Vector<ub1> byte_ones(Vector<ub1> vector) {
   const __m256i ones_of_nibble =

@@ -28,6 +28,10 @@ inline constexpr size_t vector_bytes = 16;
 
 inline constexpr size_t vectors_per_block = block_bytes / vector_bytes;
 
+// Table shuffles work within groups of 16 bytes, whatever the register.
+inline constexpr size_t group_bytes = 16;
+inline constexpr size_t groups_per_vector = vector_bytes / group_bytes;
+
 template <class T>
 inline constexpr size_t lanes_per_block = block_bytes / sizeof(T);
 
@@ -92,6 +96,10 @@ template <class T, bool inverted>
   return {mask.vector};
 }
 
+template <class T>
+[[gnu::always_inline]] inline Mask<T, false> operator|(Mask<T, false> a, Mask<T, false> b) {
+  return {a.vector | b.vector};
+}
 template <class T>
 [[gnu::always_inline]] inline auto operator!=(Lanes<T> a, Lanes<T> b) {
   return !(a == b);

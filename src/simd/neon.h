@@ -80,6 +80,20 @@ template <class T>
     return (Vector<T>)vrev64q_u8((uint8x16_t)vector);
 }
 
+[[gnu::always_inline]] inline Vector<ub1> load_groups(const ub1 *address) {
+  return load<ub1>(address);
+}
+
+// Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
+[[gnu::always_inline]] inline Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selectors) {
+  return (Vector<ub1>)vqtbl1q_u8((uint8x16_t)group, (uint8x16_t)selectors);
+}
+
+// The bits of each byte the other way round.
+[[gnu::always_inline]] inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
+  return (Vector<ub1>)vrbitq_u8((uint8x16_t)vector);
+}
+
 // Ones of each byte.
 [[gnu::always_inline]] inline Vector<ub1> byte_ones(Vector<ub1> vector) {
   return (Vector<ub1>)vcntq_u8((uint8x16_t)vector);

@@ -37,6 +37,25 @@ inline Vector<T> byte_swap(Vector<T> vector) {
   return vector;
 }
 
+inline Vector<ub1> load_groups(const ub1 *address) {
+  return load<ub1>(address);
+}
+
+// Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
+inline Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selectors) {
+  Vector<ub1> shuffled{};
+  for (size_t i = 0; i < group_bytes; ++i)
+    if (selectors[i] < 0x80) shuffled[i] = group[selectors[i] % group_bytes];
+  return shuffled;
+}
+
+// The bits of each byte the other way round: nibbles change places, then pairs, then bits.
+inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
+  vector = vector << 4 | vector >> 4;
+  vector = (vector & 0x33) << 2 | (vector >> 2 & 0x33);
+  return (vector & 0x55) << 1 | (vector >> 1 & 0x55);
+}
+
 // Ones of each byte.
 inline Vector<ub1> byte_ones(Vector<ub1> vector) {
   auto words = (Vector<ub8>)vector;

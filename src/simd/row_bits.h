@@ -18,11 +18,15 @@ struct RowBits {
 
   Word word[words];
 
-  // Complements all rows if `mask` is all ones, none if it is zero.
+  // The same three operations on all rows, with a mask of all ones or all zeros.
   [[gnu::always_inline]] RowBits operator^(ub8 mask) const {
-    RowBits result;
-    for (size_t i = 0; i < words; ++i) result.word[i] = static_cast<Word>(word[i] ^ mask);
-    return result;
+    return each([mask](Word bits) { return bits ^ mask; });
+  }
+  [[gnu::always_inline]] RowBits operator|(ub8 mask) const {
+    return each([mask](Word bits) { return bits | mask; });
+  }
+  [[gnu::always_inline]] RowBits operator&(ub8 mask) const {
+    return each([mask](Word bits) { return bits & mask; });
   }
 
   [[gnu::always_inline]] ub4 count() const {
@@ -32,6 +36,13 @@ struct RowBits {
   }
 
   [[gnu::always_inline]] void store(void *address) const { memcpy(address, word, bytes); }
+
+private:
+  [[gnu::always_inline]] RowBits each(auto operation) const {
+    RowBits result;
+    for (size_t i = 0; i < words; ++i) result.word[i] = static_cast<Word>(operation(word[i]));
+    return result;
+  }
 };
 
 } // namespace mipo::simd

@@ -21,6 +21,11 @@
 namespace mipo::simd {
 
 template <class T>
+[[gnu::always_inline]] inline Lanes<T> broadcast_lanes(T value) {
+  return {broadcast(value)};
+}
+
+template <class T>
 [[gnu::always_inline]] inline Lanes<T> byte_swap(Lanes<T> lanes) {
   return {byte_swap<T>(lanes.vector)};
 }

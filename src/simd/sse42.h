@@ -66,6 +66,25 @@ template <class T>
   return (Vector<T>)_mm_shuffle_epi8((__m128i)vector, swap);
 }
 
+[[gnu::always_inline]] inline Vector<ub1> load_groups(const ub1 *address) {
+  return load<ub1>(address);
+}
+
+// Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
+[[gnu::always_inline]] inline Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selectors) {
+  return (Vector<ub1>)_mm_shuffle_epi8((__m128i)group, (__m128i)selectors);
+}
+
+// The bits of each byte the other way round: its nibbles change places, and each is looked up.
+[[gnu::always_inline]] inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
+  const __m128i low_reversed = _mm_setr_epi8(0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15);
+  const __m128i high_reversed = _mm_slli_epi16(low_reversed, 4);
+  const __m128i nibble = _mm_set1_epi8(15);
+  const __m128i low = _mm_and_si128((__m128i)vector, nibble);
+  const __m128i high = _mm_and_si128(_mm_srli_epi16((__m128i)vector, 4), nibble);
+  return (Vector<ub1>)_mm_or_si128(_mm_shuffle_epi8(high_reversed, low), _mm_shuffle_epi8(low_reversed, high));
+}
+
 // Ones of each byte, looked up by nibble.
 [[gnu::always_inline]] inline Vector<ub1> byte_ones(Vector<ub1> vector) {
   const __m128i ones_of_nibble = _mm_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);

@@ -42,6 +42,21 @@ std::vector<ub1> encode_byte_aligned(const std::vector<ub8> &codes, unsigned wid
   return bytes;
 }
 
+// High bit first. A reader may take words of 32 bits, and one word behind the last code's.
+std::vector<ub1> encode_packed(const std::vector<ub8> &codes, unsigned width) {
+  std::vector<ub1> bytes((codes.size() * width + 31) / 32 * 4 + 4, 0xb7);
+  for (std::size_t bit = 0; bit < codes.size() * width; ++bit) {
+    const bool is_set = codes[bit / width] >> (width - 1 - bit % width) & 1;
+    const auto weight = static_cast<ub1>(0x80 >> bit % 8);
+    bytes[bit / 8] = static_cast<ub1>(is_set ? bytes[bit / 8] | weight : bytes[bit / 8] & ~weight);
+  }
+  return bytes;
+}
+
+EncodeCodes *encoder_of_width(unsigned width) {
+  return width == 8 || width == 16 || width == 32 || width == 64 ? encode_byte_aligned : encode_packed;
+}
+
 std::vector<ub8> bit_vector_words(const std::vector<bool> &bits, Random &random) {
   std::vector<ub8> words((bits.size() + 63) / 64);
   if (bits.size() % 64 != 0) words.back() = random.next() << bits.size() % 64;
@@ -117,6 +132,7 @@ PredicateCase::PredicateCase(const reference::PredicateCall &call, EncodeCodes *
   const std::size_t cell_bytes = call.width == 64 ? 8 : 4;
   first_.data = keep(&call.first, cell_bytes);
   second_.data = keep(&call.second, cell_bytes);
+  if (!call.reads_constants) first_.data = second_.data = nowhere_.data();
 
   host_.ctx()->host_flags = call.host_flags;
   ctx_.host = call.compressed || call.run_length ? host_.ctx() : nullptr;

@@ -18,6 +18,9 @@ namespace mipo::check {
 /// The bytes of a column: all that its format has, slack included.
 using EncodeCodes = std::vector<ub1>(const std::vector<ub8> &codes, unsigned width);
 EncodeCodes encode_byte_aligned;
+EncodeCodes encode_packed;
+/// How dictionary codes of a width are stored.
+EncodeCodes *encoder_of_width(unsigned width);
 
 /// Words of a bit vector; the bits behind the last row are noise.
 std::vector<ub8> bit_vector_words(const std::vector<bool> &bits, Random &random);

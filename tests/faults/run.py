@@ -19,7 +19,7 @@ import sys
 from dataclasses import dataclass
 
 SCAN, BITVEC, ITERATORS = "scan/dict_byte_aligned.cpp", "bitvec/algebra.cpp", "bitvec/iterators.cpp"
-FRAME = "scan/predicate.cpp"
+FRAME, PACKED = "scan/predicate.cpp", "scan/dict_packed_halves.cpp"
 
 
 @dataclass
@@ -35,9 +35,9 @@ class Fault:
 FAULTS = [
     Fault("a comparison off by one", "scan/operations.h", "return code < k;", "return code <= k;", SCAN,
           "predicate_test"),
-    Fault("an end of a range taken in", "scan/operations.h", "first + Operation::low_open", "first", SCAN,
+    Fault("an end of a range taken in", "scan/operations.h", "first + first_open", "first", SCAN,
           "predicate_test"),
-    Fault("an inverted range not empty", "scan/operations.h", "first > last ||", "", SCAN, "predicate_test"),
+    Fault("an inverted range not empty", "scan/operations.h", " || low > high", "", SCAN, "predicate_test"),
     Fault("the last row skipped", "scan/predicate.h", "row < rows; ++row", "row + 1 < rows; ++row", SCAN,
           "predicate_test"),
     Fault("a count not updated", "scan/predicate.h", "count += block_bits.count();", "", SCAN, "predicate_test"),
@@ -47,6 +47,13 @@ FAULTS = [
           SCAN, "predicate_test"),
     Fault("the constant of the selective path read too narrow", "scan/byte_aligned.h",
           "std::conditional_t<sizeof(Code) == 8, ub8, ub4>", "Code", SCAN, "predicate_test"),
+    Fault("null rows let in by ne", "scan/operations.h", " | (codes == simd::Lanes<T>{})", "", SCAN, "predicate_test"),
+    Fault("a constant beyond all codes cut to their width", "scan/operations.h", "force = ~ub8{0};", "force = 0;", PACKED,
+          "predicate_test"),
+    Fault("a wrong mask in one lane", "scan/packed.h", "(ub8{1} << bits) - 1) << shift)",
+          "(ub8{1} << bits) - (lane == 5 ? 2 : 1)) << shift)", PACKED, "predicate_test"),
+    Fault("a shuffle one byte off at one width", "scan/packed.h", "static_cast<ub1>(last - byte",
+          "static_cast<ub1>((bits == 12 && lane == 1) + last - byte", PACKED, "predicate_test"),
     Fault("the filter not applied", "scan/predicate.cpp", "if (src->filter_bv != nullptr) mipo_lbiwvand_dydi(output",
           "if (false) mipo_lbiwvand_dydi(output", FRAME, "predicate_test"),
     Fault("a missing mask behind the limit", "bitvec/iterator.h", "left)) & low_bits(left)", "left))", ITERATORS,

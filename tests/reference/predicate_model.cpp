@@ -1,6 +1,7 @@
 #include "predicate_model.h"
 
 #include <cstdio>
+#include <functional>
 
 namespace mipo::reference {
 namespace {
@@ -44,18 +45,17 @@ const PredicateOperation *predicate_operation(ub4 number) {
   return number < std::size(operations) ? &operations[number] : nullptr;
 }
 
-PredicateOutcome byte_aligned_dict_predicate(const PredicateCall &call) {
+namespace {
+
+PredicateOutcome predicate(const PredicateCall &call, const std::function<bool(ub8 code)> &row_qualifies) {
   PredicateOutcome outcome;
   if (call.compressed && !call.already_decompressed) outcome.calls = decompression_calls(call);
 
-  // The block path reads a constant at the kernel's width, the selective path all of its cell.
-  const ub8 first = call.selective() ? call.first : at_kernel_width(call.first, call.width);
-  const ub8 second = call.selective() ? call.second : at_kernel_width(call.second, call.width);
   outcome.into_runs = call.run_length && !call.selective();
 
   ub4 count = 0;
   for (std::size_t row = 0; row < call.codes.size(); ++row) {
-    bool qualifies = call.operation->qualifies(call.codes[row], first, second);
+    bool qualifies = row_qualifies(call.codes[row]);
     if (call.filter) qualifies = qualifies && (*call.filter)[row];
     if (call.has_ctx && call.selection) qualifies = qualifies && (*call.selection)[row];
     outcome.bits.push_back(qualifies);
@@ -73,6 +73,82 @@ PredicateOutcome byte_aligned_dict_predicate(const PredicateCall &call) {
     outcome.code = count == 0 ? 1 : 0;
   }
   return outcome;
+}
+
+PredicateOutcome byte_aligned(const PredicateCall &call, bool null_aware) {
+  // The block path reads a constant at the kernel's width, the selective path all of its cell.
+  const ub8 first = call.selective() ? call.first : at_kernel_width(call.first, call.width);
+  const ub8 second = call.selective() ? call.second : at_kernel_width(call.second, call.width);
+  return predicate(
+      call, [&](ub8 code) { return !(null_aware && code == 0) && call.operation->qualifies(code, first, second); });
+}
+
+PredicateOutcome packed(const PredicateCall &call, bool null_aware) {
+  return predicate(call, [&](ub8 code) {
+    return !(null_aware && code == 0) && call.operation->qualifies(code, call.first, call.second);
+  });
+}
+
+using OneBitRule = bool (*)(bool code, ub8 first, ub8 second);
+
+struct OneBitRules {
+  const char *operation;
+  OneBitRule plain, null_aware; ///< null: the answer is empty, and no constant is looked at
+};
+
+constexpr OneBitRules one_bit_rules[] = {
+    {"eq", [](bool b, ub8 k, ub8) { return k != 0 ? b : !b; }, [](bool b, ub8 k, ub8) { return k != 0 && b; }},
+    {"ne", [](bool b, ub8 k, ub8) { return k == 1 ? !b : b; }, [](bool b, ub8 k, ub8) { return k == 0 && b; }},
+    {"lt", [](bool b, ub8 k, ub8) { return k != 0 && !b; }, nullptr},
+    {"gt", [](bool b, ub8 k, ub8) { return k == 0 && b; }, [](bool b, ub8 k, ub8) { return k == 0 && b; }},
+    {"le", [](bool b, ub8 k, ub8) { return k != 0 || !b; }, [](bool b, ub8 k, ub8) { return k != 0 && b; }},
+    {"ge", [](bool b, ub8 k, ub8) { return k == 0 || b; }, [](bool b, ub8, ub8) { return b; }},
+    {"gt_lt", nullptr, nullptr},
+    {"gt_le", [](bool b, ub8 lo, ub8 hi) { return lo == 0 && hi == 1 && b; },
+     [](bool b, ub8 lo, ub8 hi) { return lo == 0 && hi == 1 && b; }},
+    {"ge_lt", [](bool b, ub8 lo, ub8 hi) { return lo == 0 && hi == 1 && !b; }, nullptr},
+    {"ge_le",
+     [](bool b, ub8 lo, ub8 hi) {
+       return (lo == 0 && hi == 0 && !b) || (lo == 0 && hi == 1) || (lo == 1 && hi == 1 && b);
+     },
+     [](bool b, ub8 lo, ub8 hi) { return lo < 2 && hi == 1 && b; }},
+};
+
+OneBitRule one_bit_rule(const PredicateOperation &operation, bool null_aware) {
+  for (const OneBitRules &rules : one_bit_rules)
+    if (std::string(rules.operation) == operation.name) return null_aware ? rules.null_aware : rules.plain;
+  return nullptr;
+}
+
+PredicateOutcome one_bit(const PredicateCall &call, bool null_aware) {
+  const OneBitRule rule = one_bit_rule(*call.operation, null_aware);
+  return predicate(call, [&](ub8 code) { return rule != nullptr && rule(code != 0, call.first, call.second); });
+}
+
+} // namespace
+
+PredicateOutcome byte_aligned_dict_predicate(const PredicateCall &call) {
+  return byte_aligned(call, false);
+}
+PredicateOutcome byte_aligned_null_aware_predicate(const PredicateCall &call) {
+  return byte_aligned(call, true);
+}
+PredicateOutcome packed_dict_predicate(const PredicateCall &call) {
+  return packed(call, false);
+}
+PredicateOutcome packed_null_aware_predicate(const PredicateCall &call) {
+  return packed(call, true);
+}
+PredicateOutcome one_bit_predicate(const PredicateCall &call) {
+  return one_bit(call, false);
+}
+PredicateOutcome one_bit_null_aware_predicate(const PredicateCall &call) {
+  return one_bit(call, true);
+}
+
+bool one_bit_reads_constants(const PredicateOperation &operation, bool null_aware) {
+  const bool only_the_bits_count = null_aware && std::string(operation.name) == "ge";
+  return one_bit_rule(operation, null_aware) != nullptr && !only_the_bits_count;
 }
 
 } // namespace mipo::reference

@@ -30,6 +30,8 @@ struct PredicateCall {
   ub8 first = 0, second = 0; ///< the constants' cells: words of 32 bits, of 64 at width 64
 
   bool has_ctx = false, selective_flag = false, run_length = false;
+  bool has_selective_path = true; ///< of the kernel: one-bit kernels know no other path than the block path
+  bool reads_constants = true;    ///< of the kernel: where they do not matter they need not exist
   std::optional<std::vector<bool>> selection, filter;
 
   bool compressed = false, already_decompressed = false, decode_fails = false;
@@ -38,7 +40,7 @@ struct PredicateCall {
 
   ub4 burst_nset = 0, burst_result = 0;
 
-  bool selective() const { return has_ctx && selection && selective_flag; }
+  bool selective() const { return has_ctx && selection && selective_flag && has_selective_path; }
 };
 
 struct PredicateOutcome {
@@ -49,8 +51,18 @@ struct PredicateOutcome {
   std::vector<std::string> calls; ///< callbacks, as the test host writes them
 };
 
-/// Dictionary codes that fill whole bytes.
+/// Dictionary codes that fill whole bytes. Null-aware: code 0 is a row without value and never qualifies.
 PredicateOutcome byte_aligned_dict_predicate(const PredicateCall &call);
+PredicateOutcome byte_aligned_null_aware_predicate(const PredicateCall &call);
+
+/// Packed codes of 2 to 24 bits, compared with the whole cells of the constants.
+PredicateOutcome packed_dict_predicate(const PredicateCall &call);
+PredicateOutcome packed_null_aware_predicate(const PredicateCall &call);
+
+/// One-bit codes: the answer goes by tables, which give one to any constant.
+PredicateOutcome one_bit_predicate(const PredicateCall &call);
+PredicateOutcome one_bit_null_aware_predicate(const PredicateCall &call);
+bool one_bit_reads_constants(const PredicateOperation &operation, bool null_aware);
 
 } // namespace mipo::reference
 

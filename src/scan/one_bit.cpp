@@ -1,0 +1,83 @@
+// mipo_<operation>_dict_1bit[_null]
+#include "scan/one_bit.h"
+
+#include "scan/define_predicate.h"
+
+namespace mipo::scan {
+namespace {
+
+// The stream's bits in the order of a bit vector (its first bit is a byte's top one), complemented if `complement` is
+// all ones. Whole bytes; returns the ones among them.
+ub4 turn_round(const ub1 *stream, ub1 *out, ub8 bytes, ub8 complement) {
+  bitvec::BlockCounter counter;
+  const auto mask = simd::broadcast(complement);
+  ub8 at = 0;
+  for (; at + simd::block_bytes <= bytes; at += simd::block_bytes)
+    simd::for_block(
+        [&](size_t i) __attribute__((always_inline)) {
+          const ub8 place = at + i * simd::vector_bytes;
+          const auto bits = (simd::Vector<ub8>)simd::reverse_bits(simd::load<ub1>(stream + place)) ^ mask;
+          simd::store<ub8>(out + place, bits);
+          return bits;
+        },
+        [&](auto... vectors) __attribute__((always_inline)) { counter.add(vectors...); });
+  ub4 count = counter.total();
+  for (; at < bytes; ++at) {
+    ub8 byte = stream[at];
+    byte = (byte & 0x0f) << 4 | byte >> 4;
+    byte = (byte & 0x33) << 2 | (byte >> 2 & 0x33);
+    byte = (byte & 0x55) << 1 | (byte >> 1 & 0x55);
+    out[at] = static_cast<ub1>(byte ^ complement);
+    count += simd::population_count(out[at]);
+  }
+  return count;
+}
+
+template <unsigned bits, mipo_variant variant>
+struct OneBit {
+  static_assert(bits == 1);
+
+  template <class Sides>
+  static ub4 run(const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx,
+                 const auto *...constants) {
+    const Output output = block_output(res, src);
+    const void *base = frame::column_base(src, ctx, labels.block);
+    const OneBitAnswer answer =
+        OneBitTest<typename Sides::Operation, variant == MIPO_VARIANT_NULL_AWARE>::answer(constants...);
+    return finish_block_path(output, write_one_bit_answer(answer, base, output.bits, output.rows), res, src, ctx);
+  }
+};
+
+} // namespace
+
+ub4 write_one_bit_answer(OneBitAnswer answer, const void *base, ub8 *bits, ub4 rows) {
+  if (rows == 0) return 0;
+  auto *out = reinterpret_cast<ub1 *>(bits);
+  const ub8 bytes = (static_cast<ub8>(rows) + 7) / 8, word_bytes = (static_cast<ub8>(rows) + 63) / 64 * 8;
+  ub4 count = 0;
+  switch (answer) {
+  case OneBitAnswer::none:
+    memset(out, 0, word_bytes);
+    return 0;
+  case OneBitAnswer::all:
+    memset(out, 0xff, bytes);
+    count = static_cast<ub4>(8 * bytes);
+    break;
+  case OneBitAnswer::same:
+  case OneBitAnswer::inverted:
+    count = turn_round(static_cast<const ub1 *>(base), out, bytes, answer == OneBitAnswer::inverted ? ~ub8{0} : 0);
+  }
+  memset(out + bytes, 0, word_bytes - bytes);
+  if (rows % 64 == 0) return count;
+  // What the last byte holds above the last row has been counted with it.
+  ub8 &last = bits[rows / 64];
+  const ub8 above = last & ~bitvec::low_bits(rows % 64);
+  last ^= above;
+  return count - simd::population_count(above);
+}
+
+} // namespace mipo::scan
+
+extern "C" {
+DICT_ONE_BIT_PREDICATES(MIPO_DEFINE_PREDICATE, mipo::scan::OneBit)
+}
