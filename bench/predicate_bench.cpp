@@ -20,10 +20,10 @@ constexpr std::size_t memory_bytes = 512 << 20;
 
 // Constants in the middle of the codes' range, so that about half of the rows qualify.
 constexpr ub8 low_constant(int width) {
-  return ub8{1} << (width - 2);
+  return width == 1 ? 0 : ub8{1} << (width - 2);
 }
 constexpr ub8 high_constant(int width) {
-  return ub8{3} << (width - 2);
+  return width == 1 ? 1 : ub8{3} << (width - 2);
 }
 
 struct Columns {
@@ -60,7 +60,7 @@ std::string limit_by_hand(const char *operation_name, std::size_t bytes) {
 
 std::string limit_of_reading(std::size_t bytes) {
   Columns &column = columns(bytes);
-  const std::string name = fmt::format("read of {} MiB", bytes >> 20);
+  const std::string name = fmt::format("read of {} KiB", bytes >> 10);
   declare_limit({name, double(bytes), double(bytes),
                  [=, &column] { benchmark::DoNotOptimize(read_by_hand(column.codes.bytes(), bytes)); }});
   return name;
@@ -143,6 +143,12 @@ int main(int argc, char **argv) {
                            mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, width), width, 0.8);
   DICT_PACKED_PREDICATES(MEASURE, )
   DICT_BYTE_ALIGNED_NULL_PREDICATES(MEASURE, )
+#undef MEASURE
+#define MEASURE(operation, OPERATION, sides, half, family, FAMILY, width, suffix, VARIANT, ...)             \
+  measure_kernel("mipo_" #operation "_" #family "_1bit" #suffix " (cache)",                                 \
+                 mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, 1, MIPO_VARIANT_##VARIANT), 1, \
+                 cache_bytes, {limit_of_reading(cache_bytes), 0.7});
+  DICT_ONE_BIT_PREDICATES(MEASURE, )
 #undef MEASURE
   measure_row_counts<8>();
   measure_row_counts<16>();

@@ -158,9 +158,9 @@ PredicateCall choose_call(const ListedKernel &kernel, const Family &family, std:
 }
 
 #if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int calls_per_count = 4; // emulated or instrumented
+constexpr int calls_per_count = 2; // emulated or instrumented
 #else
-constexpr int calls_per_count = 12;
+constexpr int calls_per_count = 5;
 #endif
 
 std::vector<std::size_t> row_counts() {

@@ -63,74 +63,87 @@ struct CodeRange {
 //   row(code)            whether one row qualifies
 //   lanes(codes, lift)   a mask for a vector of codes; lift(k) gives a constant the form that the codes have in their
 //                        lanes
-//   force, keep          what the masks leave out: all ones or all zeros, ORed to and then ANDed with the finished bits
+//   force(), keep()      what the masks leave out: all ones or all zeros, ORed to and then ANDed with the finished bits
 //
 // A code and a constant are compared as numbers. Where a constant lies beyond all codes no mask can say so, and the
-// answer is the same for all rows: `force` or `keep` gives it.
+// answer is the same for all rows: force() or keep() gives it.
 template <class Operation, class Codes>
-struct OneSidedTest {
+class OneSidedTest {
+public:
   using Integer = typename Codes::Integer;
   static constexpr bool unequal_to_null = Codes::null_aware && std::is_same_v<Operation, ne>;
   static constexpr bool equal_to_value = Codes::null_aware && std::is_same_v<Operation, eq>;
   static constexpr bool at_least_value = Codes::null_aware && std::is_same_v<Operation, ge>;
+  // Every constant is a code: the blocks of such columns are spared the question.
+  static constexpr bool every_constant_is_a_code = Codes::greatest == static_cast<Integer>(~Integer{0});
 
-  Integer k;
-  ub8 force = 0, keep = ~ub8{0};
-
-  explicit OneSidedTest(const mipo_vec *konst) : k(simd::read_native<Integer>(konst->data)) {
-    if (at_least_value && k == 0) k = 1;
-    if (equal_to_value && k == 0) keep = 0;
-    if (k <= Codes::greatest) return;
+  explicit OneSidedTest(const mipo_vec *konst) : k_(simd::read_native<Integer>(konst->data)) {
+    if (at_least_value && k_ == 0) k_ = 1;
+    if (equal_to_value && k_ == 0) keep_ = 0;
+    if (k_ <= Codes::greatest) return;
     if (unequal_to_null)
-      k = 0; // equal to no code: unequal to null says it all
-    else if (Operation::holds(Codes::greatest, k))
-      force = ~ub8{0};
+      k_ = 0; // equal to no code: unequal to null says it all
+    else if (Operation::holds(Codes::greatest, k_))
+      force_ = ~ub8{0};
     else
-      keep = 0;
+      keep_ = 0;
   }
 
+  [[gnu::always_inline]] ub8 force() const { return every_constant_is_a_code ? 0 : force_; }
+  [[gnu::always_inline]] ub8 keep() const { return every_constant_is_a_code && !equal_to_value ? ~ub8{0} : keep_; }
+
   [[gnu::always_inline]] bool row(Integer code) const {
-    const bool holds = Operation::holds(code, k) && (!unequal_to_null || code != 0);
-    return (holds || force != 0) && keep != 0;
+    const bool holds = Operation::holds(code, k_) && (!unequal_to_null || code != 0);
+    return (holds || force() != 0) && keep() != 0;
   }
 
   template <class T>
   [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
     if constexpr (unequal_to_null)
-      return !((codes == lift(k)) | (codes == simd::Lanes<T>{}));
+      return !((codes == lift(k_)) | (codes == simd::Lanes<T>{}));
     else
-      return Operation::holds(codes, lift(k));
+      return Operation::holds(codes, lift(k_));
   }
+
+private:
+  Integer k_;
+  ub8 force_ = 0, keep_ = ~ub8{0};
 };
 
 // A range costs one subtraction and one comparison: code - low wraps around for codes below low, so that
 // low <= code <= high is code - low <= high - low. Null-aware lt and le are ranges too: they begin at the first value.
 template <class Codes>
-struct RangeTest {
+class RangeTest {
+public:
   using Integer = typename Codes::Integer;
-
-  Integer low, span;
-  static constexpr ub8 force = 0;
-  ub8 keep;
 
   RangeTest(Integer first, bool first_open, Integer last, bool last_open) {
     const bool nothing_above = first_open && first == static_cast<Integer>(~Integer{0});
     const bool nothing_below = last_open && last == 0;
-    low = static_cast<Integer>(first + first_open);
+    low_ = static_cast<Integer>(first + first_open);
     Integer high = static_cast<Integer>(last - last_open);
-    if (low < Codes::least_value) low = Codes::least_value;
+    if (low_ < Codes::least_value) low_ = Codes::least_value;
     if (high > Codes::greatest) high = Codes::greatest;
-    const bool empty = nothing_above || nothing_below || low > high;
-    keep = empty ? 0 : ~ub8{0};
-    span = static_cast<Integer>(high - low);
+    const bool empty = nothing_above || nothing_below || low_ > high;
+    keep_ = empty ? 0 : ~ub8{0};
+    span_ = static_cast<Integer>(high - low_);
   }
 
-  [[gnu::always_inline]] bool row(Integer code) const { return static_cast<Integer>(code - low) <= span && keep != 0; }
+  static constexpr ub8 force() { return 0; }
+  [[gnu::always_inline]] ub8 keep() const { return keep_; }
+
+  [[gnu::always_inline]] bool row(Integer code) const {
+    return static_cast<Integer>(code - low_) <= span_ && keep_ != 0;
+  }
 
   template <class T>
   [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
-    return codes - lift(low) <= lift(span);
+    return codes - lift(low_) <= lift(span_);
   }
+
+private:
+  Integer low_, span_;
+  ub8 keep_;
 };
 
 template <class Operation, class Codes>

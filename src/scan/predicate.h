@@ -2,7 +2,7 @@
 //
 //   column       rows_per_block, row(i), block(i, test)          how rows are read and how a block becomes bits
 //                BlockCodes, SelectiveCodes                      what the codes can be, in either path
-//   test         row(code), lanes(codes, lift), force, keep      which rows qualify (operations.h)
+//   test         row(code), lanes(codes, lift), force(), keep()  which rows qualify (operations.h)
 //
 // Both are small and passed by value: what the loops store could otherwise be taken for a change of them.
 //
@@ -52,7 +52,7 @@ ub4 evaluate_blocks(Column column, Test test, ub8 *bits, ub8 rows) {
   ub4 count = 0;
   const ub8 blocks = rows / Column::rows_per_block;
   for (ub8 block = 0; block < blocks; ++block) {
-    const auto block_bits = (column.template block<ordered>(block, test) | test.force) & test.keep;
+    const auto block_bits = (column.template block<ordered>(block, test) | test.force()) & test.keep();
     block_bits.store(out + block * block_bits.bytes);
     count += block_bits.count();
   }
