@@ -8,7 +8,7 @@ find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
 foreach(level IN LISTS MIPO_LEVELS)
   add_test(NAME library_file_${level}
-    COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/package/check_library_file.py
+    COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/package/check_library_file.py
       ${CMAKE_READELF} ${CMAKE_OBJDUMP} $<TARGET_FILE:mipo_${level}> ${level} ${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR})
 endforeach()
 
