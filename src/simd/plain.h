@@ -7,11 +7,18 @@
 #include "simd/lanes.h"
 #include "simd/row_bits.h"
 
+// Instrumented by a sanitizer, these loops are large, and there are hundreds of kernels to inline them into.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define MIPO_LANE_LOOP [[gnu::noinline]] inline
+#else
+#define MIPO_LANE_LOOP inline
+#endif
+
 namespace mipo::simd {
 
 template <class AnyVector>
-inline auto lane_bits(AnyVector a, AnyVector b, AnyVector c, AnyVector d, AnyVector e, AnyVector f, AnyVector g,
-                      AnyVector h) {
+MIPO_LANE_LOOP auto lane_bits(AnyVector a, AnyVector b, AnyVector c, AnyVector d, AnyVector e, AnyVector f, AnyVector g,
+                              AnyVector h) {
   using T = std::remove_cvref_t<decltype(a[0])>;
   const AnyVector masks[] = {a, b, c, d, e, f, g, h};
   constexpr size_t lanes = vector_bytes / sizeof(T);
@@ -28,7 +35,7 @@ inline auto lane_bits(AnyVector a, AnyVector b, AnyVector c, AnyVector d, AnyVec
 }
 
 template <class T>
-inline Vector<T> byte_swap(Vector<T> vector) {
+MIPO_LANE_LOOP Vector<T> byte_swap(Vector<T> vector) {
   for (size_t lane = 0; lane < vector_bytes / sizeof(T); ++lane) {
     if constexpr (sizeof(T) == 2) vector[lane] = __builtin_bswap16(vector[lane]);
     if constexpr (sizeof(T) == 4) vector[lane] = __builtin_bswap32(vector[lane]);
@@ -42,7 +49,7 @@ inline Vector<ub1> load_groups(const ub1 *address) {
 }
 
 // Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
-inline Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selectors) {
+MIPO_LANE_LOOP Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selectors) {
   Vector<ub1> shuffled{};
   for (size_t i = 0; i < group_bytes; ++i)
     if (selectors[i] < 0x80) shuffled[i] = group[selectors[i] % group_bytes];
@@ -57,19 +64,21 @@ inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
 }
 
 // Ones of each byte.
-inline Vector<ub1> byte_ones(Vector<ub1> vector) {
+MIPO_LANE_LOOP Vector<ub1> byte_ones(Vector<ub1> vector) {
   auto words = (Vector<ub8>)vector;
   for (size_t lane = 0; lane < vector_bytes / sizeof(ub8); ++lane) words[lane] = byte_population_counts(words[lane]);
   return (Vector<ub1>)words;
 }
 
 // Sums of each eight bytes.
-inline Vector<ub8> sum_bytes(Vector<ub1> vector) {
+MIPO_LANE_LOOP Vector<ub8> sum_bytes(Vector<ub1> vector) {
   Vector<ub8> sums{};
   for (size_t byte = 0; byte < vector_bytes; ++byte) sums[byte / 8] += vector[byte];
   return sums;
 }
 
 } // namespace mipo::simd
+
+#undef MIPO_LANE_LOOP
 
 #endif
