@@ -44,7 +44,6 @@ ub4 combine(typename Form::Unit *result, ub8 length, const Source *...sources) {
     if constexpr (stored) memcpy(out + at, &word, sizeof word);
     if constexpr (counted) count += simd::population_count(word);
     at += sizeof word;
-    return word;
   };
 
   // The address that decides is the destination's, or the only source's. A word step leaves an odd address odd.
