@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 struct Pair {
   Measurement measurement;
-  const Measurement *against;
+  std::vector<const Measurement *> against; // one or two
   double at_least;
   std::vector<double> seconds, limit_seconds; // of one run, a value for each repetition
 };
@@ -55,16 +55,21 @@ double seconds_of(const Measurement &measurement, int runs) {
 void run_pair(Pair &pair, benchmark::State &state) {
   constexpr double turn = 1e-4;
   const int runs = 1 + static_cast<int>(turn / std::max(seconds_of(pair.measurement, 1), 1e-8));
-  const int limit_runs = 1 + static_cast<int>(turn / std::max(seconds_of(*pair.against, 1), 1e-8));
-  double seconds = 0, limit_seconds = 0;
+  std::vector<int> limit_runs;
+  for (const Measurement *limit : pair.against)
+    limit_runs.push_back(1 + static_cast<int>(turn / std::max(seconds_of(*limit, 1), 1e-8)));
+  std::vector<double> limit_seconds(pair.against.size());
+  double seconds = 0;
   for (auto _ : state) {
-    limit_seconds += seconds_of(*pair.against, limit_runs) / limit_runs;
+    for (std::size_t i = 0; i < limit_runs.size(); ++i)
+      limit_seconds[i] += seconds_of(*pair.against[i], limit_runs[i]) / limit_runs[i];
     const double turn_seconds = seconds_of(pair.measurement, runs);
     seconds += turn_seconds / runs;
     state.SetIterationTime(turn_seconds);
   }
   pair.seconds.push_back(seconds / static_cast<double>(state.iterations()));
-  pair.limit_seconds.push_back(limit_seconds / static_cast<double>(state.iterations()));
+  pair.limit_seconds.push_back(*std::max_element(limit_seconds.begin(), limit_seconds.end()) /
+                               static_cast<double>(state.iterations()));
 }
 
 // The lines are printed at the end, when all medians are known; meanwhile a sign of life.
@@ -100,13 +105,14 @@ void print_line(const Pair &pair, bool csv, Summary &summary) {
     verdict = reached ? "reached" : "missed";
   }
   const double grows = pair.measurement.rows / seconds / 1e9, gbytes = pair.measurement.bytes / seconds / 1e9;
-  const double limit_grows = pair.against->rows / median(pair.limit_seconds) / 1e9;
+  const Measurement &limit = *pair.against.front();
+  const double limit_grows = limit.rows / median(pair.limit_seconds) / 1e9;
   if (csv)
-    fmt::print("{},{:.4f},{:.3f},{},{:.4f},{:.3f},{},{}\n", pair.measurement.name, grows, gbytes, pair.against->name,
+    fmt::print("{},{:.4f},{:.3f},{},{:.4f},{:.3f},{},{}\n", pair.measurement.name, grows, gbytes, limit.name,
                limit_grows, ratio, wanted, verdict);
   else
     fmt::print("{:<42} {:>9.3f} {:>8.2f}  {:<34} {:>9.3f} {:>6.2f} {:>6} {}\n", pair.measurement.name, grows, gbytes,
-               pair.against->name, limit_grows, ratio, wanted, verdict);
+               limit.name, limit_grows, ratio, wanted, verdict);
 }
 
 } // namespace
@@ -117,7 +123,9 @@ void declare_limit(Measurement measurement) {
 }
 
 void measure(Measurement measurement, Limit limit) {
-  pairs().push_back({std::move(measurement), &limits().at(limit.name), limit.at_least, {}, {}});
+  Pair pair{std::move(measurement), {&limits().at(limit.name)}, limit.at_least, {}, {}};
+  if (!limit.or_longer.empty()) pair.against.push_back(&limits().at(limit.or_longer));
+  pairs().push_back(std::move(pair));
 }
 
 int run(int argc, char **argv, const std::string &title) {

@@ -7,155 +7,13 @@
 
 #include "check/levels.h"
 #include "check/predicate_case.h"
+#include "check/predicate_families.h"
+#include "check/predicate_inputs.h"
 
 namespace {
 
 using namespace mipo::check;
 using namespace mipo::reference;
-
-// A way to store a column: what the kernels of the family are held against, and how their input is made.
-struct Family {
-  ub4 family, variant;
-  std::vector<unsigned> widths;
-  const char *name; // as in the kernels' names
-  const char *suffix;
-  EncodeCodes *encode;
-  PredicateOutcome (*model)(const PredicateCall &);
-};
-
-const std::vector<unsigned> byte_aligned_widths = {8, 16, 32, 64};
-const std::vector<unsigned> packed_widths = {2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15, 17, 18, 19, 20, 24};
-
-const Family families[] = {
-    {MIPO_FAMILY_DICT, MIPO_VARIANT_PLAIN, byte_aligned_widths, "dict", "", encode_byte_aligned,
-     byte_aligned_dict_predicate},
-    {MIPO_FAMILY_DICT, MIPO_VARIANT_NULL_AWARE, byte_aligned_widths, "dict", "_null", encode_byte_aligned,
-     byte_aligned_null_aware_predicate},
-    {MIPO_FAMILY_DICT, MIPO_VARIANT_PLAIN, packed_widths, "dict", "", encode_packed, packed_dict_predicate},
-    {MIPO_FAMILY_DICT, MIPO_VARIANT_NULL_AWARE, packed_widths, "dict", "_null", encode_packed,
-     packed_null_aware_predicate},
-    {MIPO_FAMILY_DICT, MIPO_VARIANT_PLAIN, {1}, "dict", "", encode_packed, one_bit_predicate},
-    {MIPO_FAMILY_DICT, MIPO_VARIANT_NULL_AWARE, {1}, "dict", "_null", encode_packed, one_bit_null_aware_predicate},
-};
-
-const Family *family_of(const ListedKernel &kernel) {
-  if (kernel.shape != Shape::one_sided && kernel.shape != Shape::two_sided) return nullptr;
-  for (const Family &family : families)
-    if (family.family == kernel.family && family.variant == kernel.variant &&
-        std::count(family.widths.begin(), family.widths.end(), kernel.bits()) != 0)
-      return &family;
-  return nullptr;
-}
-
-ub8 greatest_code(unsigned width) {
-  return width == 64 ? ~ub8{0} : (ub8{1} << width) - 1;
-}
-
-// The values at which comparisons go wrong: both ends, the sign bit and its neighbours, and anything.
-ub8 telling_value(unsigned width, Random &random) {
-  const ub8 greatest = greatest_code(width), sign = greatest / 2 + 1;
-  switch (random.below(8)) {
-  case 0:
-    return 0;
-  case 1:
-    return greatest;
-  case 2:
-    return sign;
-  case 3:
-    return sign - 1;
-  case 4:
-    return (1 + random.below(2)) & greatest;
-  case 5:
-    return greatest - random.below(3);
-  case 6:
-    return random.below(100) & greatest;
-  default:
-    return random.next() & greatest;
-  }
-}
-
-void choose_constants(PredicateCall &call, Random &random) {
-  const ub8 greatest = greatest_code(call.width);
-  call.first = telling_value(call.width, random);
-  switch (random.below(6)) {
-  case 0:
-    call.second = call.first;
-    break;
-  case 1:
-    call.second = (call.first + 1) & greatest;
-    break;
-  case 2:
-    call.second = (call.first - 1) & greatest;
-    break;
-  case 3:
-    call.second = (call.first + 2 + random.below(50)) & greatest;
-    break;
-  default:
-    call.second = telling_value(call.width, random);
-  }
-  if (random.chance(50) && call.second < call.first) std::swap(call.first, call.second);
-}
-
-// Half of them at or beside the constants and the ends.
-std::vector<ub8> choose_codes(std::size_t rows, const PredicateCall &call, Random &random) {
-  const ub8 greatest = greatest_code(call.width);
-  const ub8 near[] = {call.first,      call.first - 1,   call.first + 1, call.second, call.second - 1,
-                      call.second + 1, greatest / 2 + 1, greatest / 2,   0,           greatest};
-  std::vector<ub8> codes(rows);
-  for (ub8 &code : codes) code = (random.chance(50) ? near[random.below(std::size(near))] : random.next()) & greatest;
-  return codes;
-}
-
-enum Selection { none, all, sparse, dense, exactly_8, exactly_16, first_rows, selection_kinds };
-
-std::vector<bool> choose_selection(std::size_t rows, ub8 kind, Random &random) {
-  std::vector<bool> selection(rows, kind == all);
-  if (kind == sparse || kind == dense)
-    for (std::size_t row = 0; row < rows; ++row) selection[row] = random.chance(kind == sparse ? 4 : 85);
-  if (kind == exactly_8 || kind == exactly_16)
-    for (std::size_t left = std::min<std::size_t>(rows, kind == exactly_8 ? 8 : 16); left != 0;)
-      if (const std::size_t row = random.below(rows); !selection[row]) selection[row] = true, --left;
-  if (kind == first_rows) std::fill_n(selection.begin(), rows / 3, true);
-  return selection;
-}
-
-void choose_host(PredicateCall &call, const Family &family, Random &random) {
-  call.decomp_size = static_cast<ub4>(family.encode(call.codes, call.width).size());
-  call.decomp_hint = random.next();
-  call.host_flags = random.chance(50) ? random.next() : random.next() & ~ub8{0x30};
-  call.decode_fails = random.chance(30);
-  call.already_decompressed = random.chance(25);
-  call.burst_nset = static_cast<ub4>(random.next());
-  call.burst_result = static_cast<ub4>(random.next());
-}
-
-// What can be combined in a call: all of it has to come up with every kernel.
-PredicateCall choose_call(const ListedKernel &kernel, const Family &family, std::size_t rows, Random &random) {
-  PredicateCall call;
-  call.operation = predicate_operation(kernel.operation);
-  call.width = kernel.bits();
-  call.name_tail = std::string("_") + family.name + "_" + std::to_string(call.width) + "bit" + family.suffix;
-  if (call.width == 1) {
-    call.has_selective_path = false;
-    call.reads_constants = one_bit_reads_constants(*call.operation, family.variant == MIPO_VARIANT_NULL_AWARE);
-  }
-  choose_constants(call, random);
-  call.codes = choose_codes(rows, call, random);
-  if (call.width < 32 && random.chance(20)) {
-    call.first |= random.next() << call.width & 0xffffffff;
-    call.second |= random.next() << call.width & 0xffffffff;
-  }
-  call.has_ctx = random.chance(85);
-  if (random.chance(40)) call.filter = choose_selection(rows, random.chance(20) ? none : dense, random);
-  if (call.has_ctx) {
-    call.selective_flag = random.chance(60);
-    if (random.chance(75)) call.selection = choose_selection(rows, random.below(selection_kinds), random);
-    call.run_length = random.chance(20);
-    call.compressed = random.chance(20);
-    choose_host(call, family, random);
-  }
-  return call;
-}
 
 #if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int calls_per_count = 2; // emulated or instrumented
@@ -170,31 +28,36 @@ std::vector<std::size_t> row_counts() {
   return counts;
 }
 
-void compare_kernel(const ListedKernel &kernel, const Family &family, Random &random) {
+void compare_kernel(const ListedKernel &kernel, const PredicateFamily &family, ChooseCall *choose, Random &random) {
   for (const std::size_t rows : row_counts())
     for (int repeat = 0; repeat < calls_per_count; ++repeat) {
-      const PredicateCall call = choose_call(kernel, family, rows, random);
+      const PredicateCall call = choose(kernel, family, rows, random);
       const PredicateOutcome expected = family.model(call);
-      PredicateCase in_memory(call, family.encode, random);
+      PredicateCase in_memory(call, family.format_of(call.width), random);
       for (const Level &level : levels()) {
         const std::string what = kernel.name + " at level " + level.name + ", " + std::to_string(rows) + " rows";
         running(what.c_str(), test_seed());
         const mipo_kernel built = level.record->dispatch_table[kernel.key()];
         in_memory.forget_decompressed();
         std::string wrong = in_memory.run(kernel.shape, built, expected);
-        if (wrong.empty() && call.compressed) {
+        if (wrong.empty() && call.compression.compressed) {
           PredicateCall again = call;
-          again.already_decompressed = true;
+          again.compression.already_decompressed = true;
           wrong = in_memory.run(kernel.shape, built, family.model(again));
           if (!wrong.empty()) wrong = "called again, " + wrong;
         }
         ASSERT_EQ(wrong, "") << what << ", call " << repeat << ", seed " << test_seed() << ", constants " << std::hex
-                             << call.first << " " << call.second << (call.selective() ? ", selective" : "")
+                             << call.first.number << " " << call.second.number << std::dec << ", " << call.bits
+                             << " bits stored" << (call.selective() ? ", selective" : "")
                              << (call.has_ctx ? "" : ", no ctx") << (call.selection ? ", selection" : "")
                              << (call.filter ? ", filter" : "") << (call.run_length ? ", run-length" : "")
-                             << (call.compressed ? ", compressed" : "");
+                             << (call.compression.compressed ? ", compressed" : "");
       }
     }
+}
+
+bool has_a_test_of_its_own(Shape shape) {
+  return shape == Shape::minmax || shape == Shape::burst || shape == Shape::placeholder;
 }
 
 class PredicateTest : public testing::Test {
@@ -208,7 +71,8 @@ protected:
 TEST_F(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
   ASSERT_FALSE(built_kernels().empty());
   for (const ListedKernel &kernel : built_kernels()) {
-    const Family *family = family_of(kernel);
+    if (has_a_test_of_its_own(kernel.shape)) continue;
+    const PredicateFamily *family = family_of(kernel);
     if (family == nullptr) {
       ADD_FAILURE() << kernel.name << " has no model";
       continue;
@@ -219,7 +83,40 @@ TEST_F(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
     EXPECT_EQ(kernel.name, std::string("mipo_") + operation->name + "_" + family->name + "_" +
                                std::to_string(kernel.bits()) + "bit" + family->suffix);
     Random random(test_seed() + kernel.key());
-    compare_kernel(kernel, *family, random);
+    compare_kernel(kernel, *family, choose_call, random);
+  }
+}
+
+TEST_F(PredicateTest, ControlBytesWithAnInvalidLengthStandForZeros) {
+  for (const ListedKernel &kernel : built_kernels()) {
+    const PredicateFamily *family = family_of(kernel);
+    if (family == nullptr || family->model != dynamic_packed_predicate || kernel.bits() != 64) continue;
+    Random random(test_seed() + kernel.key());
+    compare_kernel(kernel, *family, choose_call_with_invalid_lengths, random);
+  }
+}
+
+// Codes of all their bits: the sets of the other tests end where few codes are in use.
+TEST_F(PredicateTest, SetsReachToTheGreatestCodes) {
+  for (const ListedKernel &kernel : built_kernels()) {
+    const PredicateFamily *family = family_of(kernel);
+    if (family == nullptr || !family->takes_set || kernel.bits() < 20) continue;
+    Random random(test_seed() + kernel.key());
+    PredicateCall call = choose_call(kernel, *family, 300, random);
+    call.compression.compressed = call.run_length = false;
+    call.set.assign(std::size_t{1} << std::min(kernel.bits(), 25u), false);
+    for (Value &row : call.rows) {
+      row.number = random.below(call.set.size());
+      const std::size_t member = random.chance(50) ? row.number : row.number ^ 1u << random.below(20);
+      call.set[member] = true;
+    }
+    const PredicateOutcome expected = family->model(call);
+    PredicateCase in_memory(call, family->format_of(call.width), random);
+    for (const Level &level : levels()) {
+      running((kernel.name + " at level " + level.name).c_str(), test_seed());
+      EXPECT_EQ(in_memory.run(kernel.shape, level.record->dispatch_table[kernel.key()], expected), "")
+          << kernel.name << " at level " << level.name;
+    }
   }
 }
 
@@ -232,8 +129,9 @@ TEST_F(PredicateTest, StrayBitsOfAConstantCountInTheSelectivePathOnly) {
       PredicateCall call;
       call.operation = predicate_operation(MIPO_OP_EQ);
       call.width = width;
-      call.codes.assign(200, 7);
-      call.first = 7 | ub8{1} << width;
+      call.bits = width;
+      call.rows.assign(200, {7});
+      call.first.number = 7 | ub8{1} << width;
       call.has_ctx = true;
       call.selection = std::vector<bool>(200, true);
       for (const bool selective : {false, true}) {
@@ -243,7 +141,7 @@ TEST_F(PredicateTest, StrayBitsOfAConstantCountInTheSelectivePathOnly) {
         expected.nset = selective ? 0 : 200;
         expected.code = selective ? 1 : 0;
         expected.done_flags = MIPO_DONE_PREDICATE;
-        PredicateCase in_memory(call, encode_byte_aligned, random);
+        PredicateCase in_memory(call, byte_aligned_codes, random);
         EXPECT_EQ(in_memory.run(kernel.shape, level.record->dispatch_table[kernel.key()], expected), "")
             << level.name << ", " << width << " bits, selective " << selective;
       }
@@ -271,20 +169,20 @@ TEST_F(PredicateTest, HostMayLeaveACallbackAndCallAgain) {
   using Callback = TestHost::Callback;
   Random random(test_seed());
   for (const ListedKernel &kernel : built_kernels()) {
-    const Family *family = family_of(kernel);
+    const PredicateFamily *family = family_of(kernel);
     if (family == nullptr) continue;
     for (const bool selective : {false, true}) {
       PredicateCall call = choose_call(kernel, *family, 150, random);
-      call.has_ctx = call.compressed = call.decode_fails = true;
-      call.already_decompressed = call.run_length = false;
+      call.has_ctx = call.compression.compressed = call.compression.decode_fails = true;
+      call.compression.already_decompressed = call.run_length = false;
       call.selective_flag = selective;
       call.selection = choose_selection(150, dense, random);
       choose_host(call, *family, random);
-      call.decode_fails = true;
-      call.already_decompressed = false;
+      call.compression.decode_fails = true;
+      call.compression.already_decompressed = false;
       const PredicateOutcome expected = family->model(call);
       PredicateCall reused = call;
-      reused.already_decompressed = true;
+      reused.compression.already_decompressed = true;
       for (const Level &level : levels())
         for (const auto way : {TestHost::Leave::by_jump, TestHost::Leave::by_exception})
           for (const auto callback : {Callback::alloc, Callback::decode, Callback::hostierr}) {
@@ -293,7 +191,7 @@ TEST_F(PredicateTest, HostMayLeaveACallbackAndCallAgain) {
                                      (way == TestHost::Leave::by_jump ? " by a jump" : " by an exception");
             running(what.c_str(), test_seed());
             const mipo_kernel built = level.record->dispatch_table[kernel.key()];
-            PredicateCase in_memory(call, family->encode, random);
+            PredicateCase in_memory(call, family->format_of(call.width), random);
             in_memory.host().leaves_from = callback;
             in_memory.host().leaves = way;
             in_memory.prepare(expected.into_runs);

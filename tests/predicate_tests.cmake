@@ -2,10 +2,23 @@
 
 find_package(Threads REQUIRED)
 
-target_sources(mipo_check PRIVATE check/predicate_case.cpp check/test_host.cpp reference/predicate_model.cpp)
+target_sources(mipo_check PRIVATE
+  check/built_kernels.cpp
+  check/column_data.cpp
+  check/column_format.cpp
+  check/guarded_sources.cpp
+  check/predicate_case.cpp
+  check/predicate_families.cpp
+  check/predicate_inputs.cpp
+  check/test_host.cpp
+  reference/decompression_model.cpp
+  reference/predicate_model.cpp)
 
 mipo_add_kernel_test(records_test records_test.cpp)
 mipo_add_kernel_test(predicate_test predicate_test.cpp)
+mipo_add_kernel_test(burst_rle_test burst_rle_test.cpp)
+mipo_add_kernel_test(minmax_test minmax_test.cpp reference/minmax_model.cpp)
+mipo_add_kernel_test(placeholders_test placeholders_test.cpp)
 mipo_add_kernel_test(threads_test threads_test.cpp)
 target_link_libraries(threads_test PRIVATE Threads::Threads)
 

@@ -66,11 +66,12 @@ TEST(Records, DispatchTableHoldsExactlyTheBuiltKernels) {
   for (const Level &level : levels()) {
     const mipo_kernel *table = reinterpret_cast<const mipo_kernel *>(slot(level, 14));
     std::set<void (*)()> addresses;
-    for (ub4 key = 0; key < 8192; ++key) {
-      const auto kernel = table[key].any;
-      EXPECT_EQ(kernel != nullptr, keys.count(key) != 0) << level.name << ", key " << key;
-      EXPECT_TRUE(kernel == nullptr || addresses.insert(kernel).second) << level.name << ", key " << key;
+    for (const ListedKernel &kernel : built_kernels()) {
+      if (kernel.shape == Shape::placeholder) continue; // kernels that do nothing may share an address
+      EXPECT_TRUE(addresses.insert(table[kernel.key()].any).second) << level.name << ", " << kernel.name;
     }
+    for (ub4 key = 0; key < 8192; ++key)
+      EXPECT_EQ(table[key].any != nullptr, keys.count(key) != 0) << level.name << ", key " << key;
   }
 }
 

@@ -2,37 +2,50 @@
 // share. To be run under the thread sanitizer too.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <thread>
 #include <vector>
 
-#include "check/built_kernels.h"
+#include "check/guarded_sources.h"
 #include "check/levels.h"
-#include "check/predicate_case.h"
-#include "check/random.h"
+#include "check/predicate_families.h"
+#include "check/test_host.h"
 
 namespace {
 
 using namespace mipo::check;
+using mipo::reference::Value;
 
 constexpr unsigned thread_count = 4;
 constexpr ub4 rows = 1500;
 
+// A column and constants in the form of a family.
+struct Operands {
+  StoredColumn column, low, high;
+  mipo_enc_ctx enc{};
+
+  Operands(const ListedKernel &kernel, const PredicateFamily &family, Random &random) {
+    const ColumnFormat &format = family.format_of(kernel.bits());
+    const unsigned bits = enc.bits = family.stored_bits(kernel.bits()).front();
+    std::vector<Value> values(rows);
+    for (Value &value : values) value = some_value(random.below(bits < 8 ? ub8{1} << bits : 256), format, bits, random);
+    column = format.column(values, bits);
+    low = format.constant({0x20}, bits);
+    high = format.constant({0x90}, bits);
+  }
+};
+
 // What all threads read.
 struct Shared {
-  std::vector<ub1> columns[65]; // by width
+  std::map<const PredicateFamily *, std::map<unsigned, Operands>> operands; // by width
   std::vector<ub8> selection, filter;
-  mipo_enc_ctx enc{};
-  const ub8 low = 0x20, high = 0x90;
+  ub8 set[4] = {0x5a5a5a5a5a5a5a5a, 0x0123456789abcdef, 0, ~ub8{0}}; // 256 codes
 
   Shared() {
     Random random(test_seed());
-    for (const ListedKernel &kernel : built_kernels()) {
-      const unsigned width = kernel.bits();
-      if (!columns[width].empty()) continue;
-      std::vector<ub8> codes(rows);
-      for (ub8 &code : codes) code = random.below(width < 8 ? ub8{1} << width : 256);
-      columns[width] = encoder_of_width(width)(codes, width);
-    }
+    for (const ListedKernel &kernel : built_kernels())
+      if (const PredicateFamily *family = family_of(kernel))
+        operands[family].try_emplace(kernel.bits(), kernel, *family, random);
     std::vector<bool> bits(rows);
     for (std::vector<ub8> *words : {&selection, &filter}) {
       for (std::size_t row = 0; row < rows; ++row) bits[row] = random.chance(70);
@@ -46,16 +59,21 @@ std::vector<ub8> results(const Level &level, Shared &shared) {
   std::vector<ub8> found;
   std::vector<ub8> bits((rows + 63) / 64);
   for (const ListedKernel &kernel : built_kernels()) {
-    if (kernel.shape != Shape::one_sided && kernel.shape != Shape::two_sided) continue;
+    const PredicateFamily *family = family_of(kernel);
+    if (family == nullptr) continue;
+    Operands &operands = shared.operands.at(family).at(kernel.bits());
     for (const bool selective : {false, true}) {
       mipo_vec res{}, src{}, low{}, high{};
       res.bv = bits.data();
-      src.data = shared.columns[kernel.bits()].data();
-      src.enc_ctx = &shared.enc;
       src.filter_bv = shared.filter.data();
       res.nrows = src.nrows = rows;
-      low.data = const_cast<ub8 *>(&shared.low);
-      high.data = const_cast<ub8 *>(&shared.high);
+      for (auto [vector, stored] :
+           {std::pair(&src, &operands.column), {&low, &operands.low}, {&high, &operands.high}}) {
+        vector->data = stored->data.data();
+        vector->lens = stored->lens.data();
+        vector->enc_ctx = &operands.enc;
+      }
+      low.bv = shared.set;
       mipo_call_ctx ctx{};
       ctx.ones_vec = shared.selection.data();
       ctx.eval_flags = selective ? MIPO_EVAL_SELECTIVE : 0;
@@ -97,21 +115,22 @@ TEST(Threads, CallsOnSharedColumnsDoNotMeet) {
 // Compressed columns are shared from the moment that one call has filled the cell.
 TEST(Threads, DecompressedColumnIsShared) {
   Shared shared;
-  shared.enc.flags = MIPO_BREP;
+  const ListedKernel &kernel = built_kernels().front();
+  Operands &operands = shared.operands.at(family_of(kernel)).at(kernel.bits());
+  operands.enc.flags = MIPO_BREP;
   for (const Level &level : levels()) {
-    const ListedKernel &kernel = built_kernels().front();
     TestHost first_host;
     void *slot = nullptr;
-    first_host.decompressed = shared.columns[kernel.bits()];
+    first_host.decompressed = operands.column.data;
     const auto count = [&](TestHost &host) {
       std::vector<ub8> bits((rows + 63) / 64);
       mipo_vec res{}, src{}, constant{};
       res.bv = bits.data();
-      src.enc_ctx = &shared.enc;
+      src.enc_ctx = &operands.enc;
       src.decomp_slot = &slot;
-      src.decomp_size = static_cast<ub4>(shared.columns[kernel.bits()].size());
+      src.decomp_size = static_cast<ub4>(operands.column.data.size());
       res.nrows = src.nrows = rows;
-      constant.data = const_cast<ub8 *>(&shared.low);
+      constant.data = operands.low.data.data();
       mipo_call_ctx ctx{};
       ctx.host = host.ctx();
       call_predicate(kernel.shape, level.record->dispatch_table[kernel.key()], &res, &src, &constant, &constant, &ctx);

@@ -2,6 +2,11 @@
 
 namespace mipo::frame {
 
+void report_to_host(const mipo_call_ctx *ctx, const char *message) {
+  void *env = ctx->host->env;
+  hostierr(env, static_cast<void *const *>(env)[MIPO_ENV_ERROR_FRAME_WORD], message, 0);
+}
+
 const void *decompressed_base(const mipo_vec *src, const mipo_call_ctx *ctx, const DecompressionLabels &labels) {
   void **slot = src->decomp_slot;
   if (*slot != nullptr) return *slot;
@@ -17,10 +22,7 @@ const void *decompressed_base(const mipo_vec *src, const mipo_call_ctx *ctx, con
   args.temp_alloc = host->temp_alloc;
   args.temp_free = host->temp_free;
   args.async_ok = (host->host_flags & MIPO_HOST_ASYNC_FLAGS) != 0;
-  if (host->decode(&args, src->data, memory, &out_length, src->decomp_size) != 0) {
-    void *const *environment = static_cast<void *const *>(host->env);
-    hostierr(host->env, environment[MIPO_ENV_ERROR_FRAME_WORD], labels.failure, 0);
-  }
+  if (host->decode(&args, src->data, memory, &out_length, src->decomp_size) != 0) report_to_host(ctx, labels.failure);
   return memory;
 }
 

@@ -20,6 +20,9 @@ struct DecompressionLabels {
 // what the memory holds. Needs `ctx`.
 const void *decompressed_base(const mipo_vec *src, const mipo_call_ctx *ctx, const DecompressionLabels &labels);
 
+// A soft error: the host records it and may come back or not.
+void report_to_host(const mipo_call_ctx *ctx, const char *message);
+
 // First byte of the rows of `src`, decompressing if it must be.
 inline const void *column_base(const mipo_vec *src, const mipo_call_ctx *ctx, const DecompressionLabels &labels) {
   if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_BREP)) return decompressed_base(src, ctx, labels);

@@ -4,7 +4,8 @@
 
 #include <type_traits>
 
-#include "scan/operations.h"
+#include "mipo/vec.h"
+#include "scan/predicate.h"
 #include "simd/simd.h"
 
 namespace mipo::scan {
@@ -12,6 +13,8 @@ namespace mipo::scan {
 template <class Code, bool null_aware>
 class ByteAlignedCodes {
 public:
+  using Lane = Code;
+
   // The block path reads constants at the codes' width, the selective path whole words: a host's cell is a word with
   // the value zero-extended, and stray upper bits matter to the selective path alone.
   using BlockCodes = CodeRange<Code, static_cast<Code>(~Code{0}), null_aware>;
@@ -22,32 +25,51 @@ public:
 
   explicit ByteAlignedCodes(const void *base) : base_(static_cast<const ub1 *>(base)) {}
 
+  template <class Codes>
+  static typename Codes::Integer constant(const mipo_vec *konst) {
+    return simd::read_native<typename Codes::Integer>(konst->data);
+  }
+
   [[gnu::always_inline]] Code row(ub8 row) const { return simd::read_big_endian<Code>(base_ + row * sizeof(Code)); }
 
   [[gnu::always_inline]] void prefetch_row(ub8 row) const { __builtin_prefetch(base_ + row * sizeof(Code)); }
 
-  // Equal codes have equal bytes in any order: where order does not matter the constant is swapped once, instead of
-  // every code.
-  template <bool ordered, class Test>
-  [[gnu::always_inline]] auto block(ub8 block, const Test &test) const {
+  class Block {
+  public:
+    explicit Block(const ub1 *codes) : codes_(codes) {}
+
+    [[gnu::always_inline]] simd::Lanes<Code> values(size_t i) const { return simd::byte_swap(stored(i)); }
+
+    // Equal codes have equal bytes in any order: where order does not matter the constant is swapped once, instead of
+    // every code.
+    template <LaneForm form, class Test>
+    [[gnu::always_inline]] auto bits_where(const Test &test) const {
+      return simd::for_block(
+          [&](size_t i) __attribute__((always_inline)) {
+            if constexpr (form == LaneForm::bytes)
+              return test.lanes(stored(i), [](Code k) { return simd::byte_swap(simd::broadcast_lanes(k)); });
+            else
+              return test.lanes(values(i), simd::broadcast_lanes<Code>);
+          },
+          [](auto... masks) { return simd::row_bits(masks...); });
+    }
+
+  private:
+    [[gnu::always_inline]] simd::Lanes<Code> stored(size_t i) const {
+      return {simd::load<Code>(codes_ + i * simd::vector_bytes)};
+    }
+
+    const ub1 *codes_;
+  };
+
+  [[gnu::always_inline]] Block at(ub8 block) const {
     const ub1 *codes = base_ + block * simd::block_bytes;
     for (size_t line = 0; line < simd::block_bytes; line += cache_line_bytes)
       __builtin_prefetch(codes + prefetch_distance + line, 0, 3);
-    return simd::for_block(
-        [&](size_t i) __attribute__((always_inline)) {
-          const simd::Lanes<Code> stored{simd::load<Code>(codes + i * simd::vector_bytes)};
-          if constexpr (ordered)
-            return test.lanes(simd::byte_swap(stored), simd::broadcast_lanes<Code>);
-          else
-            return test.lanes(stored, [](Code k) { return simd::byte_swap(simd::broadcast_lanes(k)); });
-        },
-        [](auto... masks) { return simd::row_bits(masks...); });
+    return Block(codes);
   }
 
 private:
-  static constexpr size_t prefetch_distance = 8192; // 64 blocks
-  static constexpr size_t cache_line_bytes = 64;
-
   const ub1 *base_;
 };
 

@@ -11,7 +11,7 @@ struct ByteAligned {
 
   template <class Sides>
   [[gnu::always_inline]] static ub4 run(const auto &...arguments) {
-    return evaluate<Column, Sides>(arguments...);
+    return evaluate<Sides>([](const void *base) { return Column(base); }, arguments...);
   }
 };
 

@@ -44,7 +44,8 @@ struct OneBit {
     const void *base = frame::column_base(src, ctx, labels.block);
     const OneBitAnswer answer =
         OneBitTest<typename Sides::Operation, variant == MIPO_VARIANT_NULL_AWARE>::answer(constants...);
-    return finish_block_path(output, write_one_bit_answer(answer, base, output.bits, output.rows), res, src, ctx);
+    const ub4 count = write_one_bit_answer(answer, base, output.bits, output.rows);
+    return finish_block_path(predicate_ending, output, count, res, src, ctx);
   }
 };
 

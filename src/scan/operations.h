@@ -4,33 +4,39 @@
 
 #include <type_traits>
 
-#include "mipo/vec.h"
 #include "simd/simd.h"
 
 namespace mipo::scan {
 
+// What a test needs to see in a lane. A column may deliver more than that, never less.
+enum class LaneForm {
+  bytes,   // equal codes are equal, whatever the order of their bytes
+  ordered, // comparing lanes is comparing codes
+  value    // the code itself
+};
+
 struct eq {
-  static constexpr bool ordered = false;
+  static constexpr LaneForm form = LaneForm::bytes;
   [[gnu::always_inline]] static auto holds(auto code, auto k) { return code == k; }
 };
 struct ne {
-  static constexpr bool ordered = false;
+  static constexpr LaneForm form = LaneForm::bytes;
   [[gnu::always_inline]] static auto holds(auto code, auto k) { return code != k; }
 };
 struct lt {
-  static constexpr bool ordered = true;
+  static constexpr LaneForm form = LaneForm::ordered;
   [[gnu::always_inline]] static auto holds(auto code, auto k) { return code < k; }
 };
 struct gt {
-  static constexpr bool ordered = true;
+  static constexpr LaneForm form = LaneForm::ordered;
   [[gnu::always_inline]] static auto holds(auto code, auto k) { return code > k; }
 };
 struct le {
-  static constexpr bool ordered = true;
+  static constexpr LaneForm form = LaneForm::ordered;
   [[gnu::always_inline]] static auto holds(auto code, auto k) { return code <= k; }
 };
 struct ge {
-  static constexpr bool ordered = true;
+  static constexpr LaneForm form = LaneForm::ordered;
   [[gnu::always_inline]] static auto holds(auto code, auto k) { return code >= k; }
 };
 
@@ -58,9 +64,32 @@ struct CodeRange {
   static constexpr Integer least_value = null_aware ? 1 : 0;
 };
 
+// Any operation on single rows: a range or what is outside it, rows without value always being outside. One text for
+// all ten, so that the paths that go row by row exist once a column and not once an operation.
+template <class Codes>
+class RowTest {
+public:
+  using Integer = typename Codes::Integer;
+  static constexpr Integer last = static_cast<Integer>(~Integer{0});
+
+  static RowTest within(Integer low, Integer high) { return {low, static_cast<Integer>(high - low), false}; }
+  static RowTest outside(Integer low, Integer high) { return {low, static_cast<Integer>(high - low), true}; }
+  static RowTest never() { return outside(0, last); }
+
+  [[gnu::always_inline]] bool row(Integer code) const {
+    return ((static_cast<Integer>(code - low_) <= span_) != outside_) & (!Codes::null_aware || code != 0);
+  }
+
+private:
+  RowTest(Integer low, Integer span, bool outside) : low_(low), span_(span), outside_(outside) {}
+
+  Integer low_, span_;
+  bool outside_;
+};
+
 // A test is a comparison with its constants read. What the frame asks of it:
 //
-//   row(code)            whether one row qualifies
+//   of_rows()            the test for single rows, with row(code)
 //   lanes(codes, lift)   a mask for a vector of codes; lift(k) gives a constant the form that the codes have in their
 //                        lanes
 //   force(), keep()      what the masks leave out: all ones or all zeros, ORed to and then ANDed with the finished bits
@@ -77,7 +106,7 @@ public:
   // Every constant is a code: the blocks of such columns are spared the question.
   static constexpr bool every_constant_is_a_code = Codes::greatest == static_cast<Integer>(~Integer{0});
 
-  explicit OneSidedTest(const mipo_vec *konst) : k_(simd::read_native<Integer>(konst->data)) {
+  explicit OneSidedTest(Integer k) : of_rows_(test_of_rows(k)), k_(k) {
     if (at_least_value && k_ == 0) k_ = 1;
     if (equal_to_value && k_ == 0) keep_ = 0;
     if (k_ <= Codes::greatest) return;
@@ -92,10 +121,7 @@ public:
   [[gnu::always_inline]] ub8 force() const { return every_constant_is_a_code ? 0 : force_; }
   [[gnu::always_inline]] ub8 keep() const { return every_constant_is_a_code && !equal_to_value ? ~ub8{0} : keep_; }
 
-  [[gnu::always_inline]] bool row(Integer code) const {
-    const bool holds = Operation::holds(code, k_) && (!unequal_to_null || code != 0);
-    return (holds || force() != 0) && keep() != 0;
-  }
+  RowTest<Codes> of_rows() const { return of_rows_; }
 
   template <class T>
   [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
@@ -106,6 +132,17 @@ public:
   }
 
 private:
+  static RowTest<Codes> test_of_rows(Integer k) {
+    using Rows = RowTest<Codes>;
+    if constexpr (std::is_same_v<Operation, eq>) return Rows::within(k, k);
+    if constexpr (std::is_same_v<Operation, ne>) return Rows::outside(k, k);
+    if constexpr (std::is_same_v<Operation, le>) return Rows::within(0, k);
+    if constexpr (std::is_same_v<Operation, ge>) return Rows::within(k, Rows::last);
+    if constexpr (std::is_same_v<Operation, lt>) return k == 0 ? Rows::never() : Rows::outside(k, Rows::last);
+    if constexpr (std::is_same_v<Operation, gt>) return k == Rows::last ? Rows::never() : Rows::outside(0, k);
+  }
+
+  RowTest<Codes> of_rows_;
   Integer k_;
   ub8 force_ = 0, keep_ = ~ub8{0};
 };
@@ -132,8 +169,8 @@ public:
   static constexpr ub8 force() { return 0; }
   [[gnu::always_inline]] ub8 keep() const { return keep_; }
 
-  [[gnu::always_inline]] bool row(Integer code) const {
-    return static_cast<Integer>(code - low_) <= span_ && keep_ != 0;
+  RowTest<Codes> of_rows() const {
+    return keep_ == 0 ? RowTest<Codes>::never() : RowTest<Codes>::within(low_, static_cast<Integer>(low_ + span_));
   }
 
   template <class T>
@@ -149,33 +186,53 @@ private:
 template <class Operation, class Codes>
 struct NullAwareUpperBound : RangeTest<Codes> {
   using Integer = typename Codes::Integer;
-  explicit NullAwareUpperBound(const mipo_vec *konst)
-      : RangeTest<Codes>(0, false, simd::read_native<Integer>(konst->data), std::is_same_v<Operation, lt>) {}
+  explicit NullAwareUpperBound(Integer k) : RangeTest<Codes>(0, false, k, std::is_same_v<Operation, lt>) {}
 };
 
 template <class Operation, class Codes>
 struct TwoSidedTest : RangeTest<Codes> {
   using Integer = typename Codes::Integer;
-  TwoSidedTest(const mipo_vec *lo, const mipo_vec *hi)
-      : RangeTest<Codes>(simd::read_native<Integer>(lo->data), Operation::low_open,
-                         simd::read_native<Integer>(hi->data), Operation::high_open) {}
+  TwoSidedTest(Integer lo, Integer hi) : RangeTest<Codes>(lo, Operation::low_open, hi, Operation::high_open) {}
 };
 
-// The test of an operation, for the frame to make for the codes that a path sees.
+// The test of an operation on certain codes. Codes with tests of their own name
+// them as OneSided<Operation> and TwoSided<Operation>.
 template <class OneSidedOperation>
-struct one_sided {
+struct one_sided_test {
   using Operation = OneSidedOperation;
+  static constexpr LaneForm form = Operation::form;
+
   template <class Codes>
-  using Test = std::conditional_t<Codes::null_aware && (std::is_same_v<Operation, lt> || std::is_same_v<Operation, le>),
-                                  NullAwareUpperBound<Operation, Codes>, OneSidedTest<Operation, Codes>>;
-  static constexpr bool ordered = Operation::ordered;
+  struct TestOf {
+    static constexpr bool null_aware_upper_bound =
+        Codes::null_aware && (std::is_same_v<Operation, lt> || std::is_same_v<Operation, le>);
+    using type = std::conditional_t<null_aware_upper_bound, NullAwareUpperBound<Operation, Codes>,
+                                    OneSidedTest<Operation, Codes>>;
+  };
+  template <class Codes>
+  requires requires { typename Codes::template OneSided<Operation>; }
+  struct TestOf<Codes> {
+    using type = typename Codes::template OneSided<Operation>;
+  };
+  template <class Codes>
+  using Test = typename TestOf<Codes>::type;
 };
 template <class TwoSidedOperation>
-struct two_sided {
+struct two_sided_test {
   using Operation = TwoSidedOperation;
+  static constexpr LaneForm form = LaneForm::ordered;
+
   template <class Codes>
-  using Test = TwoSidedTest<Operation, Codes>;
-  static constexpr bool ordered = true;
+  struct TestOf {
+    using type = TwoSidedTest<Operation, Codes>;
+  };
+  template <class Codes>
+  requires requires { typename Codes::template TwoSided<Operation>; }
+  struct TestOf<Codes> {
+    using type = typename Codes::template TwoSided<Operation>;
+  };
+  template <class Codes>
+  using Test = typename TestOf<Codes>::type;
 };
 
 } // namespace mipo::scan

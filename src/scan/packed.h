@@ -1,4 +1,4 @@
-// Columns of packed codes: 2 to 24 bits each, one behind the other, high bit first.
+// Columns of packed codes, one behind the other, high bit first; values of whole bytes are such codes too.
 //
 //   3 bits     byte 0     byte 1     byte 2
 //             aaabbbcc   cdddeeef   ffggghhh
@@ -12,7 +12,8 @@
 
 #include <type_traits>
 
-#include "scan/operations.h"
+#include "mipo/vec.h"
+#include "scan/byte_aligned.h"
 #include "scan/predicate.h"
 #include "simd/simd.h"
 
@@ -23,9 +24,8 @@ template <unsigned bits>
 using PackedLane = std::conditional_t<8 % bits == 0, ub1, std::conditional_t<bits <= 10 || bits == 12, ub2, ub4>>;
 
 // How a block's stream bytes become lanes, by vector of the block.
-template <unsigned bits>
+template <unsigned bits, class Lane>
 struct PackedLayout {
-  using Lane = PackedLane<bits>;
   static constexpr size_t lanes_per_group = simd::group_bytes / sizeof(Lane);
   static constexpr size_t stream_bytes = simd::lanes_per_block<Lane> * bits / 8;
   static_assert(simd::lanes_per_block<Lane> * bits % 8 == 0, "the next block begins with a byte");
@@ -35,6 +35,7 @@ struct PackedLayout {
     alignas(32) ub1 selectors[simd::vector_bytes];
     Lane masks[simd::vector_bytes / sizeof(Lane)];
     Lane weights[simd::vector_bytes / sizeof(Lane)]; // 2 to the shift: what a constant is multiplied by
+    Lane rises[simd::vector_bytes / sizeof(Lane)];   // what moves a code to its lane's top
     size_t offsets[simd::groups_per_vector];         // of the groups' loads, in the block's stream bytes
   };
 
@@ -64,11 +65,18 @@ private:
 
   constexpr void fill(size_t v) {
     const size_t first_group = v * simd::groups_per_vector;
-    // Where 16 bytes hold the codes of all groups of the vector, one load serves them.
+    // One load serves all groups of the vector where 16 bytes hold their codes, or where the bytes ahead of a group's
+    // own are the ones of the group before it.
     const size_t last_group = first_group + simd::groups_per_vector - 1;
-    const bool one_load = last_byte(last_group) < load_offset(first_group) + simd::group_bytes;
+    const bool same_load = last_byte(last_group) < load_offset(first_group) + simd::group_bytes;
+    const size_t side_by_side = first_byte(last_group) - simd::group_bytes * (simd::groups_per_vector - 1);
+    const bool wide_load = side_by_side <= first_byte(first_group) && // it may have wrapped around
+                           last_byte(first_group) < first_byte(last_group) &&
+                           side_by_side + simd::vector_bytes <= stream_bytes;
     for (size_t g = 0; g < simd::groups_per_vector; ++g)
-      vector[v].offsets[g] = load_offset(one_load ? first_group : first_group + g);
+      vector[v].offsets[g] = same_load   ? load_offset(first_group)
+                             : wide_load ? side_by_side + g * simd::group_bytes
+                                         : load_offset(first_group + g);
 
     for (size_t lane = 0; lane < simd::groups_per_vector * lanes_per_group; ++lane) {
       const size_t first_bit = (first_group * lanes_per_group + lane) * bits, end_bit = first_bit + bits;
@@ -82,6 +90,7 @@ private:
       }
       vector[v].masks[lane] = static_cast<Lane>(((ub8{1} << bits) - 1) << shift);
       vector[v].weights[lane] = static_cast<Lane>(ub8{1} << shift);
+      vector[v].rises[lane] = static_cast<Lane>(ub8{1} << (8 * sizeof(Lane) - bits - shift));
     }
   }
 
@@ -92,66 +101,129 @@ private:
   }
 };
 
-template <unsigned bits>
-inline constexpr PackedLayout<bits> packed_layout;
+template <unsigned bits, class Lane = PackedLane<bits>>
+inline constexpr PackedLayout<bits, Lane> packed_layout;
 
 // The telling row: codes of 3 bits in lanes of 16.
 static_assert(packed_layout<3>.vector[0].masks[0] == 224 && packed_layout<3>.vector[0].masks[1] == 28 &&
               packed_layout<3>.vector[0].masks[2] == 896 && packed_layout<3>.vector[0].masks[7] == 7);
 static_assert(packed_layout<3>.vector[0].weights[2] == 1 << 7 && packed_layout<3>.vector[0].weights[7] == 1);
 
-template <unsigned bits, bool null_aware>
+template <unsigned bits, class Lane = PackedLane<bits>>
+class PackedBlock {
+public:
+  static constexpr size_t rows = simd::lanes_per_block<Lane>;
+  static constexpr size_t bytes = packed_layout<bits, Lane>.stream_bytes;
+
+  explicit PackedBlock(const ub1 *stream) : stream_(stream) {}
+
+  template <LaneForm form, class Test>
+  [[gnu::always_inline]] auto bits_where(const Test &test) const {
+    return simd::for_block(
+        [&](size_t i) __attribute__((always_inline)) {
+          if constexpr (form == LaneForm::value)
+            return test.lanes(values(i), simd::broadcast_lanes<Lane>);
+          else
+            return test.lanes(in_place(i), [&](auto k) { return shifted_alike(static_cast<Lane>(k), i); });
+        },
+        [](auto... masks) { return simd::row_bits(masks...); });
+  }
+
+  // The bits that share the lane with the code leave it at the top, and then at the bottom.
+  [[gnu::always_inline]] simd::Lanes<Lane> values(size_t i) const {
+    if constexpr (whole_bytes) return {shuffled(i)};
+    return {shuffled(i) * simd::load<Lane>(layout.vector[layout.same_masks[i]].rises) >> (8 * sizeof(Lane) - bits)};
+  }
+
+private:
+  static constexpr const PackedLayout<bits, Lane> &layout = packed_layout<bits, Lane>;
+  // The shuffle leaves nothing but the code then, at shift 0.
+  static constexpr bool whole_bytes = bits % 8 == 0;
+
+  [[gnu::always_inline]] simd::Vector<Lane> shuffled(size_t i) const {
+    const auto &selectors = layout.vector[layout.same_selectors[i]].selectors;
+    const auto &offsets = layout.vector[i].offsets;
+    const simd::Vector<ub1> groups = [&] {
+      if constexpr (simd::groups_per_vector == 2)
+        return simd::load_groups(stream_ + offsets[0], stream_ + offsets[1]);
+      else
+        return simd::load_groups(stream_ + offsets[0]);
+    }();
+    return (simd::Vector<Lane>)simd::shuffle_groups(groups, simd::load<ub1>(selectors));
+  }
+
+  [[gnu::always_inline]] simd::Lanes<Lane> in_place(size_t i) const {
+    if constexpr (whole_bytes) return {shuffled(i)};
+    return {shuffled(i) & simd::load<Lane>(layout.vector[layout.same_masks[i]].masks)};
+  }
+
+  [[gnu::always_inline]] static simd::Lanes<Lane> shifted_alike(Lane k, size_t i) {
+    if constexpr (whole_bytes) return simd::broadcast_lanes(k);
+    return {simd::broadcast(k) * simd::load<Lane>(layout.vector[layout.same_masks[i]].weights)};
+  }
+
+  const ub1 *stream_;
+};
+
+template <unsigned bits, bool null_aware, class LaneType = PackedLane<bits>>
 class PackedCodes {
 public:
+  using Lane = LaneType;
   using BlockCodes = CodeRange<ub4, static_cast<ub4>((ub8{1} << bits) - 1), null_aware>;
   using SelectiveCodes = BlockCodes; // constants are words in both paths
+  using Block = PackedBlock<bits, Lane>;
 
-  static constexpr size_t rows_per_block = simd::lanes_per_block<PackedLane<bits>>;
+  static constexpr size_t rows_per_block = Block::rows;
 
   explicit PackedCodes(const void *base) : base_(static_cast<const ub1 *>(base)) {}
 
+  template <class Codes>
+  static ub4 constant(const mipo_vec *konst) {
+    return simd::read_native<ub4>(konst->data);
+  }
+
   // From the two words that hold the code for certain: streams have a word behind the last code's.
   [[gnu::always_inline]] ub4 row(ub8 row) const {
+    if constexpr (bits == 16) return simd::read_big_endian<ub2>(base_ + 2 * row); // an array, with nothing behind it
     const ub8 bit = row * bits;
     return static_cast<ub4>(simd::read_big_endian<ub8>(base_ + bit / 32 * 4) << bit % 32 >> (64 - bits));
   }
 
   [[gnu::always_inline]] void prefetch_row(ub8 row) const { __builtin_prefetch(base_ + row * bits / 8); }
 
-  template <bool, class Test>
-  [[gnu::always_inline]] auto block(ub8 block, const Test &test) const {
-    using Lane = PackedLane<bits>;
-    constexpr const PackedLayout<bits> &layout = packed_layout<bits>;
-    const ub1 *stream = base_ + block * layout.stream_bytes;
-    return simd::for_block(
-        [&](size_t i) __attribute__((always_inline)) {
-          const auto &selectors = layout.vector[layout.same_selectors[i]].selectors;
-          const auto &tables = layout.vector[layout.same_masks[i]];
-          const auto &offsets = layout.vector[i].offsets;
-          const simd::Vector<ub1> bytes = [&] {
-            if constexpr (simd::groups_per_vector == 2)
-              return simd::load_groups(stream + offsets[0], stream + offsets[1]);
-            else
-              return simd::load_groups(stream + offsets[0]);
-          }();
-          const auto shuffled = (simd::Vector<Lane>)simd::shuffle_groups(bytes, simd::load<ub1>(selectors));
-          return test.lanes(simd::Lanes<Lane>{shuffled & simd::load<Lane>(tables.masks)}, [&](ub4 k) {
-            return simd::Lanes<Lane>{simd::broadcast(static_cast<Lane>(k)) * simd::load<Lane>(tables.weights)};
-          });
-        },
-        [](auto... lane_masks) { return simd::row_bits(lane_masks...); });
-  }
+  [[gnu::always_inline]] Block at(ub8 block) const { return Block(base_ + block * Block::bytes); }
 
 private:
   const ub1 *base_;
 };
+
+// Any width of dictionary codes. Lane: what codes are compared or unpacked in, where their bytes do not decide.
+template <unsigned bits, bool null_aware, class Lane>
+struct DictionaryCodesOf {
+  using type = PackedCodes<bits, null_aware, Lane>;
+};
+template <bool null_aware>
+struct DictionaryCodesOf<8, null_aware, ub1> {
+  using type = ByteAlignedCodes<ub1, null_aware>;
+};
+template <bool null_aware>
+struct DictionaryCodesOf<16, null_aware, ub2> {
+  using type = ByteAlignedCodes<ub2, null_aware>;
+};
+template <bool null_aware>
+struct DictionaryCodesOf<32, null_aware, ub4> {
+  using type = ByteAlignedCodes<ub4, null_aware>;
+};
+template <unsigned bits, bool null_aware, class Lane>
+using DictionaryCodes = typename DictionaryCodesOf<bits, null_aware, Lane>::type;
 
 // The body of a kernel.
 template <unsigned bits, mipo_variant variant>
 struct Packed {
   template <class Sides>
   [[gnu::always_inline]] static ub4 run(const auto &...arguments) {
-    return evaluate<PackedCodes<bits, variant == MIPO_VARIANT_NULL_AWARE>, Sides>(arguments...);
+    using Column = PackedCodes<bits, variant == MIPO_VARIANT_NULL_AWARE>;
+    return evaluate<Sides>([](const void *base) { return Column(base); }, arguments...);
   }
 };
 

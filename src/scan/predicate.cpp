@@ -10,11 +10,12 @@ ub4 store_count(mipo_vec *res, ub4 count) {
 
 } // namespace
 
-ub4 finish_block_path(Output output, ub4 count, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
-  if (src->filter_bv != nullptr) mipo_lbiwvand_dydi(output.bits, &count, output.bits, src->filter_bv, output.rows);
+ub4 finish_block_path(Ending ending, Output output, ub4 count, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
+  if (ending.filters && src->filter_bv != nullptr)
+    mipo_lbiwvand_dydi(output.bits, &count, output.bits, src->filter_bv, output.rows);
   if (ctx != nullptr && ctx->ones_vec != nullptr) {
     mipo_lbiwvand_dydi(output.bits, &count, output.bits, ctx->ones_vec, output.rows);
-    ctx->done_flags |= MIPO_DONE_PREDICATE;
+    ctx->done_flags |= ending.done_flag;
   }
   const ub4 code = store_count(res, count);
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
@@ -26,8 +27,9 @@ ub4 finish_block_path(Output output, ub4 count, mipo_vec *res, const mipo_vec *s
   return enc_ctx->burst(ctx->host, res, src, &aux);
 }
 
-ub4 finish_selective_path(ub4 count, mipo_vec *res, const mipo_vec *src) {
-  if (src->filter_bv != nullptr) mipo_lbiwvand_dydi(res->bv, &count, res->bv, src->filter_bv, src->nrows);
+ub4 finish_selective_path(Ending ending, ub4 count, mipo_vec *res, const mipo_vec *src) {
+  if (ending.filters && src->filter_bv != nullptr)
+    mipo_lbiwvand_dydi(res->bv, &count, res->bv, src->filter_bv, src->nrows);
   return store_count(res, count);
 }
 

@@ -54,12 +54,25 @@ template <class T>
 [[gnu::always_inline]] inline Vector<ub1> load_groups(const ub1 *low, const ub1 *high) {
   const auto group = [](const ub1 *address) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(address)); };
   if (low == high) return (Vector<ub1>)_mm256_broadcastsi128_si256(group(low));
+  if (low + group_bytes == high) return load<ub1>(low);
   return (Vector<ub1>)_mm256_inserti128_si256(_mm256_castsi128_si256(group(low)), group(high), 1);
 }
 
 // Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
 [[gnu::always_inline]] inline Vector<ub1> shuffle_groups(Vector<ub1> groups, Vector<ub1> selectors) {
   return (Vector<ub1>)_mm256_shuffle_epi8((__m256i)groups, (__m256i)selectors);
+}
+
+// Byte table[i] for each index: its low four bits count, and an index with its top bit set gives 0.
+[[gnu::always_inline]] inline Vector<ub1> look_up(Vector<ub1> table, Vector<ub1> indices) {
+  return shuffle_groups(table, indices);
+}
+
+// Lanes of ones where the bit of that number is set. Each lane fetches the word that its bit is in.
+[[gnu::always_inline]] inline Vector<ub4> bits_at(const void *bits, Vector<ub4> numbers) {
+  const __m256i words = _mm256_i32gather_epi32(static_cast<const int *>(bits), (__m256i)(numbers >> 5), 4);
+  const __m256i to_the_top = _mm256_andnot_si256((__m256i)numbers, _mm256_set1_epi32(31));
+  return (Vector<ub4>)_mm256_srai_epi32(_mm256_sllv_epi32(words, to_the_top), 31);
 }
 
 // The bits of each byte the other way round: its nibbles change places, and each is looked up.

@@ -91,6 +91,15 @@ template <class T>
   return {a.vector - b.vector};
 }
 
+template <class T>
+[[gnu::always_inline]] inline Lanes<T> lesser(Lanes<T> a, Lanes<T> b) {
+  return {a.vector < b.vector ? a.vector : b.vector};
+}
+template <class T>
+[[gnu::always_inline]] inline Lanes<T> greater(Lanes<T> a, Lanes<T> b) {
+  return {a.vector > b.vector ? a.vector : b.vector};
+}
+
 template <class T, bool inverted>
 [[gnu::always_inline]] inline Mask<T, !inverted> operator!(Mask<T, inverted> mask) {
   return {mask.vector};

@@ -89,6 +89,21 @@ template <class T>
   return (Vector<ub1>)vqtbl1q_u8((uint8x16_t)group, (uint8x16_t)selectors);
 }
 
+// Byte table[i] for each index: its low four bits count, and an index with its top bit set gives 0.
+[[gnu::always_inline]] inline Vector<ub1> look_up(Vector<ub1> table, Vector<ub1> indices) {
+  return shuffle_groups(table, indices & 0x8f);
+}
+
+// Lanes of ones where the bit of that number is set.
+[[gnu::always_inline]] inline Vector<ub4> bits_at(const void *bits, Vector<ub4> numbers) {
+  Vector<ub4> mask{};
+  for (size_t lane = 0; lane < vector_bytes / sizeof(ub4); ++lane) {
+    const ub4 number = numbers[lane];
+    mask[lane] = -(static_cast<const ub4 *>(bits)[number / 32] >> number % 32 & 1);
+  }
+  return mask;
+}
+
 // The bits of each byte the other way round.
 [[gnu::always_inline]] inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
   return (Vector<ub1>)vrbitq_u8((uint8x16_t)vector);

@@ -56,6 +56,21 @@ MIPO_LANE_LOOP Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selecto
   return shuffled;
 }
 
+// Byte table[i] for each index: its low four bits count, and an index with its top bit set gives 0.
+inline Vector<ub1> look_up(Vector<ub1> table, Vector<ub1> indices) {
+  return shuffle_groups(table, indices);
+}
+
+// Lanes of ones where the bit of that number is set.
+MIPO_LANE_LOOP Vector<ub4> bits_at(const void *bits, Vector<ub4> numbers) {
+  Vector<ub4> mask{};
+  for (size_t lane = 0; lane < vector_bytes / sizeof(ub4); ++lane) {
+    const ub4 number = numbers[lane];
+    mask[lane] = -(static_cast<const ub4 *>(bits)[number / 32] >> number % 32 & 1);
+  }
+  return mask;
+}
+
 // The bits of each byte the other way round: nibbles change places, then pairs, then bits.
 inline Vector<ub1> reverse_bits(Vector<ub1> vector) {
   vector = vector << 4 | vector >> 4;

@@ -30,6 +30,14 @@ template <class T>
   return {byte_swap<T>(lanes.vector)};
 }
 
+// The 16 bytes at `address` in every group of a vector.
+[[gnu::always_inline]] inline Vector<ub1> broadcast_group(const ub1 *address) {
+  return [address]<size_t... group>(std::index_sequence<group...>) __attribute__((always_inline)) {
+    return load_groups((static_cast<void>(group), address)...);
+  }
+  (std::make_index_sequence<groups_per_vector>{});
+}
+
 // One bit a row from the masks of a whole block.
 template <class T, bool inverted, class... Further>
 [[gnu::always_inline]] inline RowBits<lanes_per_block<T>> row_bits(Mask<T, inverted> first, Further... further) {

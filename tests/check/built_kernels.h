@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "frame/kernel_lists.h"
 #include "mipo/entries.h"
 
 namespace mipo::check {
 
-enum class Shape { one_sided, two_sided, decode, set, minmax, burst, any };
+enum class Shape { one_sided, two_sided, decode, set, minmax, burst, placeholder, any };
 
 struct ListedKernel {
   std::string name;
@@ -24,26 +23,16 @@ struct ListedKernel {
   }
 };
 
-#define MIPO_LISTED_KERNEL(shape, name, operation, family, width_field, variant) \
-  {#name, Shape::shape, operation, family, width_field, variant},
-
-inline const std::vector<ListedKernel> &built_kernels() {
-  static const std::vector<ListedKernel> kernels = {FOR_EACH_BUILT_KERNEL(MIPO_LISTED_KERNEL)};
-  return kernels;
-}
-
+const std::vector<ListedKernel> &built_kernels();
 /// With those that are still to be built.
-inline const std::vector<ListedKernel> &all_kernels() {
-  static const std::vector<ListedKernel> kernels = {FOR_EACH_KERNEL(MIPO_LISTED_KERNEL)};
-  return kernels;
-}
+const std::vector<ListedKernel> &all_kernels();
 
-#undef MIPO_LISTED_KERNEL
-
-/// Calls a predicate of either shape; a one-sided one has no use for `second`.
+/// Calls a predicate of any shape: a one-sided one has no use for `second`, a test for membership takes `first` as its
+/// set.
 inline ub4 call_predicate(Shape shape, mipo_kernel kernel, mipo_vec *res, const mipo_vec *src, const mipo_vec *first,
                           const mipo_vec *second, mipo_call_ctx *ctx) {
   return shape == Shape::two_sided ? kernel.two_sided(res, src, first, second, ctx)
+         : shape == Shape::set     ? kernel.set(res, src, first, ctx)
                                    : kernel.one_sided(res, src, first, ctx);
 }
 

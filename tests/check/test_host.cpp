@@ -109,6 +109,16 @@ TestHost::TestHost() {
   ctx_.decode = HostCallbacks::decode;
 }
 
+std::string TestHost::difference_from(const std::vector<std::string> &expected_calls) const {
+  const auto listed = [](const std::vector<std::string> &lines) {
+    std::string text;
+    for (const std::string &line : lines) text += "\n    " + line;
+    return lines.empty() ? " none" : text;
+  };
+  if (calls == expected_calls) return {};
+  return "callbacks:" + listed(calls) + "\n  expected:" + listed(expected_calls) + "\n";
+}
+
 ub4 TestHost::burst(mipo_host_ctx *host, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
   return HostCallbacks::burst(host, res, src, aux);
 }

@@ -34,6 +34,8 @@ public:
 
   /// The callbacks so far, in their order.
   std::vector<std::string> calls;
+  /// Both lists as a text if they differ, else an empty one.
+  std::string difference_from(const std::vector<std::string> &expected_calls) const;
 
   // The compressed column: the names "stream" and "slot's memory" in `calls` rest on these.
   const void *stream = nullptr;

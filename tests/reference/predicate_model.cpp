@@ -1,38 +1,31 @@
 #include "predicate_model.h"
 
-#include <cstdio>
 #include <functional>
 
 namespace mipo::reference {
 namespace {
 
+using V = const Value &;
+
 constexpr PredicateOperation operations[] = {
-    {"eq", "eq", false, [](ub8 c, ub8 k, ub8) { return c == k; }},
-    {"lt", "lt", false, [](ub8 c, ub8 k, ub8) { return c < k; }},
-    {"gt", "gt", false, [](ub8 c, ub8 k, ub8) { return c > k; }},
-    {"le", "le", false, [](ub8 c, ub8 k, ub8) { return c <= k; }},
-    {"ge", "ge", false, [](ub8 c, ub8 k, ub8) { return c >= k; }},
-    {"ne", "ne", false, [](ub8 c, ub8 k, ub8) { return c != k; }},
-    {"gt_lt", "gt", true, [](ub8 c, ub8 lo, ub8 hi) { return lo < c && c < hi; }},
-    {"gt_le", "gt", true, [](ub8 c, ub8 lo, ub8 hi) { return lo < c && c <= hi; }},
-    {"ge_lt", "ge", true, [](ub8 c, ub8 lo, ub8 hi) { return lo <= c && c < hi; }},
-    {"ge_le", "ge", true, [](ub8 c, ub8 lo, ub8 hi) { return lo <= c && c <= hi; }},
+    {"eq", "eq", false, [](V c, V k, V) { return c == k; }},
+    {"lt", "lt", false, [](V c, V k, V) { return c < k; }},
+    {"gt", "gt", false, [](V c, V k, V) { return c > k; }},
+    {"le", "le", false, [](V c, V k, V) { return c <= k; }},
+    {"ge", "ge", false, [](V c, V k, V) { return c >= k; }},
+    {"ne", "ne", false, [](V c, V k, V) { return c != k; }},
+    {"gt_lt", "gt", true, [](V c, V lo, V hi) { return lo < c && c < hi; }},
+    {"gt_le", "gt", true, [](V c, V lo, V hi) { return lo < c && c <= hi; }},
+    {"ge_lt", "ge", true, [](V c, V lo, V hi) { return lo <= c && c < hi; }},
+    {"ge_le", "ge", true, [](V c, V lo, V hi) { return lo <= c && c <= hi; }},
 };
 
-std::vector<std::string> decompression_calls(const PredicateCall &call) {
-  const bool half_name = call.selective();
-  const std::string kernel =
-      std::string("mipo_") + (half_name ? call.operation->first_half : call.operation->name) + call.name_tail;
-  const std::string size = std::to_string(call.decomp_size);
-  char hint[32];
-  std::snprintf(hint, sizeof hint, "0x%llx", static_cast<unsigned long long>(call.decomp_hint));
-  const char *async_ok = (call.host_flags & 0x30) != 0 ? "1" : "0";
-  std::vector<std::string> calls = {"alloc(env, heap, " + size + ", \"" + kernel + ": vec1_decomp\", 8, 16, " + hint +
-                                        ")",
-                                    std::string("decode({env, heap, temp_alloc, temp_free, async_ok ") + async_ok +
-                                        "}, stream, slot's memory, length 0, " + size + ")"};
-  if (call.decode_fails) calls.push_back("hostierr(env, frame, \"" + kernel + ": mipo_brep_decode failed\", 0)");
-  return calls;
+constexpr ub4 set_operation_number = 13;
+constexpr PredicateOperation set_operation = {"set", "set", false, nullptr};
+
+// In the selective path a two-sided kernel calls itself by its first half.
+std::string own_name(const PredicateCall &call) {
+  return std::string("mipo_") + (call.selective() ? call.operation->first_half : call.operation->name) + call.name_tail;
 }
 
 ub8 at_kernel_width(ub8 cell, unsigned width) {
@@ -42,26 +35,27 @@ ub8 at_kernel_width(ub8 cell, unsigned width) {
 } // namespace
 
 const PredicateOperation *predicate_operation(ub4 number) {
+  if (number == set_operation_number) return &set_operation;
   return number < std::size(operations) ? &operations[number] : nullptr;
 }
 
 namespace {
 
-PredicateOutcome predicate(const PredicateCall &call, const std::function<bool(ub8 code)> &row_qualifies) {
+PredicateOutcome predicate(const PredicateCall &call, const std::function<bool(std::size_t row)> &row_qualifies,
+                           ub4 done_flag = 0x200) {
   PredicateOutcome outcome;
-  if (call.compressed && !call.already_decompressed) outcome.calls = decompression_calls(call);
-
+  outcome.calls = call.compression.calls(own_name(call));
   outcome.into_runs = call.run_length && !call.selective();
 
   ub4 count = 0;
-  for (std::size_t row = 0; row < call.codes.size(); ++row) {
-    bool qualifies = row_qualifies(call.codes[row]);
+  for (std::size_t row = 0; row < call.rows.size(); ++row) {
+    bool qualifies = row_qualifies(row);
     if (call.filter) qualifies = qualifies && (*call.filter)[row];
     if (call.has_ctx && call.selection) qualifies = qualifies && (*call.selection)[row];
     outcome.bits.push_back(qualifies);
     count += qualifies;
   }
-  if (call.has_ctx && call.selection) outcome.done_flags = 0x200;
+  if (call.has_ctx && call.selection) outcome.done_flags = done_flag;
 
   if (outcome.into_runs) {
     const std::string text = std::to_string(count);
@@ -75,17 +69,27 @@ PredicateOutcome predicate(const PredicateCall &call, const std::function<bool(u
   return outcome;
 }
 
+PredicateOutcome codes(const PredicateCall &call, bool null_aware, ub8 first, ub8 second) {
+  return predicate(call, [&](std::size_t row) {
+    const ub8 code = call.rows[row].number;
+    return !(null_aware && code == 0) && call.operation->qualifies({code}, {first}, {second});
+  });
+}
+
 PredicateOutcome byte_aligned(const PredicateCall &call, bool null_aware) {
   // The block path reads a constant at the kernel's width, the selective path all of its cell.
-  const ub8 first = call.selective() ? call.first : at_kernel_width(call.first, call.width);
-  const ub8 second = call.selective() ? call.second : at_kernel_width(call.second, call.width);
-  return predicate(
-      call, [&](ub8 code) { return !(null_aware && code == 0) && call.operation->qualifies(code, first, second); });
+  const ub8 first = call.first.number, second = call.second.number;
+  if (call.selective()) return codes(call, null_aware, first, second);
+  return codes(call, null_aware, at_kernel_width(first, call.width), at_kernel_width(second, call.width));
 }
 
 PredicateOutcome packed(const PredicateCall &call, bool null_aware) {
-  return predicate(call, [&](ub8 code) {
-    return !(null_aware && code == 0) && call.operation->qualifies(code, call.first, call.second);
+  return codes(call, null_aware, call.first.number, call.second.number);
+}
+
+PredicateOutcome numbers(const PredicateCall &call) {
+  return predicate(call, [&](std::size_t row) {
+    return call.operation->qualifies({call.rows[row].number}, {call.first.number}, {call.second.number});
   });
 }
 
@@ -122,7 +126,9 @@ OneBitRule one_bit_rule(const PredicateOperation &operation, bool null_aware) {
 
 PredicateOutcome one_bit(const PredicateCall &call, bool null_aware) {
   const OneBitRule rule = one_bit_rule(*call.operation, null_aware);
-  return predicate(call, [&](ub8 code) { return rule != nullptr && rule(code != 0, call.first, call.second); });
+  return predicate(call, [&](std::size_t row) {
+    return rule != nullptr && rule(call.rows[row].number != 0, call.first.number, call.second.number);
+  });
 }
 
 } // namespace
@@ -144,6 +150,39 @@ PredicateOutcome one_bit_predicate(const PredicateCall &call) {
 }
 PredicateOutcome one_bit_null_aware_predicate(const PredicateCall &call) {
   return one_bit(call, true);
+}
+
+PredicateOutcome fixed_predicate(const PredicateCall &call) {
+  return numbers(call);
+}
+
+PredicateOutcome fixed_trailing_zero_predicate(const PredicateCall &call) {
+  if (call.width == 8) return numbers(call); // a single byte is compared as it stands
+  return predicate(call,
+                   [&](std::size_t row) { return call.operation->qualifies(call.rows[row], call.first, call.second); });
+}
+
+ub8 dynamic_packed_number(const std::vector<Value> &rows, std::size_t row, unsigned width) {
+  const std::size_t neighbour = row ^ 1;
+  const bool invalid = rows[row].count > 7 || (neighbour < rows.size() && rows[neighbour].count > 7);
+  return width == 64 && invalid ? 0 : rows[row].number;
+}
+
+PredicateOutcome dynamic_packed_predicate(const PredicateCall &call) {
+  return predicate(call, [&](std::size_t row) {
+    const ub8 number = dynamic_packed_number(call.rows, row, call.width);
+    return call.operation->qualifies({number}, {call.first.number}, {call.second.number});
+  });
+}
+
+PredicateOutcome dynamic_packed_counted_predicate(const PredicateCall &call) {
+  return predicate(call,
+                   [&](std::size_t row) { return call.operation->qualifies(call.rows[row], call.first, call.second); });
+}
+
+PredicateOutcome set_predicate(const PredicateCall &call) {
+  return predicate(
+      call, [&](std::size_t row) { return bool{call.set[call.rows[row].number]}; }, 0x1000);
 }
 
 bool one_bit_reads_constants(const PredicateOperation &operation, bool null_aware) {

@@ -1,0 +1,247 @@
+// The least and the greatest code of the selected rows, until nothing better can come.
+#ifndef MIPO_DECODE_MINMAX_H
+#define MIPO_DECODE_MINMAX_H
+
+#include "frame/column_base.h"
+#include "frame/entries.h"
+#include "frame/runs.h"
+#include "scan/packed.h"
+
+namespace mipo::decode {
+
+struct MinMaxLabels {
+  frame::DecompressionLabels decompression;
+  const char *empty_list; // "<kernel>: [rle] ones_vec size is zero"
+};
+
+// Which ends a host asks for; any other number means both. What was not asked for is no reason to look on.
+enum MinMaxMode : ub8 { minimum_only = 1, maximum_only = 2 };
+
+template <bool null_aware>
+class Extremes {
+public:
+  Extremes(ub4 sym_count, ub8 mode)
+      : least_(sym_count),
+        least_wanted_(mode == maximum_only ? sym_count - 1 : 0),
+        greatest_wanted_(mode == minimum_only ? 0 : sym_count - 1) {}
+
+  // Takes a row's code into account. Code 0 of a null-aware column is none.
+  void take(ub4 code) {
+    if (null_aware && code == 0) return;
+    least_ = code < least_ ? code : least_;
+    greatest_ = code > greatest_ ? code : greatest_;
+  }
+  // Whether nothing better can come.
+  bool settled() const { return least_ <= least_wanted_ && greatest_ >= greatest_wanted_; }
+
+  ub4 least() const { return least_; }
+  ub4 greatest() const { return greatest_; }
+
+private:
+  ub4 least_, greatest_ = 0;
+  ub4 least_wanted_, greatest_wanted_;
+};
+
+// Extremes of whole blocks, kept in lanes. Null-aware: one less than a code is the greatest number for code 0 and the
+// code's own order for all others.
+template <bool null_aware, class T>
+class LaneExtremes {
+public:
+  [[gnu::always_inline]] void take(simd::Lanes<T> codes) {
+    greatest_ = simd::greater(greatest_, codes);
+    least_ = simd::lesser(least_, null_aware ? codes - simd::broadcast_lanes<T>(1) : codes);
+  }
+  template <class Take>
+  void into(Take take) const {
+    for (size_t lane = 0; lane < simd::vector_bytes / sizeof(T); ++lane) {
+      take(static_cast<T>(least_.vector[lane] + null_aware));
+      take(greatest_.vector[lane]);
+    }
+  }
+
+private:
+  simd::Lanes<T> least_ = simd::broadcast_lanes(static_cast<T>(~T{0})), greatest_{};
+};
+
+// Takes rows `first` up to `end`, block by block, and stops behind the row that settles it. A stretch of blocks in
+// which that happens is taken again row by row, for the extremes to be those of the rows up to it.
+template <bool null_aware, class Column>
+void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes) {
+  using Block = typename Column::Block;
+  constexpr ub8 block_rows = Column::rows_per_block, stretch_blocks = 32;
+
+  const auto one_by_one = [&](ub8 from, ub8 to) {
+    Extremes<null_aware> local = extremes;
+    bool settled = false;
+    for (ub8 row = from; row < to && !settled; ++row) {
+      local.take(static_cast<ub4>(column.row(row)));
+      settled = local.settled();
+    }
+    extremes = local;
+    return settled;
+  };
+  const ub8 first_block = (first + block_rows - 1) / block_rows, end_block = end / block_rows;
+  if (first_block >= end_block) {
+    one_by_one(first, end);
+    return;
+  }
+  if (one_by_one(first, first_block * block_rows)) return;
+  for (ub8 block = first_block; block < end_block; block += stretch_blocks) {
+    const ub8 stretch_end = block + stretch_blocks < end_block ? block + stretch_blocks : end_block;
+    LaneExtremes<null_aware, typename Column::Lane> in_lanes;
+    for (ub8 b = block; b < stretch_end; ++b) {
+      const Block codes = column.at(b);
+      for (size_t i = 0; i < simd::vectors_per_block; ++i) in_lanes.take(codes.values(i));
+    }
+    Extremes<null_aware> with_stretch = extremes;
+    in_lanes.into([&](ub4 code) { with_stretch.take(code); });
+    if (with_stretch.settled()) {
+      one_by_one(block * block_rows, stretch_end * block_rows);
+      return;
+    }
+    extremes = with_stretch;
+  }
+  one_by_one(end_block * block_rows, end);
+}
+
+// The selected rows from `next_row` on, ascending, some at a time: from the bit vector if there is one, else the list.
+class SelectedRows {
+public:
+  SelectedRows(const mipo_vec *src, const mipo_call_ctx *ctx)
+      : list_(ctx->ones_list),
+        list_end_(ctx->ones_list + (ctx->ones_vec == nullptr ? ctx->ones_list_len : 0)),
+        from_vector_(ctx->ones_vec != nullptr) {
+    if (from_vector_)
+      mipo_lbiwv_ictx_ini2_dydi(&iterator_, ctx->ones_vec, src->nrows, 0, ctx->next_row);
+    else
+      while (list_ != list_end_ && *list_ < ctx->next_row) ++list_;
+    // What is behind the selection's last row: where a call that has seen all of it would go on.
+    end_ = from_vector_ ? src->nrows : list_ != list_end_ ? list_end_[-1] + 1 : ctx->next_row;
+  }
+
+  ub4 end() const { return end_; }
+
+  // Takes rows in order for as long as take(row) says to go on.
+  void each(auto take) {
+    if (!from_vector_) {
+      for (; list_ != list_end_; ++list_)
+        if (!take(*list_)) return;
+      return;
+    }
+    ub4 numbers[batch];
+    for (ub8 got = batch; got == batch;) {
+      got = mipo_lbiwvones_dydi(&iterator_, numbers, batch);
+      for (ub8 i = 0; i < got; ++i)
+        if (!take(numbers[i])) return;
+    }
+  }
+
+private:
+  static constexpr ub8 batch = 256;
+
+  const ub4 *list_, *list_end_;
+  bool from_vector_;
+  ub4 end_;
+  mipo_lbiv_ictx iterator_;
+};
+
+// Where a walk over runs is; its state between calls lies in the call context.
+template <class Runs>
+class RunCursor {
+public:
+  RunCursor(Runs runs, const mipo_enc_ctx *enc_ctx, const mipo_call_ctx *ctx)
+      : runs_(runs), run_count_(enc_ctx->run_count) {
+    if (ctx->next_row == 0 || ctx->run_end == 0) return;
+    run_ = ctx->run_index;
+    end_ = ctx->run_end;
+  }
+
+  // Moves to the run that `row` lies in; false if the runs end ahead of it.
+  bool find(ub4 row) {
+    while (end_ <= row) {
+      if (run_ + 1 == run_count_) return false; // also from "ahead of the first run", if there is none
+      ++run_;
+      end_ += runs_.length(run_);
+    }
+    return true;
+  }
+  ub4 run() const { return run_; }
+  ub4 end() const { return end_; }
+
+private:
+  Runs runs_;
+  ub4 run_count_;
+  ub4 run_ = ~ub4{0}, end_ = 0; // ahead of the first run
+};
+
+// A column whose rows are runs. Leaves next_row, run_index and run_end for the call to be continued.
+template <bool null_aware, class Column, class Runs>
+void take_runs(Column column, Runs runs, const mipo_vec *src, mipo_call_ctx *ctx, Extremes<null_aware> &extremes) {
+  const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
+  RunCursor<Runs> cursor(runs, enc_ctx, ctx);
+  if (ctx->ones_vec == nullptr && ctx->ones_list == nullptr) {
+    if (ctx->next_row < src->nrows && cursor.find(ctx->next_row)) {
+      take_rows(column, cursor.run(), enc_ctx->run_count, extremes);
+      ctx->run_index = enc_ctx->run_count - 1;
+      ctx->run_end = src->nrows;
+    }
+    ctx->next_row = src->nrows;
+    return;
+  }
+  SelectedRows rows(src, ctx);
+  ub4 taken_up_to = 0; // rows below have the run that was taken last
+  rows.each([&](ub4 row) {
+    if (row < taken_up_to) return true;
+    if (!cursor.find(row)) return false;
+    taken_up_to = cursor.end();
+    extremes.take(static_cast<ub4>(column.row(cursor.run())));
+    return !extremes.settled();
+  });
+  ctx->next_row = rows.end();
+  ctx->run_index = cursor.run();
+  ctx->run_end = cursor.end();
+}
+
+// A column whose rows are stored one by one.
+template <bool null_aware, class Column>
+void take_stored_rows(Column column, const mipo_vec *src, mipo_call_ctx *ctx, Extremes<null_aware> &extremes) {
+  if (ctx->ones_vec == nullptr && ctx->ones_list == nullptr) {
+    take_rows(column, ctx->next_row, src->nrows, extremes);
+    ctx->next_row = src->nrows;
+    return;
+  }
+  SelectedRows rows(src, ctx);
+  Extremes<null_aware> local = extremes;
+  rows.each([&](ub4 row) {
+    local.take(static_cast<ub4>(column.row(row)));
+    return !local.settled();
+  });
+  extremes = local;
+  ctx->next_row = rows.end();
+}
+
+// A whole kernel. Nothing better can come when the walk ends early, so all rows count as done in any case.
+template <class Column, bool null_aware>
+ub4 minmax(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
+  const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
+  const Column column(frame::column_base(src, ctx, labels.decompression));
+  Extremes<null_aware> extremes(enc_ctx->sym_count, mode);
+  const bool run_length = MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE);
+  if (run_length) {
+    if (ctx->ones_vec == nullptr && ctx->ones_list != nullptr && ctx->ones_list_len == 0)
+      frame::report_to_host(ctx, labels.empty_list);
+    frame::with_runs(enc_ctx, [&](auto runs) { take_runs(column, runs, src, ctx, extremes); });
+  } else {
+    take_stored_rows(column, src, ctx, extremes);
+  }
+  const bool found = extremes.least() != enc_ctx->sym_count;
+  if (run_length) res->nset = found ? 2 : 0;
+  if (!found) return MIPO_EMPTY;
+  const ub4 result[2] = {extremes.least(), extremes.greatest()};
+  memcpy(res->data, result, sizeof result);
+  return MIPO_DONE;
+}
+
+} // namespace mipo::decode
+
+#endif

@@ -1,0 +1,25 @@
+#include "column_data.h"
+
+namespace mipo::check {
+
+void ColumnData::place(const reference::Compression &compression, const std::vector<ub1> &bytes, mipo_vec &src,
+                       mipo_enc_ctx &enc, TestHost &host, Random &random) {
+  host.ctx()->host_flags = compression.host_flags;
+  if (!compression.compressed) {
+    enc.flags &= ~ub4{MIPO_BREP};
+    src.data = sources_.keep(bytes);
+    return;
+  }
+  enc.flags |= MIPO_BREP;
+  src.data = nowhere_.data();
+  src.decomp_size = compression.decomp_size;
+  src.decomp_hint = compression.decomp_hint;
+  src.decomp_slot = &slot_;
+  if (compression.already_decompressed) initial_slot_ = slot_ = sources_.keep(bytes);
+  host.stream = nowhere_.data();
+  host.slot = &slot_;
+  host.decompressed = bytes;
+  host.decode_result = compression.decode_fails ? static_cast<ub4>(1 + random.below(1000)) : 0;
+}
+
+} // namespace mipo::check
