@@ -44,7 +44,9 @@ Measurement kernel_on(std::string name, ub4 key, int width, double bytes_per_row
           }};
 }
 
-void measure_from_memory(const char *kernel, ub4 key, int width, double bytes_per_row) {
+void measure_from_memory(const char *kernel, ub4 key, int width, bool dynamic_packed) {
+  // By control bytes 0x11: ten bytes for eight rows of 16 bits, six for four of 32, four for two of 64.
+  const double bytes_per_row = !dynamic_packed ? width / 8.0 : width == 16 ? 1.25 : width == 32 ? 1.5 : 2;
   const Measurement whole = kernel_on(kernel, key, width, bytes_per_row, memory_bytes, 1);
   const auto used = static_cast<std::size_t>(whole.bytes);
   const std::string read = fmt::format("read of {} MiB", used >> 20);
@@ -62,18 +64,17 @@ void measure_from_memory(const char *kernel, ub4 key, int width, double bytes_pe
 
 int main(int argc, char **argv) {
   using namespace mipo::bench;
-#define MEASURE(operation, OPERATION, sides, half, family, FAMILY, width, suffix, VARIANT, bytes_per_row)           \
+#define MEASURE(operation, OPERATION, sides, half, family, FAMILY, width, suffix, VARIANT, ...)                     \
   if (MIPO_OP_##OPERATION == MIPO_OP_EQ || MIPO_OP_##OPERATION == MIPO_OP_GE_LE)                                    \
     measure_from_memory("mipo_" #operation "_" #family "_" #width "bit" #suffix,                                    \
                         mipo::column_key(MIPO_OP_##OPERATION, MIPO_FAMILY_##FAMILY, width, MIPO_VARIANT_##VARIANT), \
-                        width, bytes_per_row);
-  DICT_BYTE_ALIGNED_PREDICATES(MEASURE, width / 8.0)
-  DICT_ONE_BIT_PREDICATES(MEASURE, width / 8.0)
-  DICT_PACKED_PREDICATES(MEASURE, width / 8.0)
-  FIXED_PREDICATES(MEASURE, width / 8.0)
-  TRAILING_ZERO_PREDICATES(MEASURE, width / 8.0)
-  // By control bytes 0x11: ten bytes for eight rows of 16 bits, six for four of 32, four for two of 64.
-  DYNP_PREDICATES(MEASURE, width == 16 ? 1.25 : width == 32 ? 1.5 : 2.0)
+                        width, MIPO_FAMILY_##FAMILY == MIPO_FAMILY_DYNP);
+  DICT_BYTE_ALIGNED_PREDICATES(MEASURE, )
+  DICT_ONE_BIT_PREDICATES(MEASURE, )
+  DICT_PACKED_PREDICATES(MEASURE, )
+  FIXED_PREDICATES(MEASURE, )
+  TRAILING_ZERO_PREDICATES(MEASURE, )
+  DYNP_PREDICATES(MEASURE, )
 #undef MEASURE
   return run(argc, argv, "Predicates from memory");
 }

@@ -50,11 +50,13 @@ template <class T>
   return (Vector<T>)_mm256_shuffle_epi8((__m256i)vector, swap);
 }
 
-// One group from each address.
+// One group from each address. Where the compiler knows how far apart they are, one load may do.
 [[gnu::always_inline]] inline Vector<ub1> load_groups(const ub1 *low, const ub1 *high) {
   const auto group = [](const ub1 *address) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(address)); };
-  if (low == high) return (Vector<ub1>)_mm256_broadcastsi128_si256(group(low));
-  if (low + group_bytes == high) return load<ub1>(low);
+  if (__builtin_constant_p(high - low)) {
+    if (high == low) return (Vector<ub1>)_mm256_broadcastsi128_si256(group(low));
+    if (high == low + group_bytes) return load<ub1>(low);
+  }
   return (Vector<ub1>)_mm256_inserti128_si256(_mm256_castsi128_si256(group(low)), group(high), 1);
 }
 

@@ -20,6 +20,8 @@ from dataclasses import dataclass
 
 SCAN, BITVEC, ITERATORS = "scan/dict_byte_aligned.cpp", "bitvec/algebra.cpp", "bitvec/iterators.cpp"
 FRAME, PACKED = "scan/predicate.cpp", "scan/dict_packed_halves.cpp"
+FIXED, TRAILING_ZERO, DYNAMIC_PACKED = "scan/fixed.cpp", "scan/trailing_zero.cpp", "scan/dynamic_packed.cpp"
+BURST, SET, MINMAX = "scan/burst_rle.cpp", "decode/set.cpp", "decode/minmax.cpp"
 
 
 @dataclass
@@ -54,8 +56,42 @@ FAULTS = [
           "(ub8{1} << bits) - (lane == 5 ? 2 : 1)) << shift)", PACKED, "predicate_test"),
     Fault("a shuffle one byte off at one width", "scan/packed.h", "static_cast<ub1>(last - byte",
           "static_cast<ub1>((bits == 12 && lane == 1) + last - byte", PACKED, "predicate_test"),
-    Fault("the filter not applied", "scan/predicate.cpp", "if (src->filter_bv != nullptr) mipo_lbiwvand_dydi(output",
-          "if (false) mipo_lbiwvand_dydi(output", FRAME, "predicate_test"),
+    Fault("the filter not applied", "scan/predicate.cpp", "mipo_lbiwvand_dydi(output.bits, &count, output.bits, src->filter_bv",
+          "mipo_lbiwvand_dydi(output.bits, &count, output.bits, output.bits", FRAME, "predicate_test"),
+    Fault("rows of narrow values stepped by their lane", "scan/fixed.h", "base_ + row * bytes));",
+          "base_ + row * sizeof(Lane)));", FIXED, "predicate_test"),
+    Fault("a constant of values read as a native number", "scan/fixed.h",
+          "read_big_endian_bytes<bytes>(static_cast<const ub1 *>(konst->data))", "simd::read_native<Lane>(konst->data)", FIXED,
+          "predicate_test"),
+    Fault("zero counts read from the low bits up", "scan/trailing_zero.cpp", "2 * (3 - row % 4)", "2 * (row % 4)",
+          TRAILING_ZERO, "predicate_test"),
+    Fault("the one count of all rows read as an array", "scan/trailing_zero.cpp", "row_mask_(3), step_(0)",
+          "row_mask_(3), step_(block_bytes)", TRAILING_ZERO, "predicate_test"),
+    Fault("fields of a half byte in the wrong order", "scan/field_set.h", "(rows - 1 - row)", "row", TRAILING_ZERO,
+          "predicate_test"),
+    Fault("an end of a range of pairs without its field", "scan/paired.h", "(to_high & fields_in(high_fields_))", "to_high",
+          TRAILING_ZERO, "predicate_test"),
+    Fault("one entry off in a length table", "scan/dynamic_packed.h", "Control::valid(control) ? sum : 16",
+          "Control::valid(control) ? sum + (control == 0x5a) : 16", DYNAMIC_PACKED, "predicate_test"),
+    Fault("one selector off in a shuffle table", "scan/dynamic_packed.h", "stored ? start + byte : 0x80",
+          "stored ? start + byte + (control == 0x6d && byte == 1) : 0x80", DYNAMIC_PACKED, "predicate_test"),
+    Fault("a skip over control bytes that forgets their values", "scan/dynamic_packed.h",
+          "sizeof(ub8) * Control::values + sum_of_fields(controls)", "sizeof(ub8) + sum_of_fields(controls)", DYNAMIC_PACKED,
+          "predicate_test"),
+    Fault("a run counted twice", "scan/burst_rle.cpp", "total += rows;", "total += rows + (rows == 64 ? rows : 0);", BURST,
+          "burst_rle_test"),
+    Fault("the last partial word not cleared", "scan/burst_rle.cpp", "(ub8{res->nrows} + 63) / 64", "ub8{res->nrows} / 64",
+          BURST, "burst_rle_test"),
+    Fault("a filter applied to a set", "decode/set.cpp", "{MIPO_DONE_SET, false}", "{MIPO_DONE_SET, true}", SET,
+          "predicate_test"),
+    Fault("a code missing in a small set", "decode/set.cpp", "upper * 16 < codes", "upper * 16 + 16 < codes", SET,
+          "predicate_test"),
+    Fault("null rows counted as the least code", "decode/minmax.h", "if (null_aware && code == 0) return;", "", MINMAX,
+          "minmax_test"),
+    Fault("extremes taken from behind the row that settles them", "decode/minmax.h", "stretch_end * block_rows);",
+          "stretch_end * block_rows);\n      extremes = with_stretch;", MINMAX, "minmax_test"),
+    Fault("a walk over runs not continued where it was left", "decode/minmax.h",
+          "ctx->next_row == 0 || ctx->run_end == 0", "ctx->next_row == 0 || ctx->run_end != 0", MINMAX, "minmax_test"),
     Fault("a missing mask behind the limit", "bitvec/iterator.h", "left)) & low_bits(left)", "left))", ITERATORS,
           "iterator_test"),
     Fault("a word read behind the vector", "bitvec/iterator.h", "it.word_base >= it.bit_limit",
