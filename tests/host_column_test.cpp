@@ -5,6 +5,7 @@
 #include <numeric>
 #include <vector>
 
+#include "host_reversal.h"
 #include "mipo/host/column.h"
 #include "mipo/host/context.h"
 
@@ -22,14 +23,13 @@ TEST(Column, TakesTheNarrowestWidth) {
     ub8 values;
     bool has_null;
     int bits;
-  } cases[] = {{0, false, 8},      {0, true, 8},      {1, false, 8},     {255, true, 8},
-               {256, false, 8},    {256, true, 16},   {257, false, 16},  {65535, true, 16},
-               {65536, false, 16}, {65536, true, 32}, {65537, false, 32}};
+  } cases[] = {{0, false, 1},  {0, true, 1},      {2, false, 1},        {2, true, 2},        {255, true, 8},
+               {256, true, 9}, {65536, true, 17}, {1 << 20, false, 20}, {1 << 20, true, 24}, {1 << 24, true, 32}};
   for (const auto &c : cases) {
     Dictionary dictionary = numbers_up_to(c.values, c.has_null);
     const auto last = static_cast<ub4>(dictionary.code_count() - (dictionary.code_count() != 0 ? 1 : 0));
     const std::vector<ub4> codes(c.values != 0 ? 3 : 0, last);
-    const DictionaryColumn column(codes, std::move(dictionary));
+    const EncodedColumn column(codes, std::move(dictionary), {Encoding{}, {}});
     EXPECT_EQ(column.bits(), c.bits) << c.values;
     for (ub4 row = 0; row < column.rows(); ++row) EXPECT_EQ(column.code(row), last);
   }
@@ -38,7 +38,7 @@ TEST(Column, TakesTheNarrowestWidth) {
 TEST(Column, StoresCodesHighByteFirst) {
   const std::vector<ub4> codes = {0, 0x12, 0xfe};
   for (const int bits : {8, 16, 32, 64}) {
-    const DictionaryColumn column(codes, numbers_up_to(0xff), {bits, {}});
+    const EncodedColumn column(codes, numbers_up_to(0xff), {Encoding{ValueForm::dictionary, bits}, {}});
     const mipo_vec &vec = column.vec();
     const auto *bytes = static_cast<const ub1 *>(vec.data);
     for (std::size_t row = 0; row < codes.size(); ++row) {
@@ -58,34 +58,18 @@ TEST(Column, StoresCodesHighByteFirst) {
 
 TEST(Column, RefusesCodesThatDoNotFit) {
   const std::vector<ub4> outside = {0, 5};
-  EXPECT_THROW(DictionaryColumn(outside, numbers_up_to(5)), ArgumentError);
+  EXPECT_THROW(EncodedColumn(outside, numbers_up_to(5)), ArgumentError);
   const std::vector<ub4> inside = {0, 4};
-  EXPECT_THROW(DictionaryColumn(inside, numbers_up_to(300), {8, {}}), ArgumentError);
-  EXPECT_THROW(DictionaryColumn(inside, numbers_up_to(5), {12, {}}), ArgumentError);
+  EXPECT_THROW(EncodedColumn(inside, numbers_up_to(300), {Encoding{ValueForm::dictionary, 8}, {}}), EncodingError);
+  EXPECT_THROW(EncodedColumn(inside, numbers_up_to(5), {Encoding{ValueForm::dictionary, 21}, {}}), EncodingError);
 }
 
-// A stream that is the bytes themselves, in reverse: enough to see whether and when it is decompressed.
-std::vector<std::byte> reversed(std::span<const std::byte> bytes) {
-  return {bytes.rbegin(), bytes.rend()};
+ColumnOptions options_for(int bits, bool compressed) {
+  return {Encoding{ValueForm::dictionary, bits, RunForm::none, compressed}, reversed};
 }
-
-struct ReversingDecompressor : mipo_decompressor {
-  ReversingDecompressor() : mipo_decompressor{run} {}
-  static ub4 run(mipo_decompressor *self, const void *source, void *destination, ub4 *out_length, ub4 size) {
-    auto &counting = *static_cast<ReversingDecompressor *>(self);
-    ++counting.runs;
-    if (counting.fails) return 7;
-    for (ub4 i = 0; i < size; ++i)
-      static_cast<std::byte *>(destination)[i] = static_cast<const std::byte *>(source)[size - 1 - i];
-    *out_length = size;
-    return 0;
-  }
-  int runs = 0;
-  bool fails = false;
-};
 
 // Rows with a code from lo to hi, by the kernel for the column's width.
-std::vector<ub4> rows_between(const Library &library, CallContext &context, const DictionaryColumn &column, ub8 lo,
+std::vector<ub4> rows_between(const Library &library, CallContext &context, const EncodedColumn &column, ub8 lo,
                               ub8 hi) {
   Result result(column.rows());
   const Constant low(lo);
@@ -116,7 +100,7 @@ TEST(Column, PredicatesGiveTheSameRowsInEveryForm) {
   for (const int bits : {8, 16, 32, 64})
     for (const bool compressed : {false, true}) {
       ReversingDecompressor decompressor;
-      const DictionaryColumn column(codes, numbers_up_to(251), {bits, compressed ? reversed : Compressor()});
+      const EncodedColumn column(codes, numbers_up_to(251), options_for(bits, compressed));
       {
         CallContext context(library, &decompressor);
         EXPECT_EQ(rows_between(library, context, column, 100, 150), expected) << bits << " bits";
@@ -145,7 +129,7 @@ TEST(Context, SelectsTheWayOfEvaluation) {
   ReversingDecompressor decompressor;
   const BitVector ones(100, true);
   for (const bool selective : {false, true}) {
-    const DictionaryColumn column(std::vector<ub4>(100, 3), numbers_up_to(5), {16, reversed});
+    const EncodedColumn column(std::vector<ub4>(100, 3), numbers_up_to(5), options_for(16, true));
     CallContext context(library, &decompressor);
     context.select(ones, selective);
     EXPECT_EQ(rows_between(library, context, column, 1, 3).size(), 100u);
@@ -158,7 +142,7 @@ TEST(Context, CollectsWhatKernelsReport) {
   const Library library = Library::open();
   ReversingDecompressor decompressor;
   decompressor.fails = true;
-  const DictionaryColumn column(std::vector<ub4>(100, 3), numbers_up_to(5), {16, reversed});
+  const EncodedColumn column(std::vector<ub4>(100, 3), numbers_up_to(5), options_for(16, true));
   CallContext context(library, &decompressor);
   EXPECT_NO_THROW(context.throw_if_reported());
   rows_between(library, context, column, 1, 2);
@@ -201,7 +185,7 @@ TEST(Context, ExceptionsPassThroughKernels) {
     bool thrown = false;
   } decompressor;
   const std::vector<ub4> codes = {4, 1, 2, 4};
-  DictionaryColumn column(codes, numbers_up_to(5), {0, reversed});
+  EncodedColumn column(codes, numbers_up_to(5), options_for(0, true));
   CallContext context(library, &decompressor);
   EXPECT_THROW(rows_between(library, context, column, 1, 2), CompressionError);
   column.drop_decompressed();
@@ -213,9 +197,9 @@ TEST(Constant, PointsToItsOwnCell) {
   const Constant b = a;
   EXPECT_NE(a.vec().data, b.vec().data);
   EXPECT_EQ(*static_cast<const ub8 *>(b.vec().data), 7u);
-  a = Constant(0xffffffffffffffff);
+  a = Constant(0xffffffffffffffff, 3, nullptr);
   EXPECT_EQ(*static_cast<const ub8 *>(a.vec().data), 0xffffffffffffffff);
-  EXPECT_EQ(b.value(), 7u);
+  EXPECT_EQ(*static_cast<const ub1 *>(a.vec().lens), 3);
 }
 
 } // namespace

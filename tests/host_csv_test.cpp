@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mipo/host/csv.h"
+#include "mipo/host/zstd_decompressor.h"
 
 namespace mipo::host {
 namespace {
@@ -44,9 +45,8 @@ protected:
     for (ub4 row = 0; row < table.row_count; ++row)
       for (std::size_t i = 0; i < table.columns.size(); ++i) {
         const Column &column = table.columns[i];
-        const ub8 code = column.data.code(row);
         out += i == 0 ? "/" : "|";
-        out += column.dictionary().is_null(code) ? "~" : column.dictionary().value(code);
+        if (!column.data.append_value(out, row)) out += "~";
       }
     return out;
   }
@@ -92,11 +92,40 @@ TEST_F(Csv, TypesCanBeGiven) {
   options.table_name = "places";
   const Table table = read_csv(write("some.file.csv", "zip;n\n00501;1\n501;01\n"), options);
   EXPECT_EQ(content(table), "zip|n/501|1/501|01");
-  EXPECT_EQ(table.find("zip")->dictionary().value_count(), 1u);
+  EXPECT_EQ(table.find("zip")->domain().value_count(), 1u);
   EXPECT_EQ(table.find("n")->type().kind, ValueKind::text);
   EXPECT_EQ(table.find("N"), nullptr);
   EXPECT_EQ(table.name, "places");
   EXPECT_EQ(read_csv(folder_ / "some.file.csv").name, "some");
+}
+
+TEST_F(Csv, EncodingsCanBeGiven) {
+  const char *const bytes = "day,n\n2001-01-05,7\n2001-01-05,\n2001-01-06,-300\n";
+  const struct {
+    const char *day, *n;
+    const char *outcome;
+  } cases[] = {{"dict:8+runs", "dynp", "day|n/2001-01-05|7/2001-01-05|~/2001-01-06|-300"},
+               {"fixed:32", "fixed+starts+zstd", "day|n/2001-01-05|7/2001-01-05|~/2001-01-06|-300"},
+               {"fixed:8", "dict",
+                "t.csv: column 1 (day): cannot be stored as fixed:8: the numbers of this column take "
+                "16 bits, not 8"}};
+  ZstdDecompressor decompressor;
+  for (const auto &[day, n, expected] : cases) {
+    CsvOptions options;
+    options.encodings = {{"day", parse_encoding(day)}, {"n", parse_encoding(n)}};
+    try {
+      const Table table = read_csv(write("t.csv", bytes), options);
+      for (const Column &column : table.columns) column.data.decompress(decompressor);
+      EXPECT_EQ(content(table), expected);
+      EXPECT_EQ(table.columns[0].text_bytes, 30u);
+      EXPECT_EQ(table.columns[1].text_bytes, 5u);
+    } catch (const CsvError &error) {
+      EXPECT_NE(std::string(error.what()).find(expected), std::string::npos) << error.what();
+    }
+  }
+  CsvOptions unknown;
+  unknown.encodings = {{"m", Encoding{}}};
+  EXPECT_EQ(outcome(bytes, unknown), "t.csv: an encoding is given for column 'm', but the columns are day, n");
 }
 
 TEST_F(Csv, SaysWhereAFileIsWrong) {
@@ -195,11 +224,9 @@ TEST_F(Csv, LargeFilesReadTheSameCompressedOrNot) {
     EXPECT_GT(calls, 5u);
     ASSERT_EQ(table.row_count, rows);
     for (ub4 row = 0; row < rows; row += 997) {
-      EXPECT_EQ(table.columns[0].dictionary().number(table.columns[0].data.code(row)), row);
-      EXPECT_EQ(table.columns[1].dictionary().value(table.columns[1].data.code(row)),
-                "text " + std::to_string(row % 1000));
-      EXPECT_EQ(table.columns[2].dictionary().value(table.columns[2].data.code(row)),
-                "line\r\n" + std::to_string(row % 3));
+      EXPECT_EQ(table.columns[0].domain().number(table.columns[0].data.code(row)), row);
+      EXPECT_EQ(table.columns[1].domain().value(table.columns[1].data.code(row)), "text " + std::to_string(row % 1000));
+      EXPECT_EQ(table.columns[2].domain().value(table.columns[2].data.code(row)), "line\r\n" + std::to_string(row % 3));
     }
   }
   std::string bad = text + "1,2\n";

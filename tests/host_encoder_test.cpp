@@ -18,11 +18,11 @@ ColumnEncoder encoder_of(const std::vector<std::string> &fields) {
 }
 
 // The rows as texts; a row without value is "-".
-std::vector<std::string> values_of(const DictionaryColumn &column) {
+std::vector<std::string> values_of(const EncodedColumn &column) {
   std::vector<std::string> values;
   for (ub4 row = 0; row < column.rows(); ++row) {
-    const ub8 code = column.code(row);
-    values.push_back(column.dictionary().is_null(code) ? "-" : column.dictionary().value(code));
+    std::string value;
+    values.push_back(column.append_value(value, row) ? value : "-");
   }
   return values;
 }
@@ -53,7 +53,7 @@ TEST(Encoder, InfersTheNarrowestTypeThatLosesNothing) {
   };
   for (const auto &c : cases) {
     ColumnEncoder encoder = encoder_of(c.fields);
-    const DictionaryColumn column = encoder.finish(encoder.inferred_kind());
+    const EncodedColumn column = encoder.finish(encoder.inferred_kind());
     EXPECT_EQ(type_name(column.type()), c.type) << testing::PrintToString(c.fields);
     EXPECT_EQ(values_of(column), c.values);
     EXPECT_EQ(encoder.rows(), 0u) << "empty after finish()";
@@ -61,10 +61,11 @@ TEST(Encoder, InfersTheNarrowestTypeThatLosesNothing) {
 }
 
 TEST(Encoder, CodesFollowTheOrderOfValues) {
-  const DictionaryColumn numbers = encoder_of({"10", "9", "", "-3", "9.0"}).finish(ValueKind::decimal);
+  const ColumnOptions in_dictionary{Encoding{}, {}};
+  const EncodedColumn numbers = encoder_of({"10", "9", "", "-3", "9.0"}).finish(ValueKind::decimal, in_dictionary);
   const std::vector<ub8> expected = {3, 2, 0, 1, 2};
   for (ub4 row = 0; row < numbers.rows(); ++row) EXPECT_EQ(numbers.code(row), expected[row]);
-  const DictionaryColumn texts = encoder_of({"10", "9", "", "-3", "9.0"}).finish(ValueKind::text);
+  const EncodedColumn texts = encoder_of({"10", "9", "", "-3", "9.0"}).finish(ValueKind::text);
   const std::vector<ub8> expected_texts = {2, 3, 0, 1, 4};
   for (ub4 row = 0; row < texts.rows(); ++row) EXPECT_EQ(texts.code(row), expected_texts[row]);
 }
@@ -84,7 +85,7 @@ TEST(Encoder, KeepsSimilarTextsApart) {
   for (int i = 0; i < 5000; ++i) texts.insert("key " + std::to_string(i));
   std::vector<std::string> rows(texts.begin(), texts.end());
   rows.insert(rows.end(), texts.rbegin(), texts.rend());
-  const DictionaryColumn column = encoder_of(rows).finish(ValueKind::text);
+  const EncodedColumn column = encoder_of(rows).finish(ValueKind::text);
   EXPECT_EQ(column.dictionary().value_count(), texts.size());
   EXPECT_EQ(values_of(column), rows);
 }

@@ -16,9 +16,11 @@ add_dependencies(host_open_test host_wrong_record)
 
 add_executable(host_kit_test
   host_bit_vector_test.cpp
+  host_column_decoder.cpp
   host_column_test.cpp
   host_dictionary_test.cpp
   host_encoder_test.cpp
+  host_encoding_test.cpp
   host_values_test.cpp)
 if(MIPO_BUILD_TOOLS)
   target_sources(host_kit_test PRIVATE host_csv_test.cpp host_zstd_test.cpp)

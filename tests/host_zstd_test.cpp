@@ -52,7 +52,8 @@ TEST(Zstd, RefusesDamageAndWrongSizes) {
 TEST(Zstd, ColumnIsSmallerAndDecompressedOnFirstUse) {
   const Library library = Library::open();
   const std::vector<ub4> codes(10000, 1);
-  const DictionaryColumn column(codes, Dictionary({ValueKind::integer}, {10, 20}, false), {0, zstd_compress});
+  const EncodedColumn column(codes, Dictionary({ValueKind::integer}, {10, 20}, false),
+                             {parse_encoding("dict+zstd"), zstd_compress});
   EXPECT_LT(column.stored_bytes(), 100u);
   EXPECT_FALSE(column.is_decompressed());
   ZstdDecompressor decompressor;

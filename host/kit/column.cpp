@@ -6,163 +6,251 @@
 #include <string>
 
 #include "mipo/host/context.h"
+#include "mipo/host/encoding_choice.h"
 #include "mipo/host/errors.h"
+#include "run_table.h"
+#include "value_format.h"
 
 namespace mipo::host {
 namespace {
 
-int narrowest_width(ub8 code_count) {
-  for (const int bits : {8, 16, 32})
-    if (code_count <= ub8{1} << bits) return bits;
-  return 64;
-}
-
-template <class Code>
-Code big_endian(ub4 code) {
-  if constexpr (sizeof(Code) == 1) return static_cast<Code>(code);
-  if constexpr (sizeof(Code) == 2) return __builtin_bswap16(static_cast<Code>(code));
-  if constexpr (sizeof(Code) == 4) return __builtin_bswap32(code);
-  if constexpr (sizeof(Code) == 8) return __builtin_bswap64(code);
-}
-
-template <class Code>
-AlignedBuffer store_as(std::span<const ub4> codes) {
-  AlignedBuffer buffer(codes.size() * sizeof(Code));
-  auto *const out = reinterpret_cast<Code *>(buffer.data());
-  for (std::size_t i = 0; i < codes.size(); ++i) out[i] = big_endian<Code>(codes[i]);
-  return buffer;
-}
-
-AlignedBuffer store(std::span<const ub4> codes, int bits) {
-  switch (bits) {
-  case 8:
-    return store_as<ub1>(codes);
-  case 16:
-    return store_as<ub2>(codes);
-  case 32:
-    return store_as<ub4>(codes);
-  default:
-    return store_as<ub8>(codes);
-  }
-}
-
 // A dictionary without symbols in the form that decoders read: they refuse the column.
 constexpr ub4 no_symbols = 2;
 
+void check_codes(std::span<const ub4> codes, ub8 code_count) {
+  if (code_count > std::numeric_limits<ub4>::max()) throw ArgumentError("a dictionary of more than 2^32 - 1 codes");
+  if (codes.size() > std::numeric_limits<ub4>::max()) throw ArgumentError("a column of more than 2^32 - 1 rows");
+  if (!codes.empty() && std::ranges::max(codes) >= code_count)
+    throw ArgumentError("code " + std::to_string(std::ranges::max(codes)) + " is not in the dictionary of " +
+                        std::to_string(code_count) + " codes");
+}
+
+Encoding encoding_for(std::span<const ub4> codes, const Dictionary &dictionary, const ColumnOptions &options) {
+  Encoding encoding = options.encoding ? *options.encoding : choose_encoding(codes, dictionary);
+  if (!options.encoding) encoding.compressed = static_cast<bool>(options.compressor);
+  if (encoding.compressed && !options.compressor) throw EncodingError("there is nothing to compress the column with");
+  return encoding;
+}
+
 } // namespace
 
-struct DictionaryColumn::Storage {
-  explicit Storage(Dictionary values) : dictionary(std::move(values)) {}
+struct EncodedColumn::Storage {
+  Storage(std::span<const ub4> codes, Dictionary &&dictionary, const ColumnOptions &options)
+      : encoding(encoding_for(codes, dictionary, options)), format(encoding, dictionary) {
+    if (encoding.runs != RunForm::none) runs = RunTable(codes, encoding.runs);
+    const std::span<const ub4> ranks = encoding.runs != RunForm::none ? runs.values() : codes;
+    encoding.bits = format.encoding_bits();
+    if (dictionary.has_null()) nulls = static_cast<ub4>(std::ranges::count(codes, ub4{0}));
+    if (format.holds_numbers())
+      store_numbers(ranks, dictionary);
+    else
+      store_codes(ranks, std::move(dictionary));
+    runs.drop_values();
+    vec.nrows = static_cast<ub4>(codes.size());
+    vec.lens = streams.lengths.data();
+    vec.enc_ctx = &enc_ctx;
+    describe_values();
+    if (encoding.runs != RunForm::none) describe_runs();
+    if (encoding.compressed) compress(options.compressor);
+    vec.data = streams.values.data();
+  }
 
-  Dictionary dictionary;
-  AlignedBuffer bytes; // the codes, or the compressed stream
+  void store_codes(std::span<const ub4> ranks, Dictionary &&dictionary) {
+    streams = format.store({ranks, {}});
+    auto kept = std::make_unique<Dictionary>(std::move(dictionary));
+    symbols = kept.get();
+    domain = std::move(kept);
+  }
+
+  void store_numbers(std::span<const ub4> ranks, const Dictionary &dictionary) {
+    auto range = std::make_unique<NumberRange>(format.number_range(dictionary));
+    const std::vector<ub8> codes = range->codes_of_ranks(dictionary);
+    streams = format.store({ranks, codes});
+    domain = std::move(range);
+    if (nulls == 0) return;
+    validity = BitVector(ranks.size());
+    for (std::size_t i = 0; i < ranks.size(); ++i)
+      if (ranks[i] != 0) validity.set(i);
+    vec.filter_bv = validity.words();
+  }
+
+  void describe_values() {
+    enc_ctx.flags = format.flags();
+    enc_ctx.bits = static_cast<ub4>(format.stored_bits());
+    enc_ctx.width_index = static_cast<ub1>(mipo_convert_width(format.kernel_bits()));
+    if (symbols == nullptr) return;
+    enc_ctx.decode_form = static_cast<ub1>(enc_ctx.width_index * 4 + MIPO_FAMILY_DICT);
+    enc_ctx.sym_count = static_cast<ub4>(symbols->code_count());
+    enc_ctx.sym_varlen = no_symbols;
+    if (symbols->type().kind != ValueKind::text) return;
+    enc_ctx.sym_varlen = 1;
+    enc_ctx.sym_base = reinterpret_cast<ub8>(symbols->symbol_bytes().data());
+    enc_ctx.sym_offs = symbols->symbol_offsets().data();
+  }
+
+  void describe_runs() {
+    enc_ctx.flags |= MIPO_RLE;
+    runs.describe(enc_ctx);
+    run_bits = BitVector(runs.run_count());
+    enc_ctx.run_bv = run_bits.words();
+    enc_ctx.burst = CallContext::burst;
+  }
+
+  void compress(const Compressor &compressor) {
+    const std::size_t size = streams.values.size() + format.slack();
+    if (size > std::numeric_limits<ub4>::max()) throw EncodingError("a compressed column has at most 4 GiB of values");
+    const std::vector<std::byte> stream = compressor({streams.values.data(), size});
+    streams.values = AlignedBuffer(stream.size());
+    if (!stream.empty()) std::memcpy(streams.values.data(), stream.data(), stream.size());
+    enc_ctx.flags |= MIPO_BREP;
+    vec.decomp_size = static_cast<ub4>(size);
+    vec.decomp_slot = &decompressed;
+    vec.decomp_hint = reinterpret_cast<ub8>(&kernel_memory);
+  }
+
+  // The place of a row in the stream.
+  ub4 place_of(ub4 row) const noexcept { return encoding.runs != RunForm::none ? runs.run_of(row) : row; }
+  ub8 code_at(ub4 place) const noexcept {
+    return format.code(streams, encoding.compressed ? decompressed : vec.data, place);
+  }
+  bool is_value(ub4 place) const noexcept {
+    return symbols != nullptr ? !symbols->is_null(code_at(place)) : nulls == 0 || validity.test(place);
+  }
+
+  Encoding encoding;
+  ValueFormat format;
+  std::unique_ptr<Domain> domain;
+  const Dictionary *symbols = nullptr; // the domain, if it is a dictionary
+  ub4 nulls = 0;
+  RunTable runs;
+  BitVector run_bits;
+  ValueStreams streams; // of a compressed column, `values` is the compressed stream
+  BitVector validity;
   KernelMemory kernel_memory;
   void *decompressed = nullptr; // the cell of `decomp_slot`
   mipo_enc_ctx enc_ctx{};
   mipo_vec vec{};
 };
 
-DictionaryColumn::DictionaryColumn(std::span<const ub4> codes, Dictionary dictionary, const ColumnOptions &options)
-    : storage_(std::make_unique<Storage>(std::move(dictionary))) {
-  const Dictionary &values = storage_->dictionary;
-  const int width = options.bits != 0 ? options.bits : narrowest_width(values.code_count());
-  if (width != 8 && width != 16 && width != 32 && width != 64)
-    throw ArgumentError("codes of " + std::to_string(width) + " bits: the widths are 8, 16, 32 and 64");
-  if (width < narrowest_width(values.code_count()))
-    throw ArgumentError("a dictionary of " + std::to_string(values.code_count()) + " codes needs more than " +
-                        std::to_string(width) + " bits");
-  if (values.code_count() > std::numeric_limits<ub4>::max())
-    throw ArgumentError("a dictionary of more than 2^32 - 1 codes");
-  if (codes.size() > std::numeric_limits<ub4>::max()) throw ArgumentError("a column of more than 2^32 - 1 rows");
-  if (!codes.empty() && std::ranges::max(codes) >= values.code_count())
-    throw ArgumentError("code " + std::to_string(std::ranges::max(codes)) + " is not in the dictionary of " +
-                        std::to_string(values.code_count()) + " codes");
-
-  mipo_enc_ctx &enc_ctx = storage_->enc_ctx;
-  enc_ctx.bits = static_cast<ub4>(width);
-  enc_ctx.width_index = static_cast<ub1>(mipo_convert_width(width));
-  enc_ctx.decode_form = static_cast<ub1>(enc_ctx.width_index * 4 + MIPO_FAMILY_DICT);
-  enc_ctx.flags = width <= 32 ? MIPO_PACKED : 0; // whole bytes, high byte first, are packed high bit first too
-  enc_ctx.sym_count = static_cast<ub4>(values.code_count());
-  enc_ctx.sym_varlen = no_symbols;
-  if (values.type().kind == ValueKind::text) {
-    enc_ctx.sym_varlen = 1;
-    enc_ctx.sym_base = reinterpret_cast<ub8>(values.symbol_bytes().data());
-    enc_ctx.sym_offs = values.symbol_offsets().data();
-  }
-
-  mipo_vec &vec = storage_->vec;
-  storage_->bytes = store(codes, width);
-  if (options.compressor) {
-    if (storage_->bytes.size() > std::numeric_limits<ub4>::max())
-      throw ArgumentError("a compressed column has at most 4 GiB of codes");
-    vec.decomp_size = static_cast<ub4>(storage_->bytes.size());
-    vec.decomp_slot = &storage_->decompressed;
-    vec.decomp_hint = reinterpret_cast<ub8>(&storage_->kernel_memory);
-    enc_ctx.flags |= MIPO_BREP;
-    const std::vector<std::byte> stream = options.compressor(storage_->bytes.bytes());
-    storage_->bytes = AlignedBuffer(stream.size());
-    if (!stream.empty()) std::memcpy(storage_->bytes.data(), stream.data(), stream.size());
-  }
-  vec.data = storage_->bytes.data();
-  vec.enc_ctx = &enc_ctx;
-  vec.nrows = static_cast<ub4>(codes.size());
+EncodedColumn::EncodedColumn(std::span<const ub4> codes, Dictionary dictionary, const ColumnOptions &options) {
+  check_codes(codes, dictionary.code_count());
+  storage_ = std::make_unique<Storage>(codes, std::move(dictionary), options);
 }
 
-DictionaryColumn::DictionaryColumn(DictionaryColumn &&) noexcept = default;
-DictionaryColumn &DictionaryColumn::operator=(DictionaryColumn &&) noexcept = default;
-DictionaryColumn::~DictionaryColumn() = default;
+EncodedColumn::EncodedColumn(EncodedColumn &&) noexcept = default;
+EncodedColumn &EncodedColumn::operator=(EncodedColumn &&) noexcept = default;
+EncodedColumn::~EncodedColumn() = default;
 
-const mipo_vec &DictionaryColumn::vec() const noexcept {
+const mipo_vec &EncodedColumn::vec() const noexcept {
   return storage_->vec;
 }
 
-const Dictionary &DictionaryColumn::dictionary() const noexcept {
-  return storage_->dictionary;
+const Encoding &EncodedColumn::encoding() const noexcept {
+  return storage_->encoding;
 }
 
-ub4 DictionaryColumn::rows() const noexcept {
+const Domain &EncodedColumn::domain() const noexcept {
+  return *storage_->domain;
+}
+
+bool EncodedColumn::has_dictionary() const noexcept {
+  return storage_->symbols != nullptr;
+}
+
+const Dictionary &EncodedColumn::dictionary() const {
+  if (!has_dictionary()) throw ArgumentError("a column stored as " + encoding_text(encoding()) + " has no dictionary");
+  return *storage_->symbols;
+}
+
+ub4 EncodedColumn::rows() const noexcept {
   return storage_->vec.nrows;
 }
 
-int DictionaryColumn::bits() const noexcept {
-  return static_cast<int>(storage_->enc_ctx.bits);
+ub4 EncodedColumn::rows_without_value() const noexcept {
+  return storage_->nulls;
 }
 
-std::size_t DictionaryColumn::stored_bytes() const noexcept {
-  return storage_->bytes.size();
+int EncodedColumn::bits() const noexcept {
+  return storage_->format.stored_bits();
 }
 
-bool DictionaryColumn::is_compressed() const noexcept {
-  return (storage_->enc_ctx.flags & MIPO_BREP) != 0;
+ub4 EncodedColumn::stored_values() const noexcept {
+  return has_runs() ? storage_->runs.run_count() : rows();
 }
 
-bool DictionaryColumn::is_decompressed() const noexcept {
+StoredSize EncodedColumn::stored_size() const noexcept {
+  StoredSize size;
+  size.values = storage_->streams.values.size();
+  size.lengths = storage_->streams.lengths.size();
+  size.runs = storage_->runs.bytes();
+  size.validity = (storage_->validity.size() + 7) / 8;
+  size.dictionary = has_dictionary() ? storage_->symbols->stored_bytes() : 0;
+  return size;
+}
+
+bool EncodedColumn::is_decompressed() const noexcept {
   return storage_->decompressed != nullptr;
 }
 
-void DictionaryColumn::drop_decompressed() noexcept {
+void EncodedColumn::decompress(mipo_decompressor &decompressor) const {
+  if (!is_compressed() || is_decompressed()) return;
+  const mipo_vec &vec = storage_->vec;
+  AlignedBuffer copy(vec.decomp_size);
+  ub4 length = 0;
+  if (decompressor.decompress(&decompressor, vec.data, copy.data(), &length, vec.decomp_size) != 0)
+    throw CompressionError("a compressed column cannot be decompressed");
+  storage_->decompressed = storage_->kernel_memory.keep(std::move(copy));
+}
+
+void EncodedColumn::drop_decompressed() noexcept {
   storage_->decompressed = nullptr;
   storage_->kernel_memory.release();
 }
 
-ub8 DictionaryColumn::code(ub4 row) const noexcept {
-  const void *base = is_compressed() ? storage_->decompressed : storage_->vec.data;
-  switch (bits()) {
-  case 8:
-    return static_cast<const ub1 *>(base)[row];
-  case 16:
-    return __builtin_bswap16(static_cast<const ub2 *>(base)[row]);
-  case 32:
-    return __builtin_bswap32(static_cast<const ub4 *>(base)[row]);
-  default:
-    return __builtin_bswap64(static_cast<const ub8 *>(base)[row]);
-  }
+ub8 EncodedColumn::code(ub4 row) const noexcept {
+  return storage_->code_at(storage_->place_of(row));
 }
 
-Constant::Constant(ub8 value) noexcept : value_(value) {
-  vec_.data = &value_;
+bool EncodedColumn::has_value(ub4 row) const noexcept {
+  return storage_->is_value(storage_->place_of(row));
+}
+
+bool EncodedColumn::append_value(std::string &out, ub4 row) const {
+  const ub4 place = storage_->place_of(row);
+  if (!storage_->is_value(place)) return false;
+  domain().append_value(out, storage_->code_at(place));
+  return true;
+}
+
+const BitVector *EncodedColumn::validity() const noexcept {
+  return storage_->vec.filter_bv != nullptr ? &storage_->validity : nullptr;
+}
+
+ub4 EncodedColumn::key(mipo_operation operation) const noexcept {
+  const bool has_variants = operation <= MIPO_OP_GE_LE || operation == MIPO_OP_MINMAX;
+  return key(operation, has_variants ? storage_->format.variant(domain().has_null()) : MIPO_VARIANT_PLAIN);
+}
+
+ub4 EncodedColumn::key(mipo_operation operation, mipo_variant variant) const noexcept {
+  return column_key(operation, storage_->format.family(), storage_->format.kernel_bits(), variant);
+}
+
+Constant EncodedColumn::constant(ub8 code) const noexcept {
+  return storage_->format.constant(code, &storage_->enc_ctx);
+}
+
+Constant::Constant(ub8 cell, ub1 count, mipo_enc_ctx *enc_ctx) noexcept : cell_(cell), count_(count) {
+  vec_.data = &cell_;
+  vec_.lens = &count_;
+  vec_.enc_ctx = enc_ctx;
   vec_.nrows = 1;
+}
+
+Constant &Constant::operator=(const Constant &other) noexcept {
+  cell_ = other.cell_;
+  count_ = other.count_;
+  vec_.enc_ctx = other.vec_.enc_ctx;
+  return *this;
 }
 
 Result::Result(ub4 rows) : bits_(rows) {

@@ -158,6 +158,7 @@ struct ColumnEncoder::State {
   Slot last{}; // of the last field: files are often sorted by a column
   bool has_null = false;
   bool has_line_ends = false;
+  ub8 text_bytes = 0; // of all fields
 
   std::string_view text(ub4 code) const { return {bytes.data() + entries[code].offset, entries[code].length}; }
   ub4 distinct() const { return static_cast<ub4>(entries.size() - 1); }
@@ -281,11 +282,16 @@ ub4 ColumnEncoder::append(std::string_view field, ub8 line) {
   }
   const ub4 code = state.code_of(field, line);
   state.codes.push_back(code);
+  state.text_bytes += field.size();
   return state.has_line_ends ? state.entries[code].line_ends : 0;
 }
 
 ub8 ColumnEncoder::rows() const noexcept {
   return state_->codes.size();
+}
+
+ub8 ColumnEncoder::text_bytes() const noexcept {
+  return state_->text_bytes;
 }
 
 ValueKind ColumnEncoder::inferred_kind() const {
@@ -301,13 +307,13 @@ std::optional<BadField> ColumnEncoder::first_bad_field(ValueKind kind) const {
   return bad != nullptr ? std::optional(*bad) : std::nullopt;
 }
 
-DictionaryColumn ColumnEncoder::finish(ValueKind kind, const ColumnOptions &options) {
+EncodedColumn ColumnEncoder::finish(ValueKind kind, const ColumnOptions &options) {
   const auto result = state_->common_format(kind);
   if (const BadField *bad = std::get_if<BadField>(&result)) throw ValueError("'" + bad->text + "' " + bad->problem);
   const std::unique_ptr<State> state = std::exchange(state_, std::make_unique<State>());
   Dictionary dictionary =
       kind == ValueKind::text ? state->encode_texts() : state->encode_numbers(std::get<NumberFormat>(result));
-  return DictionaryColumn(state->codes, std::move(dictionary), options);
+  return EncodedColumn(state->codes, std::move(dictionary), options);
 }
 
 } // namespace mipo::host

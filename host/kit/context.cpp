@@ -4,11 +4,11 @@
 
 namespace mipo::host {
 
-void *KernelMemory::allocate(std::size_t size) {
-  return blocks_.emplace_back(size).data();
+void *KernelMemory::keep(AlignedBuffer buffer) {
+  return blocks_.emplace_back(std::move(buffer)).data();
 }
 
-CallContext::CallContext(const Library &library, mipo_decompressor *decompressor) {
+CallContext::CallContext(const Library &library, mipo_decompressor *decompressor) : library_(library) {
   error_frame_.report = report;
   error_frame_.context = this;
   environment_[MIPO_ENV_ERROR_FRAME_WORD] = static_cast<mipo_error_frame *>(&error_frame_);
@@ -42,6 +42,16 @@ CallContext &CallContext::of(void *env) noexcept {
 
 void CallContext::report(mipo_error_frame *frame, const char *message) {
   static_cast<ErrorFrame *>(frame)->context->messages_.emplace_back(message);
+}
+
+ub4 CallContext::burst(mipo_host_ctx *host, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
+  const mipo_enc_ctx &enc_ctx = *src->enc_ctx;
+  const bool short_runs = enc_ctx.run_len_bits == 8;
+  const ub4 by_lengths = short_runs ? MIPO_BURST_RLE_8BIT : MIPO_BURST_RLE_16BIT;
+  const ub4 by_starts = short_runs ? MIPO_BURST_RLE_8BIT_CLA : MIPO_BURST_RLE_16BIT_CLA;
+  const ub4 form = enc_ctx.run_lens != nullptr ? by_lengths : by_starts;
+  return of(host->env).library_.burst(mipo_key(MIPO_OP_BURST_RLE, MIPO_FAMILY_BURST_RLE, form, MIPO_VARIANT_PLAIN))(
+      res, src, aux);
 }
 
 void *CallContext::allocate(void *env, void *, ub4 size, const char *label, ub4, ub4, ub8 hint) {

@@ -12,6 +12,7 @@
 
 #include "input_file.h"
 #include "mipo/host/column_encoder.h"
+#include "mipo/host/zstd_decompressor.h"
 
 namespace mipo::host {
 namespace {
@@ -61,6 +62,7 @@ private:
   void finish_parsing();
   void rethrow_failure() const;
   Table encode();
+  EncodedColumn encode_column(std::size_t i, ValueKind kind);
 
   [[noreturn]] void fail(const std::string &problem, ub8 line = 0, ub4 column = 0) const;
   [[noreturn]] void fail_quoting();
@@ -176,9 +178,13 @@ void CsvReader::take_header() {
     for (const char c : name) line_ += c == '\n' ? 1 : 0;
     names_[i] = name;
   }
-  for (const auto &[name, kind] : options_.kinds)
-    if (std::ranges::find(names_, name) == names_.end())
-      fail("a type is given for column " + printable(name) + ", but the columns are " + list_columns());
+  const auto check_names = [this](const auto &overrides, const std::string &what) {
+    for (const auto &[name, value] : overrides)
+      if (std::ranges::find(names_, name) == names_.end())
+        fail(what + " is given for column " + printable(name) + ", but the columns are " + list_columns());
+  };
+  check_names(options_.kinds, "a type");
+  check_names(options_.encodings, "an encoding");
   encoders_.resize(names_.size());
   has_header_ = true;
 }
@@ -211,6 +217,20 @@ void CsvReader::finish_parsing() {
   fail("a quote is opened here and never closed", line_, has_header_ ? fields_ + 1 : 0);
 }
 
+EncodedColumn CsvReader::encode_column(std::size_t i, ValueKind kind) {
+  ColumnOptions options{{}, options_.compressor};
+  const auto given = options_.encodings.find(names_[i]);
+  if (given != options_.encodings.end()) options.encoding = given->second;
+  if (!options.compressor && options.encoding && options.encoding->compressed) options.compressor = zstd_compress;
+  try {
+    return encoders_[i].finish(kind, options);
+  } catch (const EncodingError &error) {
+    const std::string stored =
+        options.encoding ? "cannot be stored as " + encoding_text(*options.encoding) + ": " : std::string();
+    fail(stored + error.what(), 0, static_cast<ub4>(i + 1));
+  }
+}
+
 Table CsvReader::encode() {
   std::vector<ValueKind> kinds;
   std::optional<BadField> first_bad;
@@ -231,8 +251,11 @@ Table CsvReader::encode() {
   table.name = options_.table_name.empty() ? file_name.substr(0, file_name.find('.', 1)) : options_.table_name;
   table.row_count = static_cast<ub4>(encoders_.front().rows());
   table.text_bytes = text_bytes_;
-  for (std::size_t i = 0; i < names_.size(); ++i)
-    table.columns.push_back({std::move(names_[i]), encoders_[i].finish(kinds[i], {0, options_.compressor})});
+  for (std::size_t i = 0; i < names_.size(); ++i) {
+    const ub8 text_bytes = encoders_[i].text_bytes();
+    EncodedColumn column = encode_column(i, kinds[i]);
+    table.columns.push_back({names_[i], std::move(column), text_bytes});
+  }
   return table;
 }
 

@@ -4,12 +4,16 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "mipo/host/bit_vector.h"
 #include "mipo/host/dictionary.h"
+#include "mipo/host/encoding.h"
 #include "mipo/keys.h"
+#include "mipo/open.h"
 #include "mipo/vec.h"
 
 namespace mipo::host {
@@ -18,71 +22,119 @@ namespace mipo::host {
 using Compressor = std::function<std::vector<std::byte>(std::span<const std::byte>)>;
 
 struct ColumnOptions {
-  int bits = 0;          ///< width of a code: 8, 16, 32 or 64; 0 = the narrowest that holds all codes
-  Compressor compressor; ///< if there is one, the column is stored compressed and kernels decompress it on first use
+  std::optional<Encoding> encoding; ///< nothing: chosen from the data (encoding_choice.h), compressed with a compressor
+  Compressor compressor;            ///< what a compressed encoding takes; kernels decompress the column on first use
 };
 
-/// A column of dictionary codes: an array of big-endian integers, and the dictionary. Owns all its memory; the records
-/// stay where they are when the column is moved.
-class DictionaryColumn {
-public:
-  /// One code a row. Throws ArgumentError if a code is not in the dictionary or does not fit the width, or if there are
-  /// more rows than a vector can have (2^32 - 1).
-  DictionaryColumn(std::span<const ub4> codes, Dictionary dictionary, const ColumnOptions &options = {});
-  DictionaryColumn(DictionaryColumn &&) noexcept;
-  DictionaryColumn &operator=(DictionaryColumn &&) noexcept;
-  ~DictionaryColumn();
+/// Bytes that a column takes, without slack and without what the kit keeps to find single rows.
+struct StoredSize {
+  std::size_t values = 0;     ///< codes or numbers; of a compressed column, the compressed stream
+  std::size_t lengths = 0;    ///< counts of trailing zeros, control bytes
+  std::size_t runs = 0;       ///< lengths or starts of runs
+  std::size_t validity = 0;   ///< bits of the rows, or runs, that have a value
+  std::size_t dictionary = 0; ///< values of the dictionary
 
-  /// The record to hand to kernels. It and all that it points to live as long as the column. Kernels on a compressed
-  /// column write its decompressed copy, so calls on one such column must not run at once.
+  std::size_t column() const noexcept { return values + lengths + runs + validity; }
+  std::size_t total() const noexcept { return column() + dictionary; }
+};
+
+/// A constant of a kernel: a vector of one row.
+class Constant {
+public:
+  /// Of a dictionary column: a cell of 64 bits with the code zero-extended, as kernels of all widths need it.
+  explicit Constant(ub8 code) noexcept : Constant(code, 0, nullptr) {}
+  /// `cell` holds the value's bytes as they are stored, `count` what a column stores beside each value. Kernels take
+  /// the value's width from `enc_ctx`, which must outlive the constant.
+  Constant(ub8 cell, ub1 count, mipo_enc_ctx *enc_ctx) noexcept;
+  Constant(const Constant &other) noexcept : Constant(other.cell_, other.count_, other.vec_.enc_ctx) {}
+  Constant &operator=(const Constant &other) noexcept;
+
+  /// Lives as long as the constant.
+  const mipo_vec &vec() const noexcept { return vec_; }
+
+private:
+  ub8 cell_;
+  ub1 count_;
+  mipo_vec vec_{};
+};
+
+/// A column in one of the encodings that predicate kernels read. Owns all its memory; the records stay where they are
+/// when the column is moved.
+///
+/// Every value has a code, and kernels compare rows as the codes compare: see domain(). Rows without value have code 0
+/// where has_null() says so. In columns of numbers they hold the least code and are told by validity(), which is the
+/// filter of vec(): no predicate lets them in, and so they are the rows that `>= first code` leaves out.
+class EncodedColumn {
+public:
+  /// One code of `dictionary` a row. A form that stores numbers takes them from the dictionary and does not keep it.
+  /// Throws ArgumentError if a code is not in the dictionary or if there are more rows than a vector can have
+  /// (2^32 - 1), EncodingError if the values cannot be stored in the encoding that is asked for.
+  EncodedColumn(std::span<const ub4> codes, Dictionary dictionary, const ColumnOptions &options = {});
+  EncodedColumn(EncodedColumn &&) noexcept;
+  EncodedColumn &operator=(EncodedColumn &&) noexcept;
+  ~EncodedColumn();
+
+  /// The record to hand to kernels. It and all that it points to live as long as the column. Kernels write the
+  /// decompressed copy of a compressed column and the run bits of a run-length one, so calls on one such column must
+  /// not run at once.
   const mipo_vec &vec() const noexcept;
-  const Dictionary &dictionary() const noexcept;
-  const ValueType &type() const noexcept { return dictionary().type(); }
+  /// The encoding, with its width.
+  const Encoding &encoding() const noexcept;
+  /// What the codes stand for.
+  const Domain &domain() const noexcept;
+  const ValueType &type() const noexcept { return domain().type(); }
+  bool has_dictionary() const noexcept;
+  /// Throws ArgumentError if the column has none.
+  const Dictionary &dictionary() const;
+
   ub4 rows() const noexcept;
-  /// Width of a code.
+  ub4 rows_without_value() const noexcept;
+  /// Bits that a value takes in the stream, of dynamic-packed columns at most.
   int bits() const noexcept;
-  /// Bytes of codes, as stored.
-  std::size_t stored_bytes() const noexcept;
-  bool is_compressed() const noexcept;
+  /// Whether runs of equal rows are stored once. Kernels answer for runs then and the column's `burst` makes rows of
+  /// them: a selection of rows cannot be handed to them, but has to be applied to their result.
+  bool has_runs() const noexcept { return encoding().runs != RunForm::none; }
+  /// Values in the stream: runs, or rows if there are no runs.
+  ub4 stored_values() const noexcept;
+  StoredSize stored_size() const noexcept;
+  /// Bytes of the column as stored, without dictionary.
+  std::size_t stored_bytes() const noexcept { return stored_size().column(); }
+  bool is_compressed() const noexcept { return encoding().compressed; }
   /// Whether the decompressed copy exists.
   bool is_decompressed() const noexcept;
+  /// Makes the decompressed copy, as the first kernel would; nothing to do if the column is plain or the copy exists.
+  /// Throws CompressionError.
+  void decompress(mipo_decompressor &decompressor) const;
   /// Gives the decompressed copy back. Needed after a decompression that failed or was left by an exception: the copy
   /// is not whole then, and the next kernel would take it for the column.
   void drop_decompressed() noexcept;
 
-  /// Code of a row below rows(). The column must be plain or decompressed.
+  /// Code of a row below rows(); the least one if the row has no value and the column no code for that. Takes the
+  /// time of a few loads, in run-length columns of a binary search. The column must be plain or decompressed.
   ub8 code(ub4 row) const noexcept;
-  /// Key of a kernel of the `dict` family on this column.
-  ub4 key(mipo_operation operation, mipo_variant variant = MIPO_VARIANT_PLAIN) const noexcept {
-    return column_key(operation, MIPO_FAMILY_DICT, bits(), variant);
-  }
+  /// Whether a row has a value. The column must be plain or decompressed.
+  bool has_value(ub4 row) const noexcept;
+  /// Appends the canonical text of a row's value. False, and nothing appended, if it has none.
+  bool append_value(std::string &out, ub4 row) const;
+  /// Of a column of numbers: the stored values that are some row's value, one bit for each. Null if all rows have
+  /// values, or if the column has a code for those that have none.
+  const BitVector *validity() const noexcept;
+
+  /// Key of the column's own kernel of an operation: the one that passes over rows without value where the operation
+  /// has one.
+  ub4 key(mipo_operation operation) const noexcept;
+  /// The same in another variant, for instance MIPO_VARIANT_PLAIN to look for code 0 in a column that has_null().
+  ub4 key(mipo_operation operation, mipo_variant variant) const noexcept;
+  /// A code as a constant of the column's predicate kernels. It must be a code of the domain, or 0.
+  Constant constant(ub8 code) const noexcept;
 
 private:
   struct Storage;
   std::unique_ptr<Storage> storage_;
 };
 
-/// A constant of a kernel: a vector of one row whose cell of 64 bits holds the value zero-extended, as kernels of all
-/// widths need it.
-class Constant {
-public:
-  explicit Constant(ub8 value) noexcept;
-  Constant(const Constant &other) noexcept : Constant(other.value_) {}
-  Constant &operator=(const Constant &other) noexcept {
-    value_ = other.value_;
-    return *this;
-  }
-
-  ub8 value() const noexcept { return value_; }
-  /// Lives as long as the constant.
-  const mipo_vec &vec() const noexcept { return vec_; }
-
-private:
-  ub8 value_;
-  mipo_vec vec_{};
-};
-
-/// What a predicate writes: a bit vector over `rows` rows, and the record that points to it.
+/// What a predicate writes: a bit vector over `rows` rows, and the record that points to it. Behind its words is the
+/// spare one that the expansion of runs may touch.
 class Result {
 public:
   explicit Result(ub4 rows);

@@ -1,4 +1,4 @@
-// From the texts of a column's rows to a dictionary column.
+// From the texts of a column's rows to an encoded column.
 #ifndef MIPO_HOST_COLUMN_ENCODER_H
 #define MIPO_HOST_COLUMN_ENCODER_H
 
@@ -33,6 +33,8 @@ public:
   /// Throws ArgumentError for more rows, distinct texts or bytes of them than a column can have.
   ub4 append(std::string_view field, ub8 line = 0);
   ub8 rows() const noexcept;
+  /// Bytes of all fields so far.
+  ub8 text_bytes() const noexcept;
 
   /// The narrowest kind that holds all values: integer, decimal, date_time, else text. Numbers with leading zeros or a
   /// plus sign are taken for identifiers and make a text column, so that nothing of them is lost.
@@ -41,8 +43,9 @@ public:
   std::optional<BadField> first_bad_field(ValueKind kind) const;
 
   /// Encodes all rows as values of `kind`, with the scale and precision that the values need, and leaves the encoder
-  /// empty. Throws ValueError for a field that first_bad_field() would name.
-  DictionaryColumn finish(ValueKind kind, const ColumnOptions &options = {});
+  /// empty. Throws ValueError for a field that first_bad_field() would name, EncodingError for an encoding that does
+  /// not hold these values.
+  EncodedColumn finish(ValueKind kind, const ColumnOptions &options = {});
 
 private:
   struct State;

@@ -24,7 +24,9 @@ public:
   KernelMemory &operator=(const KernelMemory &) = delete;
 
   /// `size` bytes, aligned to 64, released with this object.
-  void *allocate(std::size_t size);
+  void *allocate(std::size_t size) { return keep(AlignedBuffer(size)); }
+  /// Takes a buffer over, and returns its address.
+  void *keep(AlignedBuffer buffer);
   void release() noexcept { blocks_.clear(); }
 
 private:
@@ -62,6 +64,10 @@ public:
   /// Throws Error with the first message, if any; for callers that do not go on after a soft error.
   void throw_if_reported() const;
 
+  /// The `burst` of run-length columns: expands runs into rows by the kernel for the form in which the column tells
+  /// their lengths, from the library of the context whose host this is. Throws MissingKernel if it does not have it.
+  static ub4 burst(mipo_host_ctx *host, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux);
+
   /// Labels of all memory that kernels asked for, oldest first; scratch memory counts too.
   const std::vector<std::string> &allocation_labels() const noexcept { return labels_; }
   /// Scratch blocks that a kernel has taken and not yet given back.
@@ -80,6 +86,7 @@ private:
   static void *allocate_scratch(void *env, ub4 size, const char *label, ub4 four, ub4 zero, void **cookie);
   static void free_scratch(void *env, void *memory, void *cookie);
 
+  const Library &library_;
   mipo_call_ctx call_{};
   mipo_host_ctx host_{};
   ErrorFrame error_frame_;

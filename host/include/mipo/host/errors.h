@@ -51,6 +51,12 @@ public:
   using Error::Error;
 };
 
+/// A text that names no encoding, or an encoding that cannot hold the values of a column.
+class EncodingError : public Error {
+public:
+  using Error::Error;
+};
+
 /// A compressed stream that is damaged, or data that could not be compressed.
 class CompressionError : public Error {
 public:

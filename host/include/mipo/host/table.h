@@ -12,10 +12,13 @@ namespace mipo::host {
 
 struct Column {
   std::string name;
-  DictionaryColumn data;
+  EncodedColumn data;
+  ub8 text_bytes = 0; ///< of the fields it was made from
 
   const ValueType &type() const noexcept { return data.type(); }
-  const Dictionary &dictionary() const noexcept { return data.dictionary(); }
+  const Domain &domain() const noexcept { return data.domain(); }
+  /// Throws ArgumentError if the column has none.
+  const Dictionary &dictionary() const { return data.dictionary(); }
 };
 
 struct Table {
