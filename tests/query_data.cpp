@@ -96,7 +96,7 @@ SqliteTable::SqliteTable(const std::string &declaration, std::string_view csv) :
   const int opened = sqlite3_open(":memory:", &database);
   database_.reset(database);
   if (opened != SQLITE_OK) fail("open");
-  run("CREATE TABLE flights (" + declaration + "); BEGIN");
+  run("PRAGMA case_sensitive_like = ON; CREATE TABLE flights (" + declaration + "); BEGIN");
   sqlite3_stmt *insert = nullptr;
   bool header = true;
   for_each_line(csv, [&](std::string_view line) {
@@ -132,6 +132,21 @@ std::vector<std::uint32_t> SqliteTable::rows(const std::string &where_and_limit)
   }
   sqlite3_finalize(statement);
   return rows;
+}
+
+std::vector<std::optional<std::string>> SqliteTable::aggregates(const std::string &list,
+                                                                const std::string &where) const {
+  const std::string sql = "SELECT " + list + " FROM flights " + where;
+  sqlite3_stmt *statement = nullptr;
+  if (sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail(sql);
+  if (sqlite3_step(statement) != SQLITE_ROW) fail(sql);
+  std::vector<std::optional<std::string>> values;
+  for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
+    values.push_back(text != nullptr ? std::optional<std::string>(text) : std::nullopt);
+  }
+  sqlite3_finalize(statement);
+  return values;
 }
 
 void SqliteTable::run(const std::string &sql) const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,8 @@ public:
 
   /// The numbers (from 0) of the rows that a condition and what follows it select, in the order of the rows.
   std::vector<std::uint32_t> rows(const std::string &where_and_limit) const;
+  /// The texts of the one row that a list of aggregates gives; nothing for NULL.
+  std::vector<std::optional<std::string>> aggregates(const std::string &list, const std::string &where) const;
 
 private:
   void run(const std::string &sql) const;

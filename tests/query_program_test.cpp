@@ -5,6 +5,7 @@
 
 #include <sys/wait.h>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -103,14 +104,15 @@ TEST(QueryProgram, JsonHasNumbersAndNulls) {
 TEST(QueryProgram, ExplanationsKeepTheOutputReadableForPrograms) {
   const std::string table = "t=" + odd_file();
   const char *const sql = "SELECT count(*) AS many FROM t WHERE n > 0 AND price < 20";
-  const Outcome json = run({"query", "--table", table.c_str(), "--format", "json", "--explain", sql});
+  const Outcome json =
+      run({"query", "--table", table.c_str(), "--encode", "price=dict", "--format", "json", "--explain", sql});
   const nlohmann::json parsed = nlohmann::json::parse(json.out);
   EXPECT_EQ(parsed.at("rows"), nlohmann::json::parse(R"([{"many": 2}])"));
   const nlohmann::json &explain = parsed.at("explain");
   ASSERT_EQ(explain.at("steps").size(), 2u);
   const nlohmann::json &step = explain.at("steps")[1];
-  EXPECT_EQ(step.at("kernel"), "mipo_gt_lt_dict_8bit");
-  EXPECT_EQ(step.at("key"), 934);
+  EXPECT_EQ(step.at("kernel"), "mipo_lt_dict_2bit_null");
+  EXPECT_EQ(step.at("key"), 4257);
   EXPECT_EQ(step.at("condition"), "price < 20");
   EXPECT_EQ(step.at("rows_in"), 2);
   EXPECT_EQ(step.at("rows_out"), 2);
@@ -118,11 +120,12 @@ TEST(QueryProgram, ExplanationsKeepTheOutputReadableForPrograms) {
   EXPECT_EQ(explain.at("reading").at("rows"), 4);
   EXPECT_GT(explain.at("kernel_seconds").get<double>(), 0);
 
-  const Outcome csv = run({"query", "--table", table.c_str(), "--format", "csv", "--explain", sql});
+  const Outcome csv =
+      run({"query", "--table", table.c_str(), "--encode", "price=dict", "--format", "csv", "--explain", sql});
   EXPECT_EQ(csv.out, "many\r\n2\r\n");
-  EXPECT_TRUE(contains(csv.err, "mipo_gt_lt_dict_8bit")) << csv.err;
-  const Outcome people = run({"query", "--table", table.c_str(), "--explain", sql});
-  EXPECT_TRUE(contains(people.out, "(1 row)") && contains(people.out, "mipo_gt_lt_dict_8bit")) << people.out;
+  EXPECT_TRUE(contains(csv.err, "mipo_lt_dict_2bit_null")) << csv.err;
+  const Outcome people = run({"query", "--table", table.c_str(), "--encode", "price=dict", "--explain", sql});
+  EXPECT_TRUE(contains(people.out, "(1 row)") && contains(people.out, "mipo_lt_dict_2bit_null")) << people.out;
 }
 
 TEST(QueryProgram, TypesCanBeGiven) {
@@ -133,6 +136,54 @@ TEST(QueryProgram, TypesCanBeGiven) {
   const Outcome bad = run({"query", "--table", table.c_str(), "--type", "b=integer", sql});
   EXPECT_EQ(bad.code, 1);
   EXPECT_TRUE(contains(bad.err, "types.csv:3:") && contains(bad.err, "2.5")) << bad.err;
+}
+
+TEST(QueryProgram, DescribesHowColumnsAreStored) {
+  std::string csv = "number,word,day\n";
+  for (int i = 0; i < 4000; ++i) csv += fmt::format("{},{},{}\n", i * 7919, i / 1000, i % 3 == 0 ? "" : "2001-01-01");
+  const std::string file = scratch_file("stored.csv", csv);
+  const Outcome json = run({"describe", "--format", "json", "--type", "word=text", file.c_str()});
+  ASSERT_EQ(json.code, 0) << json.err;
+  const nlohmann::json columns = nlohmann::json::parse(json.out);
+  const struct {
+    const char *name, *type, *encoding;
+    int without_value, distinct, bits;
+  } expected[] = {{"number", "integer", "fixed:32", 0, 4000, 32},
+                  {"word", "text", "dict:2+runs16", 0, 4, 2},
+                  {"day", "date", "dict:1", 1334, 1, 1}};
+  for (std::size_t i = 0; i < 3; ++i) {
+    const nlohmann::json &column = columns.at(i);
+    EXPECT_EQ(column.at("column"), expected[i].name);
+    EXPECT_EQ(column.at("type"), expected[i].type);
+    EXPECT_EQ(column.at("rows"), 4000);
+    EXPECT_EQ(column.at("without_value"), expected[i].without_value) << column;
+    EXPECT_EQ(column.at("distinct"), expected[i].distinct) << column;
+    EXPECT_EQ(column.at("encoding"), expected[i].encoding) << column;
+    EXPECT_EQ(column.at("bits"), expected[i].bits) << column;
+  }
+  const Outcome people =
+      run({"describe", "--encode", "number=dynp:32+zstd", "--encode", "word=dict:8+starts", file.c_str()});
+  EXPECT_TRUE(contains(people.out, "dynp:32+zstd") && contains(people.out, "dict:8+starts") &&
+              contains(people.out, "4000 rows, 3 columns"))
+      << people.out;
+}
+
+// The explanation names the kernel that expanded runs, and the decompressed column is read for output.
+TEST(QueryProgram, EncodingsCanBeGiven) {
+  std::string csv = "a,b\n";
+  for (int i = 0; i < 600; ++i) csv += fmt::format("{},{}\n", i / 100, i);
+  const std::string table = "t=" + scratch_file("given.csv", csv);
+  const Outcome json =
+      run({"query", "--table", table.c_str(), "--encode", "a=dict+runs8+zstd", "--encode", "b=tz-const", "--format",
+           "json", "--explain", "SELECT b, a FROM t WHERE a = 3 AND b < 302"});
+  ASSERT_EQ(json.code, 0) << json.err;
+  const nlohmann::json parsed = nlohmann::json::parse(json.out);
+  EXPECT_EQ(parsed.at("rows"), nlohmann::json::parse(R"([{"b": 300, "a": 3}, {"b": 301, "a": 3}])"));
+  const nlohmann::json &steps = parsed.at("explain").at("steps");
+  EXPECT_EQ(steps[0].at("kernel"), "mipo_eq_dict_3bit");
+  EXPECT_EQ(steps[0].at("expanded_by"), "mipo_burst_rle_8bit");
+  EXPECT_EQ(steps[1].at("kernel"), "mipo_lt_fixed_16bit_tz");
+  EXPECT_FALSE(steps[1].contains("expanded_by"));
 }
 
 TEST(QueryProgram, ExitCodesAndMessages) {
@@ -151,6 +202,12 @@ TEST(QueryProgram, ExitCodesAndMessages) {
       {{"query", "--table", "t", "SELECT"}, 2, "NAME=VALUE"},
       {{"query", "--table", "t=a", "--table", "t=b", "SELECT"}, 2, "bound twice"},
       {{"query", "--type", "a=blob", "SELECT"}, 2, "blob is not one of"},
+      {{"query", "--encode", "a=blob", "SELECT"}, 2, "'blob' is no encoding"},
+      {{"query", "--encode", "a=dict:33", "SELECT"}, 2, "33"},
+      {{"query", "--table", table.c_str(), "--encode", "x=dict", "SELECT n FROM t"}, 1, "column 'x'"},
+      {{"query", "--table", table.c_str(), "--encode", "name=fixed", "SELECT n FROM t"}, 1, "dictionary only"},
+      {{"describe", "no/such.csv"}, 1, "no/such.csv"},
+      {{"describe"}, 2, "file"},
       {{"info", "--format", "csv"}, 2, "csv is not one of table, json"},
       {{"query", "SELECT * FROM t"}, 1, "mipo: query:1:15: there is no table t: bind it to a file with --table t=FILE"},
       {{"query", "SELECT * FROM \"no/such.csv\""}, 1, "mipo: query:1:15: there is no file no/such.csv"},

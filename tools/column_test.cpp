@@ -3,11 +3,12 @@
 #include <fmt/format.h>
 
 #include "query_error.h"
+#include "text_match.h"
 
 namespace mipo::tools {
 namespace {
 
-using host::Dictionary;
+using host::Domain;
 using host::Literal;
 
 // A number as the host kit reads it: SQL also allows ".5" and "5.".
@@ -29,14 +30,14 @@ struct Place {
 };
 
 Place place_of(const host::Column &column, const Constant &constant) {
-  const Dictionary &dictionary = column.dictionary();
+  const Domain &domain = column.domain();
   // A column of empty fields is called text, but nothing is known of its type: any constant will do.
-  if (dictionary.value_count() == 0 && column.type().kind == host::ValueKind::text) {
-    return {dictionary.first_code(), dictionary.first_code()};
+  if (domain.value_count() == 0 && column.type().kind == host::ValueKind::text) {
+    return {domain.first_code(), domain.first_code()};
   }
   try {
     const Literal value = literal(constant);
-    return {dictionary.lower_bound(value), dictionary.upper_bound(value)};
+    return {domain.lower_bound(value), domain.upper_bound(value)};
   } catch (const host::ValueError &error) {
     throw QueryError(fmt::format("column {}: {}", column.name, error.what()), constant.position);
   }
@@ -57,10 +58,9 @@ std::string sql_text(const Constant &constant) {
 }
 
 ColumnTest test_of(const host::Column &column, CodeSet holds, std::string text) {
-  const Dictionary &dictionary = column.dictionary();
   ColumnTest test;
   test.column = &column;
-  test.fails = holds.complement(dictionary.first_code(), dictionary.code_count());
+  test.fails = holds.complement(column.domain().first_code(), column.domain().code_count());
   test.holds = std::move(holds);
   test.text = std::move(text);
   return test;
@@ -75,7 +75,7 @@ ColumnTest unknown(const host::Column &column, std::string text) {
 
 CodeSet codes_where(const host::Column &column, ComparisonOperator op, const Constant &constant) {
   const Place place = place_of(column, constant);
-  const ub8 first = column.dictionary().first_code(), end = column.dictionary().code_count();
+  const ub8 first = column.domain().first_code(), end = column.domain().code_count();
   const CodeSet equal(CodeRange{{place.lower, false}, {place.upper, false}});
   switch (op) {
   case ComparisonOperator::equal:
@@ -94,43 +94,133 @@ CodeSet codes_where(const host::Column &column, ComparisonOperator op, const Con
   return {};
 }
 
-} // namespace
-
-ColumnTest test_comparison(const host::Column &column, ComparisonOperator op, const Constant &constant) {
-  std::string text = fmt::format("{} {} {}", column.name, tools::sql_text(op), sql_text(constant));
-  if (constant.kind == Constant::Kind::null) return unknown(column, std::move(text));
-  return test_of(column, codes_where(column, op, constant), std::move(text));
+// Codes of the texts for which holds(text) is true: each distinct text is looked at once.
+CodeSet codes_of_texts(const host::Column &column, auto holds) {
+  std::vector<CodeRange> points;
+  for (ub8 code = column.domain().first_code(); code < column.domain().code_count(); ++code) {
+    if (holds(column.domain().text(code))) points.push_back({{code, false}, {code + 1, false}});
+  }
+  return CodeSet(std::move(points));
 }
 
-ColumnTest test_between(const host::Column &column, const Between &between) {
+bool compares(const std::string &text, ComparisonOperator op, const std::string &constant) {
+  switch (op) {
+  case ComparisonOperator::equal:
+    return text == constant;
+  case ComparisonOperator::not_equal:
+    return text != constant;
+  case ComparisonOperator::less:
+    return text < constant;
+  case ComparisonOperator::less_equal:
+    return text <= constant;
+  case ComparisonOperator::greater:
+    return text > constant;
+  case ComparisonOperator::greater_equal:
+    return text >= constant;
+  }
+  return false;
+}
+
+CodeSet codes_where(const TestedColumn &tested, ComparisonOperator op, const Constant &constant) {
+  if (tested.letter_case == LetterCase::as_is) return codes_where(*tested.column, op, constant);
+  (void)place_of(*tested.column, constant); // refuses what cannot be compared with text
+  return codes_of_texts(*tested.column, [&](std::string_view text) {
+    return compares(in_case(tested.letter_case, text), op, constant.text);
+  });
+}
+
+std::string text_of(const TestedColumn &tested) {
+  switch (tested.letter_case) {
+  case LetterCase::upper:
+    return fmt::format("upper({})", tested.column->name);
+  case LetterCase::lower:
+    return fmt::format("lower({})", tested.column->name);
+  case LetterCase::as_is:
+    break;
+  }
+  return tested.column->name;
+}
+
+} // namespace
+
+ColumnTest test_comparison(const TestedColumn &tested, ComparisonOperator op, const Constant &constant) {
+  std::string text = fmt::format("{} {} {}", text_of(tested), tools::sql_text(op), sql_text(constant));
+  if (constant.kind == Constant::Kind::null) return unknown(*tested.column, std::move(text));
+  return test_of(*tested.column, codes_where(tested, op, constant), std::move(text));
+}
+
+ColumnTest test_between(const TestedColumn &tested, const Between &between) {
   ColumnTest test =
-      combination(Junction::Kind::conjunction, test_comparison(column, ComparisonOperator::greater_equal, between.low),
-                  test_comparison(column, ComparisonOperator::less_equal, between.high));
+      combination(Junction::Kind::conjunction, test_comparison(tested, ComparisonOperator::greater_equal, between.low),
+                  test_comparison(tested, ComparisonOperator::less_equal, between.high));
   if (between.negated) test = negation(std::move(test));
-  test.text = fmt::format("{} {}BETWEEN {} AND {}", column.name, between.negated ? "NOT " : "", sql_text(between.low),
-                          sql_text(between.high));
+  test.text = fmt::format("{} {}BETWEEN {} AND {}", text_of(tested), between.negated ? "NOT " : "",
+                          sql_text(between.low), sql_text(between.high));
   test.joined.reset();
   return test;
 }
 
-ColumnTest test_in_list(const host::Column &column, const InList &list) {
-  std::vector<CodeRange> points;
+ColumnTest test_in_list(const TestedColumn &tested, const InList &list) {
   std::string members;
   bool has_null = false;
+  std::vector<CodeRange> points;
   for (const Constant &member : list.members) {
     members += (members.empty() ? "" : ", ") + sql_text(member);
     if (member.kind == Constant::Kind::null) {
       has_null = true;
     } else {
-      const Place place = place_of(column, member);
-      points.push_back({{place.lower, false}, {place.upper, false}});
+      const CodeSet equal = codes_where(tested, ComparisonOperator::equal, member);
+      points.insert(points.end(), equal.ranges().begin(), equal.ranges().end());
     }
   }
-  ColumnTest test = test_of(column, CodeSet(std::move(points)), {});
+  ColumnTest test = test_of(*tested.column, CodeSet(std::move(points)), {});
   // A value that is not in the list may still equal the missing one.
   if (has_null) test.fails = {};
   if (list.negated) test = negation(std::move(test));
-  test.text = fmt::format("{} {}IN ({})", column.name, list.negated ? "NOT " : "", members);
+  test.text = fmt::format("{} {}IN ({})", text_of(tested), list.negated ? "NOT " : "", members);
+  return test;
+}
+
+namespace {
+
+// Texts in one case are looked at one by one; else the order of the dictionary serves where the pattern allows it.
+CodeSet codes_like(const TestedColumn &tested, const LikePattern &pattern) {
+  const Domain &domain = tested.column->domain();
+  const auto bound = [&](const std::string &text) { return domain.lower_bound({Literal::Form::string, text}); };
+  if (tested.letter_case == LetterCase::as_is) {
+    if (const auto text = pattern.only_text()) {
+      return CodeRange{{bound(*text), false}, {domain.upper_bound({Literal::Form::string, *text}), false}};
+    }
+    if (const auto prefix = pattern.only_prefix()) {
+      const auto behind = behind_prefix(*prefix);
+      return CodeRange{{bound(*prefix), false}, {behind ? bound(*behind) : domain.code_count(), true}};
+    }
+  }
+  return codes_of_texts(*tested.column,
+                        [&](std::string_view text) { return pattern.matches(in_case(tested.letter_case, text)); });
+}
+
+} // namespace
+
+ColumnTest test_like(const TestedColumn &tested, const Like &like) {
+  const host::Column &column = *tested.column;
+  const bool null_operand =
+      like.pattern.kind == Constant::Kind::null || (like.escape && like.escape->kind == Constant::Kind::null);
+  std::string text = fmt::format("{} {}LIKE {}", text_of(tested), like.negated ? "NOT " : "", sql_text(like.pattern));
+  if (like.escape) text += fmt::format(" ESCAPE {}", sql_text(*like.escape));
+  if (column.type().kind != host::ValueKind::text) {
+    throw QueryError(
+        fmt::format("column {}: LIKE is for text, and the column is {}", column.name, host::type_name(column.type())),
+        like.pattern.position);
+  }
+  if (null_operand) return unknown(column, std::move(text));
+  for (const Constant *operand : {&like.pattern, like.escape ? &*like.escape : &like.pattern}) {
+    if (operand->kind == Constant::Kind::number)
+      throw QueryError("LIKE takes texts: write the pattern between single quotes", operand->position);
+  }
+  ColumnTest test = test_of(column, codes_like(tested, LikePattern(like.pattern, like.escape)), {});
+  if (like.negated) test = negation(std::move(test));
+  test.text = std::move(text);
   return test;
 }
 
@@ -170,24 +260,23 @@ ColumnTest combination(Junction::Kind kind, const ColumnTest &a, const ColumnTes
 
 namespace {
 
-// The condition that a call stands for, told with the dictionary's values.
+// The condition that a call stands for, told with the column's values.
 std::string call_text(const host::Column &column, const KernelCall &call) {
   const auto value = [&](ub8 code) {
-    const std::string text = column.dictionary().value(code);
     const host::ValueKind kind = column.type().kind;
     const bool number = kind == host::ValueKind::integer || kind == host::ValueKind::decimal;
-    return sql_text({number ? Constant::Kind::number : Constant::Kind::string, text, 0});
+    return sql_text({number ? Constant::Kind::number : Constant::Kind::string, column.domain().value(code), 0});
   };
   const auto side = [&](const char *symbol, ub8 code) {
     return fmt::format("{} {} {}", column.name, symbol, value(code));
   };
   const auto both = [&](const char *low_symbol, const char *high_symbol) {
-    const std::string high = side(high_symbol, call.hi);
-    return column.dictionary().is_null(call.lo) ? high : fmt::format("{} AND {}", side(low_symbol, call.lo), high);
+    return fmt::format("{} AND {}", side(low_symbol, call.lo), side(high_symbol, call.hi));
   };
+  if (call.complemented || call.sees_null_code) return fmt::format("{} IS NULL", column.name);
   switch (call.operation) {
   case MIPO_OP_EQ:
-    return column.dictionary().is_null(call.lo) ? fmt::format("{} IS NULL", column.name) : side("=", call.lo);
+    return side("=", call.lo);
   case MIPO_OP_NE:
     return side("<>", call.lo);
   case MIPO_OP_LT:
@@ -209,42 +298,73 @@ std::string call_text(const host::Column &column, const KernelCall &call) {
   }
 }
 
-// The kernel for one range, in a column whose greatest code is `greatest`. The end of all codes needs no test, so every
-// constant is a code that exists.
-KernelCall call_for(const CodeRange &range, ub8 greatest) {
+KernelCall predicate_call(mipo_operation operation, ub8 lo, ub8 hi = 0) {
+  KernelCall call;
+  call.operation = operation;
+  call.lo = lo;
+  call.hi = hi;
+  return call;
+}
+
+// The kernel for one range. The ends of all codes need no test, so every constant is a code that exists.
+KernelCall call_for(const CodeRange &range, const Domain &domain) {
+  const ub8 least = domain.first_code(), greatest = domain.code_count() - 1;
   const ub8 first = range.lower.code, last = range.upper.code - 1;
-  const bool after = range.lower.strict && first > 0, before = range.upper.strict;
-  if (first == last) return {MIPO_OP_EQ, first, first, {}};
-  if (last == greatest) return after ? KernelCall{MIPO_OP_GT, first - 1, 0, {}} : KernelCall{MIPO_OP_GE, first, 0, {}};
-  if (first == 0) return before ? KernelCall{MIPO_OP_LT, last + 1, 0, {}} : KernelCall{MIPO_OP_LE, last, 0, {}};
+  const bool after = range.lower.strict && first > least, before = range.upper.strict && last < greatest;
+  if (first == last) return predicate_call(MIPO_OP_EQ, first);
+  if (last == greatest) return after ? predicate_call(MIPO_OP_GT, first - 1) : predicate_call(MIPO_OP_GE, first);
+  if (first == least) return before ? predicate_call(MIPO_OP_LT, last + 1) : predicate_call(MIPO_OP_LE, last);
   const ub8 lo = after ? first - 1 : first, hi = before ? last + 1 : last;
-  if (after) return {before ? MIPO_OP_GT_LT : MIPO_OP_GT_LE, lo, hi, {}};
-  return {before ? MIPO_OP_GE_LT : MIPO_OP_GE_LE, lo, hi, {}};
+  if (after) return predicate_call(before ? MIPO_OP_GT_LT : MIPO_OP_GT_LE, lo, hi);
+  return predicate_call(before ? MIPO_OP_GE_LT : MIPO_OP_GE_LE, lo, hi);
+}
+
+// The rows without value: those with code 0, or those that a column of numbers has no value for.
+KernelCall null_call(const host::Column &column) {
+  if (column.domain().has_null()) {
+    KernelCall call = predicate_call(MIPO_OP_EQ, 0);
+    call.sees_null_code = true;
+    return call;
+  }
+  if (column.data.validity() == nullptr) return predicate_call(MIPO_OP_LT, 0); // no code is less than 0
+  KernelCall call = predicate_call(MIPO_OP_GE, column.domain().first_code());
+  call.complemented = true;
+  return call;
+}
+
+// Kernels for sets exist for codes up to 32 bits.
+bool has_set_kernel(const host::Column &column) {
+  return column.data.has_dictionary() && column.data.bits() <= 32;
 }
 
 } // namespace
 
 std::vector<KernelCall> kernel_calls(const ColumnTest &test) {
-  const Dictionary &dictionary = test.column->dictionary();
-  std::vector<CodeRange> ranges = test.holds.ranges();
-  if (dictionary.has_null()) {
-    // The first value is "greater than the code of rows without value".
-    if (!ranges.empty() && ranges.front().lower.code == 1) ranges.front().lower.strict = true;
-    if (test.null_holds) ranges.push_back({{0, false}, {1, false}});
-  }
-  const CodeSet codes(std::move(ranges));
-  if (codes.empty()) return {{MIPO_OP_LT, 0, 0, test.text}}; // no code is less than 0
+  const host::Column &column = *test.column;
+  const Domain &domain = column.domain();
+  const auto &ranges = test.holds.ranges();
+  const bool has_nulls = domain.has_null() || column.data.validity() != nullptr;
+  const bool takes_nulls = test.null_holds && has_nulls;
 
-  const ub8 greatest = dictionary.code_count() - 1;
-  const auto &parts = codes.ranges();
   std::vector<KernelCall> calls;
-  if (parts.size() == 2 && parts[0].lower.code == 0 && parts[1].upper.code == greatest + 1 &&
-      parts[0].upper.code + 1 == parts[1].lower.code) {
-    calls.push_back({MIPO_OP_NE, parts[0].upper.code, 0, {}});
+  const bool all_but_one = ranges.size() == 2 && ranges[0].lower.code == domain.first_code() &&
+                           ranges[1].upper.code == domain.code_count() &&
+                           ranges[0].upper.code + 1 == ranges[1].lower.code;
+  const bool nulls_are_code_0 = takes_nulls && domain.has_null();
+  if (all_but_one && (!takes_nulls || nulls_are_code_0)) {
+    calls.push_back(predicate_call(MIPO_OP_NE, ranges[0].upper.code));
+    calls.back().sees_null_code = nulls_are_code_0;
+  } else if (ranges.size() + (takes_nulls ? 1 : 0) > 1 && has_set_kernel(column)) {
+    std::vector<CodeRange> members = ranges;
+    if (takes_nulls) members.push_back({{0, false}, {1, false}});
+    KernelCall &call = calls.emplace_back(predicate_call(MIPO_OP_SET, 0));
+    call.set = CodeSet(std::move(members));
   } else {
-    for (const CodeRange &range : parts) calls.push_back(call_for(range, greatest));
+    for (const CodeRange &range : ranges) calls.push_back(call_for(range, domain));
+    if (takes_nulls) calls.push_back(null_call(column));
   }
-  for (KernelCall &call : calls) call.text = calls.size() == 1 ? test.text : call_text(*test.column, call);
+  if (calls.empty()) calls.push_back(predicate_call(MIPO_OP_LT, 0)); // no code is less than 0
+  for (KernelCall &call : calls) call.text = calls.size() == 1 ? test.text : call_text(column, call);
   return calls;
 }
 

@@ -23,9 +23,17 @@ struct ColumnTest {
   std::optional<Junction::Kind> joined; // the text is several conditions, joined so
 };
 
-ColumnTest test_comparison(const host::Column &column, ComparisonOperator op, const Constant &constant);
-ColumnTest test_between(const host::Column &column, const Between &between);
-ColumnTest test_in_list(const host::Column &column, const InList &list);
+/// A column, or its texts in letters of one case. Only text columns have those.
+struct TestedColumn {
+  const host::Column *column;
+  LetterCase letter_case = LetterCase::as_is;
+};
+
+ColumnTest test_comparison(const TestedColumn &tested, ComparisonOperator op, const Constant &constant);
+ColumnTest test_between(const TestedColumn &tested, const Between &between);
+ColumnTest test_in_list(const TestedColumn &tested, const InList &list);
+/// Throws QueryError if the column or the pattern is not text.
+ColumnTest test_like(const TestedColumn &tested, const Like &like);
 ColumnTest test_is_null(const host::Column &column, const NullTest &test);
 
 ColumnTest negation(ColumnTest test);
@@ -36,7 +44,7 @@ ColumnTest combination(Junction::Kind kind, const ColumnTest &a, const ColumnTes
 std::string text_within(Junction::Kind kind, const std::string &text, std::optional<Junction::Kind> joined);
 
 /// The calls whose united rows are those for which the test holds. There is always at least one, even if it selects
-/// nothing, and every constant is a code that the column has, so it fits the kernel's width.
+/// nothing, and every constant is a code of the column's domain, or 0.
 std::vector<KernelCall> kernel_calls(const ColumnTest &test);
 
 } // namespace mipo::tools

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 
+#include "mipo/host/encoding.h"
 #include "mipo/host/values.h"
 #include "relation.h"
 
@@ -16,10 +17,16 @@ struct Streams {
   std::ostream &err;
 };
 
+/// How a file is read, where it is not to be inferred from the data.
+struct ReadingOptions {
+  std::map<std::string, host::ValueKind> kinds;    // by column name
+  std::map<std::string, host::Encoding> encodings; // the same
+};
+
 struct QueryOptions {
   std::string sql;
-  std::map<std::string, std::string> tables;    // file by table name
-  std::map<std::string, host::ValueKind> kinds; // by column name
+  std::map<std::string, std::string> tables; // file by table name
+  ReadingOptions reading;
   OutputFormat format = OutputFormat::table;
   bool explain = false;
 };
@@ -27,6 +34,15 @@ struct QueryOptions {
 /// Answers a query. With `explain`, the explanation follows a table, goes to the error stream beside CSV, and is a
 /// part of the object in JSON.
 void query_command(const QueryOptions &options, const Streams &streams);
+
+struct DescribeOptions {
+  std::string file;
+  ReadingOptions reading;
+  OutputFormat format = OutputFormat::table;
+};
+
+/// Tells how each column of a file is stored, and what that takes of the bytes of its text.
+void describe_command(const DescribeOptions &options, const Streams &streams);
 
 struct InfoOptions {
   OutputFormat format = OutputFormat::table; // table or json

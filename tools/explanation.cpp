@@ -43,10 +43,14 @@ struct StepColumn {
 const std::array<StepColumn, 9> &step_columns() {
   static const std::array<StepColumn, 9> columns = {{
       {{"step", CellKind::number}, [](const Step &, std::size_t number) { return std::to_string(number + 1); }},
-      {{"kernel", CellKind::text}, [](const Step &step, std::size_t) { return step.name; }},
+      {{"kernel", CellKind::text},
+       [](const Step &step, std::size_t) {
+         return step.expanded_by.empty() ? step.name : fmt::format("{} + {}", step.name, step.expanded_by);
+       }},
       {{"key", CellKind::number},
        [](const Step &step, std::size_t) {
-         return step.is_entry ? fmt::format("slot {}", step.key) : std::to_string(step.key);
+         if (step.kind == Step::Kind::row_by_row) return std::string("-");
+         return step.kind == Step::Kind::entry ? fmt::format("slot {}", step.key) : std::to_string(step.key);
        }},
       {{"condition", CellKind::text}, [](const Step &step, std::size_t) { return shortened(step.condition); }},
       {{"rows in", CellKind::number}, [](const Step &step, std::size_t) { return grouped(step.rows_in); }},
@@ -91,7 +95,8 @@ nlohmann::ordered_json explanation_json(const Explanation &explanation) {
   for (const Step &step : explanation.answer->steps) {
     nlohmann::ordered_json entry;
     entry["kernel"] = step.name;
-    entry[step.is_entry ? "slot" : "key"] = step.key;
+    if (step.kind != Step::Kind::row_by_row) entry[step.kind == Step::Kind::entry ? "slot" : "key"] = step.key;
+    if (!step.expanded_by.empty()) entry["expanded_by"] = step.expanded_by;
     entry["condition"] = step.condition;
     entry["rows_in"] = step.rows_in;
     entry["rows_out"] = step.rows_out;

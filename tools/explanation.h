@@ -8,16 +8,9 @@
 #include <nlohmann/json.hpp>
 
 #include "executor.h"
+#include "file_reading.h"
 
 namespace mipo::tools {
-
-struct Reading {
-  std::string file;
-  ub8 text_bytes = 0; // of the file, once decompressed
-  ub8 rows = 0;
-  std::size_t columns = 0;
-  double seconds = 0; // reading, decompressing and encoding
-};
 
 struct Explanation {
   Reading reading;

@@ -33,6 +33,7 @@ public:
   Binder(const TableName &name, const host::Table &table) : name_(name), table_(table) {}
 
   const host::Column &column(const ColumnName &wanted) const;
+  TestedColumn bound(const Operand &operand) const;
   void check_qualifier(const ColumnName &wanted) const;
   BoundCondition condition(const Condition &condition, bool negated) const;
 
@@ -80,15 +81,25 @@ const host::Column &Binder::column(const ColumnName &wanted) const {
   return *found;
 }
 
+TestedColumn Binder::bound(const Operand &operand) const {
+  const host::Column &tested = column(operand.column);
+  if (operand.letter_case != LetterCase::as_is && tested.type().kind != host::ValueKind::text) {
+    throw QueryError(fmt::format("column {} has no letters: it is {}", tested.name, host::type_name(tested.type())),
+                     operand.column.position);
+  }
+  return {&tested, operand.letter_case};
+}
+
 BoundCondition Binder::condition(const Condition &condition, bool negated) const {
   const auto test = [&](ColumnTest bound) -> BoundCondition {
     return negated ? negation(std::move(bound)) : std::move(bound);
   };
   return std::visit(
       Overloaded{
-          [&](const Comparison &leaf) { return test(test_comparison(column(leaf.column), leaf.op, leaf.constant)); },
-          [&](const Between &leaf) { return test(test_between(column(leaf.column), leaf)); },
-          [&](const InList &leaf) { return test(test_in_list(column(leaf.column), leaf)); },
+          [&](const Comparison &leaf) { return test(test_comparison(bound(leaf.operand), leaf.op, leaf.constant)); },
+          [&](const Between &leaf) { return test(test_between(bound(leaf.operand), leaf)); },
+          [&](const InList &leaf) { return test(test_in_list(bound(leaf.operand), leaf)); },
+          [&](const Like &leaf) { return test(test_like(bound(leaf.operand), leaf)); },
           [&](const NullTest &leaf) { return test(test_is_null(column(leaf.column), leaf)); },
           [&](const Junction &node) { return junction(node, negated); },
           [&](const Negation &node) { return this->condition(node.operand.front(), !negated); },
@@ -152,17 +163,26 @@ Plan plan_query(const Query &query, const host::Table &table) {
   plan.table = &table;
   plan.limit = query.limit;
   for (const OutputItem &item : query.output) {
+    using enum OutputItem::Kind;
     switch (item.kind) {
-    case OutputItem::Kind::row_count:
-      plan.output.push_back({item.name.value_or("count"), nullptr});
+    case row_count:
+      plan.output.push_back({item.name.value_or("count"), item.kind, nullptr});
       break;
-    case OutputItem::Kind::all_columns:
+    case all_columns:
       binder.check_qualifier(item.column);
-      for (const host::Column &column : table.columns) plan.output.push_back({column.name, &column});
+      for (const host::Column &column : table.columns)
+        plan.output.push_back({column.name, OutputItem::Kind::column, &column});
       break;
-    case OutputItem::Kind::column: {
-      const host::Column &column = binder.column(item.column);
-      plan.output.push_back({item.name.value_or(column.name), &column});
+    case minimum:
+    case maximum: {
+      const host::Column &source = binder.column(item.column);
+      const char *function = item.kind == minimum ? "min" : "max";
+      plan.output.push_back({item.name.value_or(fmt::format("{}({})", function, source.name)), item.kind, &source});
+      break;
+    }
+    case column: {
+      const host::Column &source = binder.column(item.column);
+      plan.output.push_back({item.name.value_or(source.name), item.kind, &source});
       break;
     }
     }

@@ -7,18 +7,22 @@
 #include <string>
 #include <vector>
 
+#include "code_set.h"
 #include "mipo/host/table.h"
 #include "mipo/keys.h"
 #include "query.h"
 
 namespace mipo::tools {
 
-/// One call of a predicate kernel.
+/// One call of a predicate kernel, or of the kernel for sets of codes.
 struct KernelCall {
   mipo_operation operation;
   ub8 lo = 0; // the constant of a one-sided operation
   ub8 hi = 0;
-  std::string text; // the condition that the call stands for
+  bool sees_null_code = false; // whether code 0 is looked at like any other
+  bool complemented = false;   // the rows that the kernel leaves out are meant
+  CodeSet set;                 // of MIPO_OP_SET
+  std::string text;            // the condition that the call stands for
 };
 
 /// A condition, free of negations and of SQL's third truth value: its rows are exactly those that the query's
@@ -35,7 +39,8 @@ struct PlanNode {
 
 struct PlannedColumn {
   std::string name;
-  const host::Column *column = nullptr; // null: the number of rows
+  OutputItem::Kind kind = OutputItem::Kind::column; // not all_columns: those are planned one by one
+  const host::Column *column = nullptr;             // null: the number of rows
 };
 
 struct Plan {
@@ -44,7 +49,8 @@ struct Plan {
   std::optional<PlanNode> where;
   std::optional<ub8> limit;
 
-  bool counts_rows() const { return output.size() == 1 && output.front().column == nullptr; }
+  /// Whether the output is one row of values made of all rows.
+  bool aggregates() const { return is_aggregate(output.front().kind); }
 };
 
 /// Binds a query to the table that its FROM names. Throws QueryError for names that the table does not have and for

@@ -20,6 +20,7 @@ constexpr const char *examples = R"(
 Examples:
   mipo query --table flights=data/flights-300k.csv.zst \
       "SELECT count(*) FROM flights WHERE distance > 1000"
+  mipo describe data/flights-300k.csv.zst
   mipo info
   mipo kernels ge_le
 
@@ -35,13 +36,22 @@ Examples:
       "SELECT departure, delay FROM flights
        WHERE departure BETWEEN '2001-05-01' AND '2001-05-02' AND delay > 60"
 
-SQL: SELECT columns, * or count(*) FROM one table, WHERE with = <> < <= > >=,
-BETWEEN, IN, IS NULL, AND, OR, NOT over columns and constants, LIMIT. An empty
-field of the file is a row without value (NULL).
+SQL: SELECT columns, * or count(*), min(column), max(column) FROM one table,
+WHERE with = <> < <= > >=, BETWEEN, IN, LIKE, IS NULL, AND, OR, NOT over columns,
+upper(column), lower(column) and constants, LIMIT. An empty field of the file is
+a row without value (NULL).
 
 --explain shows every call of a kernel: name and key, the condition that it
 stands for, rows in and out, time. With csv it goes to standard error, with json
 the output is {"rows": [...], "explain": {...}}.)";
+
+constexpr const char *describe_examples = R"(
+Examples:
+  mipo describe data/flights-300k.csv.zst
+  mipo describe --encode departure=dict+runs16 data/flights-300k.csv.zst
+
+bytes are those of codes or numbers, lengths, runs and the bits of rows with a
+value; ratio is bytes and dictionary_bytes against the text of the fields.)";
 
 constexpr const char *info_examples = R"(
 Examples:
@@ -99,15 +109,7 @@ void add_bindings(CLI::App &command, const std::string &name, const std::string 
       ->allow_extra_args(false);
 }
 
-void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
-  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV file");
-  command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
-  add_bindings(command, "--table", "NAME=FILE", "Bind a table name to a CSV file (.csv or .csv.zst); repeatable",
-               [&options](const std::string &name, const std::string &file) {
-                 if (!options.tables.emplace(name, file).second) {
-                   throw CLI::ValidationError("--table", name + " is bound twice");
-                 }
-               });
+void add_reading_options(CLI::App &command, ReadingOptions &options) {
   add_bindings(command, "--type", "COLUMN=TYPE",
                "Type of a column, instead of the one inferred: integer, decimal, timestamp or text; repeatable",
                [&options](const std::string &column, const std::string &type) {
@@ -117,10 +119,41 @@ void add_query_command(CLI::App &program, QueryOptions &options, const Streams &
                  }
                  options.kinds[column] = *kind;
                });
+  add_bindings(command, "--encode", "COLUMN=ENCODING",
+               "Encoding of a column, instead of the one chosen from its values: dict, fixed, tz, tz-const, dynp or "
+               "dynp-tz, each with :BITS, +runs8, +runs16, +starts and +zstd if wanted; repeatable",
+               [&options](const std::string &column, const std::string &text) {
+                 try {
+                   options.encodings[column] = host::parse_encoding(text);
+                 } catch (const host::EncodingError &error) {
+                   throw CLI::ValidationError("--encode", error.what());
+                 }
+               });
+}
+
+void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV file");
+  command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
+  add_bindings(command, "--table", "NAME=FILE", "Bind a table name to a CSV file (.csv or .csv.zst); repeatable",
+               [&options](const std::string &name, const std::string &file) {
+                 if (!options.tables.emplace(name, file).second) {
+                   throw CLI::ValidationError("--table", name + " is bound twice");
+                 }
+               });
+  add_reading_options(command, options.reading);
   add_format(command, options.format, {"table", "csv", "json"});
   command.add_flag("--explain", options.explain, "Show the kernels called, with their rows and times");
   command.footer(query_examples);
   command.callback([&options, &streams] { query_command(options, streams); });
+}
+
+void add_describe_command(CLI::App &program, DescribeOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("describe", "Tell how each column of a CSV file is stored");
+  command.add_option("file", options.file, "A CSV file (.csv or .csv.zst)")->required()->type_name("FILE");
+  add_reading_options(command, options.reading);
+  add_format(command, options.format, {"table", "csv", "json"});
+  command.footer(describe_examples);
+  command.callback([&options, &streams] { describe_command(options, streams); });
 }
 
 void add_info_command(CLI::App &program, InfoOptions &options, const Streams &streams) {
@@ -143,6 +176,7 @@ void add_kernels_command(CLI::App &program, KernelsOptions &options, const Strea
 int run_program(int argc, const char *const *argv, std::ostream &out, std::ostream &err) {
   const Streams streams{out, err};
   QueryOptions query;
+  DescribeOptions describe;
   InfoOptions info;
   KernelsOptions kernels;
   CLI::App program("SQL filters over CSV files, run by the mipo kernels", "mipo");
@@ -150,6 +184,7 @@ int run_program(int argc, const char *const *argv, std::ostream &out, std::ostre
   program.require_subcommand(1);
   program.footer(examples);
   add_query_command(program, query, streams);
+  add_describe_command(program, describe, streams);
   add_info_command(program, info, streams);
   add_kernels_command(program, kernels, streams);
   try {
@@ -164,7 +199,7 @@ int run_program(int argc, const char *const *argv, std::ostream &out, std::ostre
     err << "mipo: " << error.what() << "\nTry mipo --help, or --help behind a command.\n";
     return exit_usage;
   } catch (const QueryError &error) {
-    err << "mipo: query:" << (error.position() ? "" : " ") << describe(error, query.sql) << '\n';
+    err << "mipo: query:" << (error.position() ? "" : " ") << tools::describe(error, query.sql) << '\n';
   } catch (const std::bad_alloc &) {
     err << "mipo: out of memory\n";
   } catch (const std::exception &error) {

@@ -28,24 +28,40 @@ struct Constant {
 
 enum class ComparisonOperator { equal, not_equal, less, less_equal, greater, greater_equal };
 
+// What upper() and lower() make of a text.
+enum class LetterCase { as_is, upper, lower };
+
+// What is compared: a column, or upper(column) or lower(column).
+struct Operand {
+  ColumnName column;
+  LetterCase letter_case = LetterCase::as_is;
+};
+
 struct Condition;
 
 // Comparisons with the constant on the left are turned round by the parser.
 struct Comparison {
-  ColumnName column;
+  Operand operand;
   ComparisonOperator op = ComparisonOperator::equal;
   Constant constant;
 };
 
 struct Between {
-  ColumnName column;
+  Operand operand;
   Constant low, high;
   bool negated = false;
 };
 
 struct InList {
-  ColumnName column;
+  Operand operand;
   std::vector<Constant> members;
+  bool negated = false;
+};
+
+struct Like {
+  Operand operand;
+  Constant pattern;
+  std::optional<Constant> escape;
   bool negated = false;
 };
 
@@ -65,13 +81,13 @@ struct Negation {
 };
 
 struct Condition {
-  std::variant<Comparison, Between, InList, NullTest, Junction, Negation> node;
+  std::variant<Comparison, Between, InList, Like, NullTest, Junction, Negation> node;
 };
 
 struct OutputItem {
-  enum class Kind { column, all_columns, row_count };
+  enum class Kind { column, all_columns, row_count, minimum, maximum };
   Kind kind = Kind::column;
-  ColumnName column;               // for `column`; for `all_columns` the qualifier and the position
+  ColumnName column;               // for `all_columns` the qualifier and the position, for `row_count` the position
   std::optional<std::string> name; // from AS
 };
 
@@ -83,11 +99,17 @@ struct TableName {
 };
 
 struct Query {
-  std::vector<OutputItem> output; // row_count stands alone
+  std::vector<OutputItem> output; // columns, or row_count, minimum and maximum, but not both
   TableName table;
   std::optional<Condition> where;
   std::optional<std::uint64_t> limit;
 };
+
+/// Whether the item is one value made of all rows.
+constexpr bool is_aggregate(OutputItem::Kind kind) {
+  using enum OutputItem::Kind;
+  return kind == row_count || kind == minimum || kind == maximum;
+}
 
 /// The operator as it is written in SQL.
 constexpr const char *sql_text(ComparisonOperator op) {

@@ -1,7 +1,6 @@
 #include "commands.h"
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -12,10 +11,9 @@
 #include "characters.h"
 #include "executor.h"
 #include "explanation.h"
-#include "mipo/host/csv.h"
+#include "file_reading.h"
 #include "plan.h"
 #include "query_error.h"
-#include "reading_progress.h"
 #include "sql_parser.h"
 
 namespace mipo::tools {
@@ -37,43 +35,37 @@ std::string file_of(const TableName &table, const std::map<std::string, std::str
   return table.name;
 }
 
-host::Table read_table(const QueryOptions &options, const TableName &name, Reading &reading) {
-  reading.file = file_of(name, options.tables);
-  ReadingProgress progress(reading.file);
-  host::CsvOptions csv;
-  csv.kinds = options.kinds;
-  csv.progress = [&](ub8 done, ub8 total) { progress.show(done, total); };
-  const auto start = std::chrono::steady_clock::now();
-  host::Table table = host::read_csv(reading.file, csv);
-  reading.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  reading.text_bytes = table.text_bytes;
-  reading.rows = table.row_count;
-  reading.columns = table.columns.size();
-  return table;
+// The one row of a query that aggregates.
+Relation aggregate_relation(const Plan &plan, const Answer &answer) {
+  Relation relation;
+  relation.row_count = plan.limit == ub8{0} ? 0 : 1;
+  relation.append_cell = [&plan, &answer](std::string &out, std::size_t, std::size_t column) {
+    if (plan.output[column].kind == OutputItem::Kind::row_count) {
+      out += std::to_string(answer.row_count);
+      return true;
+    }
+    const std::optional<ub8> code = answer.aggregates[column];
+    if (code) plan.output[column].column->domain().append_value(out, *code);
+    return code.has_value();
+  };
+  return relation;
 }
 
 Relation relation_of(const Plan &plan, const Answer &answer) {
   Relation relation;
+  if (plan.aggregates()) {
+    relation = aggregate_relation(plan, answer);
+  } else {
+    relation.row_count = answer.rows.size();
+    relation.append_cell = [&plan, &answer](std::string &out, std::size_t row, std::size_t column) {
+      return plan.output[column].column->data.append_value(out, answer.rows[row]);
+    };
+  }
   for (const PlannedColumn &planned : plan.output) {
     const bool number = planned.column == nullptr || planned.column->type().kind == host::ValueKind::integer ||
                         planned.column->type().kind == host::ValueKind::decimal;
     relation.columns.push_back({planned.name, number ? CellKind::number : CellKind::text});
   }
-  if (plan.counts_rows()) {
-    relation.row_count = plan.limit == ub8{0} ? 0 : 1;
-    relation.append_cell = [count = answer.row_count](std::string &out, std::size_t, std::size_t) {
-      out += std::to_string(count);
-      return true;
-    };
-    return relation;
-  }
-  relation.row_count = answer.rows.size();
-  relation.append_cell = [&plan, &answer](std::string &out, std::size_t row, std::size_t column) {
-    const host::Column &source = *plan.output[column].column;
-    const ub8 code = source.data.code(answer.rows[row]);
-    source.dictionary().append_value(out, code);
-    return !source.dictionary().is_null(code);
-  };
   return relation;
 }
 
@@ -111,7 +103,7 @@ void query_command(const QueryOptions &options, const Streams &streams) {
   const host::Library library = host::Library::open();
   Explanation explanation;
   explanation.level = library.level();
-  const host::Table table = read_table(options, query.table, explanation.reading);
+  const host::Table table = read_file(file_of(query.table, options.tables), options.reading, explanation.reading);
   const Plan plan = plan_query(query, table);
   const Answer answer = execute(library, plan);
   explanation.answer = &answer;

@@ -37,7 +37,10 @@ private:
   std::optional<std::uint64_t> limit(const Json &select) const;
   Condition condition(const Json &node, int depth) const;
   Condition operator_expression(const Json &node) const;
+  Condition like(const Json &fields, bool negated) const;
   ColumnName column(const Json &node) const;
+  ColumnName only_argument(const Json &call, std::string_view function) const;
+  Operand operand(const Json &node) const;
   Constant constant(const Json &node) const;
   std::vector<Constant> constants(const Json &list) const;
   std::string integer(const Json &fields) const;
@@ -56,6 +59,10 @@ bool is_node(const Json &node, const char *type) {
 
 const std::string &string_of(const Json &node) {
   return node.at("String").at("sval").get_ref<const std::string &>();
+}
+
+bool is_call_of(const Json &node, std::string_view function) {
+  return is_node(node, "FuncCall") && string_of(node_fields(node).at("funcname").back()) == function;
 }
 
 bool is_valid_utf8(std::string_view text) {
@@ -109,10 +116,13 @@ Query Parser::select(const Json &fields) const {
     throw QueryError("the list of columns is empty", tokens_.find_keyword("from"));
   }
   for (const Json &target : fields.at("targetList")) query.output.push_back(output_item(target));
+  const auto plain = std::find_if(query.output.begin(), query.output.end(),
+                                  [](const OutputItem &item) { return !is_aggregate(item.kind); });
   for (const OutputItem &item : query.output) {
-    if (item.kind == OutputItem::Kind::row_count && query.output.size() > 1) {
-      throw QueryError("count(*) beside other columns is not supported yet", item.column.position);
-    }
+    if (!is_aggregate(item.kind) || plain == query.output.end()) continue;
+    throw QueryError(item.kind == OutputItem::Kind::row_count ? "count(*) beside other columns is not supported yet"
+                                                              : "min and max beside columns are not supported yet",
+                     item.column.position);
   }
   if (fields.contains("whereClause")) query.where = condition(fields.at("whereClause"), 0);
   query.limit = limit(fields);
@@ -129,7 +139,11 @@ OutputItem Parser::output_item(const Json &target) const {
     item.kind = star ? OutputItem::Kind::all_columns : OutputItem::Kind::column;
     item.column = column(value);
     if (star && fields.contains("name")) throw QueryError("* cannot have a name of its own", item.column.position);
-  } else if (is_node(value, "FuncCall") && string_of(node_fields(value).at("funcname").back()) == "count") {
+  } else if (is_call_of(value, "min") || is_call_of(value, "max")) {
+    const bool minimum = is_call_of(value, "min");
+    item.kind = minimum ? OutputItem::Kind::minimum : OutputItem::Kind::maximum;
+    item.column = only_argument(value, minimum ? "min" : "max");
+  } else if (is_call_of(value, "count")) {
     const Json &call = node_fields(value);
     item.kind = OutputItem::Kind::row_count;
     item.column.position = node_position(call);
@@ -249,33 +263,66 @@ Condition Parser::operator_expression(const Json &node) const {
   SqlRefusals::unknown_fields(fields, {"kind", "name", "lexpr", "rexpr", "location"}, "this form of comparison");
   const std::string &kind = fields.at("kind").get_ref<const std::string &>();
   if (kind == "AEXPR_BETWEEN" || kind == "AEXPR_NOT_BETWEEN") {
-    ColumnName tested = column(fields.at("lexpr"));
+    Operand tested = operand(fields.at("lexpr"));
     std::vector<Constant> ends = constants(fields.at("rexpr"));
     return {Between{std::move(tested), std::move(ends.at(0)), std::move(ends.at(1)), kind == "AEXPR_NOT_BETWEEN"}};
   }
   const std::string &symbol = string_of(fields.at("name").back());
-  if (kind == "AEXPR_IN") return {InList{column(fields.at("lexpr")), constants(fields.at("rexpr")), symbol == "<>"}};
+  if (kind == "AEXPR_IN") return {InList{operand(fields.at("lexpr")), constants(fields.at("rexpr")), symbol == "<>"}};
+  if (kind == "AEXPR_LIKE") return like(fields, symbol == "!~~");
 
   const auto op = comparison_operator(symbol);
   if (kind != "AEXPR_OP" || !op || fields.at("name").size() > 1 || !fields.contains("lexpr")) {
     refusals_.expression(node);
   }
   const Json &left = fields.at("lexpr"), &right = fields.at("rexpr");
-  if (is_node(left, "ColumnRef")) {
+  const auto is_operand = [](const Json &side) {
+    return is_node(side, "ColumnRef") || is_call_of(side, "upper") || is_call_of(side, "lower");
+  };
+  if (is_operand(left)) {
     if (is_node(right, "ColumnRef")) {
       const ColumnName other = column(right);
       throw QueryError(fmt::format("comparing two columns is not supported yet{}",
                                    other.quoted ? " (a string constant goes between single quotes)" : ""),
                        other.position);
     }
-    return {Comparison{column(left), *op, constant(right)}};
+    return {Comparison{operand(left), *op, constant(right)}};
   }
   const Constant value = constant(left);
-  if (!is_node(right, "ColumnRef")) {
+  if (!is_operand(right)) {
     (void)constant(right);
     throw QueryError("comparing two constants is not supported yet", value.position);
   }
-  return {Comparison{column(right), turned_round(*op), value}};
+  return {Comparison{operand(right), turned_round(*op), value}};
+}
+
+Condition Parser::like(const Json &fields, bool negated) const {
+  const Json &right = fields.at("rexpr");
+  Like like{operand(fields.at("lexpr")), {}, std::nullopt, negated};
+  if (is_call_of(right, "like_escape")) { // how the parser writes ESCAPE
+    const Json &arguments = node_fields(right).at("args");
+    like.pattern = constant(arguments.at(0));
+    like.escape = constant(arguments.at(1));
+  } else {
+    like.pattern = constant(right);
+  }
+  return {std::move(like)};
+}
+
+ColumnName Parser::only_argument(const Json &call, std::string_view function) const {
+  const Json &fields = node_fields(call);
+  SqlRefusals::unknown_fields(fields, {"funcname", "args", "funcformat", "location"},
+                              fmt::format("this form of {}", function));
+  if (!fields.contains("args") || fields.at("args").size() != 1) {
+    throw QueryError(fmt::format("{} takes one column", function), node_position(fields));
+  }
+  return column(fields.at("args")[0]);
+}
+
+Operand Parser::operand(const Json &node) const {
+  if (is_call_of(node, "upper")) return {only_argument(node, "upper"), LetterCase::upper};
+  if (is_call_of(node, "lower")) return {only_argument(node, "lower"), LetterCase::lower};
+  return {column(node)};
 }
 
 ColumnName Parser::column(const Json &node) const {

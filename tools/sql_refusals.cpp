@@ -63,7 +63,6 @@ constexpr std::array operator_names = {
     Named{"AEXPR_BETWEEN_SYM", "BETWEEN SYMMETRIC is"},
     Named{"AEXPR_DISTINCT", "IS DISTINCT FROM is"},
     Named{"AEXPR_ILIKE", "ILIKE is"},
-    Named{"AEXPR_LIKE", "LIKE is"},
     Named{"AEXPR_NOT_BETWEEN_SYM", "BETWEEN SYMMETRIC is"},
     Named{"AEXPR_NOT_DISTINCT", "IS NOT DISTINCT FROM is"},
     Named{"AEXPR_NULLIF", "NULLIF is"},

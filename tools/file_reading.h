@@ -1,0 +1,26 @@
+// From a file to a table in memory, with progress on a terminal.
+#ifndef MIPO_TOOLS_FILE_READING_H
+#define MIPO_TOOLS_FILE_READING_H
+
+#include <string>
+
+#include "commands.h"
+#include "mipo/host/table.h"
+
+namespace mipo::tools {
+
+/// How the reading went.
+struct Reading {
+  std::string file;
+  ub8 text_bytes = 0; // of the file, once decompressed
+  ub8 rows = 0;
+  std::size_t columns = 0;
+  double seconds = 0; // reading, decompressing and encoding
+};
+
+/// Throws host::CsvError.
+host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading);
+
+} // namespace mipo::tools
+
+#endif
