@@ -19,10 +19,10 @@ constexpr double wanted = 1 / 1.25;
 // The streams of all columns: values, and control bytes that all say 0x11 (two bytes, or one where a field has one
 // bit).
 struct Stream {
-  Pages values{memory_bytes + 64}, fields{memory_bytes / 8}, bits{memory_bytes + 64};
+  Pages values{memory_bytes + 64}, fields{memory_bytes / 4 + 64}, bits{memory_bytes + 64};
   Stream() {
     fill_random(values.bytes(), memory_bytes);
-    memset(fields.bytes(), 0x11, memory_bytes / 8);
+    memset(fields.bytes(), 0x11, fields.size());
   }
 };
 

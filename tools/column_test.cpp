@@ -1,5 +1,8 @@
 #include "column_test.h"
 
+#include <functional>
+#include <set>
+
 #include <fmt/format.h>
 
 #include "query_error.h"
@@ -164,16 +167,22 @@ ColumnTest test_in_list(const TestedColumn &tested, const InList &list) {
   std::string members;
   bool has_null = false;
   std::vector<CodeRange> points;
+  std::set<std::string, std::less<>> texts; // of members that letters of one case are compared with
   for (const Constant &member : list.members) {
     members += (members.empty() ? "" : ", ") + sql_text(member);
     if (member.kind == Constant::Kind::null) {
       has_null = true;
-    } else {
-      const CodeSet equal = codes_where(tested, ComparisonOperator::equal, member);
-      points.insert(points.end(), equal.ranges().begin(), equal.ranges().end());
+      continue;
     }
+    const Place place = place_of(*tested.column, member);
+    points.push_back({{place.lower, false}, {place.upper, false}});
+    texts.insert(member.text);
   }
-  ColumnTest test = test_of(*tested.column, CodeSet(std::move(points)), {});
+  CodeSet holds = tested.letter_case == LetterCase::as_is ? CodeSet(std::move(points))
+                                                          : codes_of_texts(*tested.column, [&](std::string_view text) {
+                                                              return texts.contains(in_case(tested.letter_case, text));
+                                                            });
+  ColumnTest test = test_of(*tested.column, std::move(holds), {});
   // A value that is not in the list may still equal the missing one.
   if (has_null) test.fails = {};
   if (list.negated) test = negation(std::move(test));
@@ -354,6 +363,11 @@ std::vector<KernelCall> kernel_calls(const ColumnTest &test) {
   if (all_but_one && (!takes_nulls || nulls_are_code_0)) {
     calls.push_back(predicate_call(MIPO_OP_NE, ranges[0].upper.code));
     calls.back().sees_null_code = nulls_are_code_0;
+  } else if (nulls_are_code_0 && ranges.size() == 1 && ranges[0].lower.code == domain.first_code()) {
+    const RangeEnd end = ranges[0].upper;
+    const bool before = end.strict && end.code < domain.code_count();
+    calls.push_back(before ? predicate_call(MIPO_OP_LT, end.code) : predicate_call(MIPO_OP_LE, end.code - 1));
+    calls.back().sees_null_code = true;
   } else if (ranges.size() + (takes_nulls ? 1 : 0) > 1 && has_set_kernel(column)) {
     std::vector<CodeRange> members = ranges;
     if (takes_nulls) members.push_back({{0, false}, {1, false}});

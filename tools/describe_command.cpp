@@ -11,8 +11,9 @@
 namespace mipo::tools {
 namespace {
 
-double ratio(ub8 bytes, ub8 text_bytes) {
-  return text_bytes > 0 ? static_cast<double>(bytes) / static_cast<double>(text_bytes) : 0;
+// Nothing for a column without any text.
+std::string ratio(ub8 bytes, ub8 text_bytes) {
+  return text_bytes > 0 ? fmt::format("{:.3f}", static_cast<double>(bytes) / static_cast<double>(text_bytes)) : "";
 }
 
 struct DescribedProperty {
@@ -38,9 +39,7 @@ const std::array<DescribedProperty, 11> &properties() {
        [](const host::Column &column) { return std::to_string(column.data.stored_size().dictionary); }},
       {{"text_bytes", CellKind::number}, [](const host::Column &column) { return std::to_string(column.text_bytes); }},
       {{"ratio", CellKind::number},
-       [](const host::Column &column) {
-         return fmt::format("{:.3f}", ratio(column.data.stored_size().total(), column.text_bytes));
-       }},
+       [](const host::Column &column) { return ratio(column.data.stored_size().total(), column.text_bytes); }},
   }};
   return all;
 }
@@ -54,8 +53,9 @@ void describe_command(const DescribeOptions &options, const Streams &streams) {
   for (const DescribedProperty &property : properties()) relation.columns.push_back(property.head);
   relation.row_count = table.columns.size();
   relation.append_cell = [&](std::string &out, std::size_t row, std::size_t property) {
-    out += properties().at(property).text(table.columns[row]);
-    return true;
+    const std::string text = properties().at(property).text(table.columns[row]);
+    out += text;
+    return !text.empty();
   };
   write(streams.out, relation, options.format);
   if (options.format != OutputFormat::table) return;
@@ -64,7 +64,7 @@ void describe_command(const DescribeOptions &options, const Streams &streams) {
     bytes += column.data.stored_size().total();
     text_bytes += column.text_bytes;
   }
-  fmt::print(streams.out, "{} rows, {} columns: {} bytes with dictionaries for {} bytes of text, ratio {:.3f}\n",
+  fmt::print(streams.out, "{} rows, {} columns: {} bytes with dictionaries for {} bytes of text, ratio {}\n",
              table.row_count, table.columns.size(), bytes, text_bytes, ratio(bytes, text_bytes));
 }
 

@@ -32,24 +32,6 @@ bool is_two_sided(mipo_operation operation) {
   return operation >= MIPO_OP_GT_LT && operation <= MIPO_OP_GE_LE;
 }
 
-// The kernel that the host kit's `burst` calls for a column.
-std::string expander_of(const host::EncodedColumn &column) {
-  const auto name = [](ub4 form) {
-    return std::string(host::kernel_name(mipo_key(MIPO_OP_BURST_RLE, MIPO_FAMILY_BURST_RLE, form, MIPO_VARIANT_PLAIN)));
-  };
-  switch (column.encoding().runs) {
-  case host::RunForm::none:
-    return {};
-  case host::RunForm::lengths_8:
-    return name(MIPO_BURST_RLE_8BIT);
-  case host::RunForm::lengths_16:
-    return name(MIPO_BURST_RLE_16BIT);
-  case host::RunForm::starts:
-    return name(MIPO_BURST_RLE_16BIT_CLA);
-  }
-  return {};
-}
-
 // A set of codes as the kernel reads it: a bit for each code, and for all codes that a byte can hold.
 host::BitVector members_of(const CodeSet &set, const host::EncodedColumn &column) {
   constexpr ub8 smallest = 256;
@@ -148,12 +130,13 @@ host::Result Executor::call_kernel(const host::Column &column, const KernelCall 
   step.key =
       call.sees_null_code ? column.data.key(call.operation, MIPO_VARIANT_PLAIN) : column.data.key(call.operation);
   step.name = host::kernel_name(step.key);
-  step.expanded_by = expander_of(column.data);
+  if (column.data.has_runs())
+    step.expanded_by = host::kernel_name(host::CallContext::burst_key(*column.data.vec().enc_ctx));
   step.condition = call.text;
   step.rows_in = within != nullptr ? within->count() : rows_;
   const ub8 code_bytes = ub8{rows_} * static_cast<ub8>(column.data.bits()) / 8;
   step.selective = within != nullptr && step.rows_in * bytes_per_selected_row < code_bytes;
-  step.rows_read = step.selective ? step.rows_in : rows_;
+  step.rows_read = step.selective ? step.rows_in : column.data.stored_values();
   if (within != nullptr)
     context_.select(within->bits(), step.selective);
   else
@@ -200,6 +183,7 @@ Executor::Extremes Executor::extremes(const host::Column &column, bool least, bo
                                       const host::Result *within) {
   Step step;
   step.rows_in = step.rows_read = within != nullptr ? within->count() : rows_;
+  step.selective = within != nullptr;
   step.condition = least && greatest ? fmt::format("min({0}), max({0})", column.name)
                                      : fmt::format("{}({})", least ? "min" : "max", column.name);
   // Kernels for extremes exist for codes up to 32 bits.

@@ -117,14 +117,18 @@ void add_reading_options(CLI::App &command, ReadingOptions &options) {
                  if (!kind) {
                    throw CLI::ValidationError("--type", type + " is not one of integer, decimal, timestamp, text");
                  }
-                 options.kinds[column] = *kind;
+                 if (!options.kinds.emplace(column, *kind).second) {
+                   throw CLI::ValidationError("--type", column + " is given twice");
+                 }
                });
   add_bindings(command, "--encode", "COLUMN=ENCODING",
                "Encoding of a column, instead of the one chosen from its values: dict, fixed, tz, tz-const, dynp or "
                "dynp-tz, each with :BITS, +runs8, +runs16, +starts and +zstd if wanted; repeatable",
                [&options](const std::string &column, const std::string &text) {
                  try {
-                   options.encodings[column] = host::parse_encoding(text);
+                   if (!options.encodings.emplace(column, host::parse_encoding(text)).second) {
+                     throw CLI::ValidationError("--encode", column + " is given twice");
+                   }
                  } catch (const host::EncodingError &error) {
                    throw CLI::ValidationError("--encode", error.what());
                  }

@@ -61,8 +61,19 @@ const std::string &string_of(const Json &node) {
   return node.at("String").at("sval").get_ref<const std::string &>();
 }
 
+// A call of the function of this name, without a schema.
 bool is_call_of(const Json &node, std::string_view function) {
-  return is_node(node, "FuncCall") && string_of(node_fields(node).at("funcname").back()) == function;
+  if (!is_node(node, "FuncCall")) return false;
+  const Json &names = node_fields(node).at("funcname");
+  return names.size() == 1 && string_of(names.back()) == function;
+}
+
+// How the parser writes PATTERN ESCAPE CHARACTER.
+bool is_escaped_pattern(const Json &node) {
+  if (!is_node(node, "FuncCall")) return false;
+  const Json &names = node_fields(node).at("funcname");
+  return names.size() == 2 && string_of(names.front()) == "pg_catalog" && string_of(names.back()) == "like_escape" &&
+         node_fields(node).value("args", Json::array()).size() == 2;
 }
 
 bool is_valid_utf8(std::string_view text) {
@@ -225,7 +236,7 @@ Condition Parser::condition(const Json &node, int depth) const {
   }
   if (is_node(node, "NullTest")) {
     SqlRefusals::unknown_fields(fields, {"arg", "nulltesttype", "location"}, "this form of IS NULL");
-    return {NullTest{column(fields.at("arg")), fields.at("nulltesttype") == "IS_NOT_NULL"}};
+    return {NullTest{operand(fields.at("arg")).column, fields.at("nulltesttype") == "IS_NOT_NULL"}};
   }
   if (is_node(node, "A_Expr")) return operator_expression(node);
   if (is_node(node, "ColumnRef") || is_node(node, "A_Const")) {
@@ -299,7 +310,7 @@ Condition Parser::operator_expression(const Json &node) const {
 Condition Parser::like(const Json &fields, bool negated) const {
   const Json &right = fields.at("rexpr");
   Like like{operand(fields.at("lexpr")), {}, std::nullopt, negated};
-  if (is_call_of(right, "like_escape")) { // how the parser writes ESCAPE
+  if (is_escaped_pattern(right)) {
     const Json &arguments = node_fields(right).at("args");
     like.pattern = constant(arguments.at(0));
     like.escape = constant(arguments.at(1));

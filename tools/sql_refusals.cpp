@@ -176,7 +176,12 @@ void SqlRefusals::expression(const Json &node) const {
   const std::string &type = node_type(node);
   const Json &fields = node_fields(node);
   const std::size_t position = node_position(fields);
-  if (type == "FuncCall") not_supported(fmt::format("the function {} is", last_name(fields, "funcname")), position);
+  if (type == "FuncCall") {
+    const std::string name = last_name(fields, "funcname");
+    const auto known = {"count", "lower", "max", "min", "upper"}; // elsewhere
+    const bool misplaced = std::find(known.begin(), known.end(), name) != known.end();
+    not_supported(fmt::format("the function {} {}is", name, misplaced ? "in this place " : ""), position);
+  }
   if (type == "A_Expr") {
     if (const auto name = name_of(operator_names, fields.at("kind").get<std::string>())) {
       not_supported(*name, position);

@@ -44,14 +44,16 @@ void CallContext::report(mipo_error_frame *frame, const char *message) {
   static_cast<ErrorFrame *>(frame)->context->messages_.emplace_back(message);
 }
 
-ub4 CallContext::burst(mipo_host_ctx *host, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
-  const mipo_enc_ctx &enc_ctx = *src->enc_ctx;
+ub4 CallContext::burst_key(const mipo_enc_ctx &enc_ctx) noexcept {
   const bool short_runs = enc_ctx.run_len_bits == 8;
   const ub4 by_lengths = short_runs ? MIPO_BURST_RLE_8BIT : MIPO_BURST_RLE_16BIT;
   const ub4 by_starts = short_runs ? MIPO_BURST_RLE_8BIT_CLA : MIPO_BURST_RLE_16BIT_CLA;
   const ub4 form = enc_ctx.run_lens != nullptr ? by_lengths : by_starts;
-  return of(host->env).library_.burst(mipo_key(MIPO_OP_BURST_RLE, MIPO_FAMILY_BURST_RLE, form, MIPO_VARIANT_PLAIN))(
-      res, src, aux);
+  return mipo_key(MIPO_OP_BURST_RLE, MIPO_FAMILY_BURST_RLE, form, MIPO_VARIANT_PLAIN);
+}
+
+ub4 CallContext::burst(mipo_host_ctx *host, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
+  return of(host->env).library_.burst(burst_key(*src->enc_ctx))(res, src, aux);
 }
 
 void *CallContext::allocate(void *env, void *, ub4 size, const char *label, ub4, ub4, ub8 hint) {

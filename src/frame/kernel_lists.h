@@ -27,10 +27,10 @@
   MINMAX_KERNELS(ROW)                                   \
   SUM_AND_DISTINCT_KERNELS(ROW)
 
-#define FOR_EACH_PLANNED_KERNEL(ROW)   \
-  DECODE_KERNELS(ROW)                  \
-  DECODE_SYMBOL_KERNELS(ROW)           \
-  XLATE_KERNELS(ROW)                   \
+#define FOR_EACH_PLANNED_KERNEL(ROW) \
+  DECODE_KERNELS(ROW)                \
+  DECODE_SYMBOL_KERNELS(ROW)         \
+  XLATE_KERNELS(ROW)                 \
   ARITHMETIC_KERNELS(ROW)
 
 #define FOR_EACH_KERNEL(ROW) \

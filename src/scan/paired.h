@@ -92,7 +92,9 @@ public:
   using Constant = Pair<typename Values::Integer>;
 
   TwoSidedPairTest(Constant lo, Constant hi)
-      : lo_(lo.value), hi_(hi.value), between_(lo.value, true, hi.value, true),
+      : lo_(lo.value),
+        hi_(hi.value),
+        between_(lo.value, true, hi.value, true),
         from_low_(lo.value, false, hi.value, lo.value != hi.value),
         to_high_(lo.value, true, hi.value, false),
         low_fields_([&](ub4 field) { return Operation::low_open ? field > lo.field : field >= lo.field; }),

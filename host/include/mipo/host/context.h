@@ -67,6 +67,8 @@ public:
   /// The `burst` of run-length columns: expands runs into rows by the kernel for the form in which the column tells
   /// their lengths, from the library of the context whose host this is. Throws MissingKernel if it does not have it.
   static ub4 burst(mipo_host_ctx *host, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux);
+  /// Key of the kernel that `burst` calls for a run-length column.
+  static ub4 burst_key(const mipo_enc_ctx &enc_ctx) noexcept;
 
   /// Labels of all memory that kernels asked for, oldest first; scratch memory counts too.
   const std::vector<std::string> &allocation_labels() const noexcept { return labels_; }
