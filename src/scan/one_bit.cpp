@@ -7,7 +7,8 @@ namespace mipo::scan {
 namespace {
 
 // The stream's bits in the order of a bit vector (its first bit is a byte's top one), complemented if `complement` is
-// all ones. Whole bytes; returns the ones among them.
+// all ones. Whole bytes; returns the ones among them. Whole blocks are counted as the stream has them, since reversing
+// and counting both begin with the same half bytes.
 ub4 turn_round(const ub1 *stream, ub1 *out, ub8 bytes, ub8 complement) {
   bitvec::BlockCounter counter;
   const auto mask = simd::broadcast(complement);
@@ -16,12 +17,12 @@ ub4 turn_round(const ub1 *stream, ub1 *out, ub8 bytes, ub8 complement) {
     simd::for_block(
         [&](size_t i) __attribute__((always_inline)) {
           const ub8 place = at + i * simd::vector_bytes;
-          const auto bits = (simd::Vector<ub8>)simd::reverse_bits(simd::load<ub1>(stream + place)) ^ mask;
-          simd::store<ub8>(out + place, bits);
+          const auto bits = simd::load<ub1>(stream + place);
+          simd::store<ub8>(out + place, (simd::Vector<ub8>)simd::reverse_bits(bits) ^ mask);
           return bits;
         },
         [&](auto... vectors) __attribute__((always_inline)) { counter.add(vectors...); });
-  ub4 count = counter.total();
+  ub4 count = complement == 0 ? counter.total() : static_cast<ub4>(8 * at) - counter.total();
   for (; at < bytes; ++at) {
     ub8 byte = stream[at];
     byte = (byte & 0x0f) << 4 | byte >> 4;
