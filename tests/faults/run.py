@@ -154,7 +154,9 @@ class Builder:
 
     def run_test(self, test, library):
         """Whether the test passes on the library, and what it printed."""
-        done = subprocess.run([self.build / "tests" / test], env={**os.environ, "MIPO_TEST_LIBRARY": str(library)},
+        # A fault is caught by the first comparison that fails: the test ends there.
+        environment = {**os.environ, "MIPO_TEST_LIBRARY": str(library), "GTEST_THROW_ON_FAILURE": "1"}
+        done = subprocess.run([self.build / "tests" / test], env=environment,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
         if done.returncode == 2:  # the harness could not open the library: that proves nothing
             sys.exit(done.stdout)
