@@ -82,7 +82,7 @@ private:
                std::size_t byte_in_record, const std::string &condition);
   void unite(host::Result &result, const host::Result &other, const std::string &condition);
   void intersect(host::Result &result, const host::Result &other, const std::string &condition);
-  void complement(host::Result &result, const std::string &condition);
+  void complement(host::Result &result, const host::BitVector &of, const std::string &condition);
 
   const host::Library &library_;
   ub4 rows_;
@@ -119,8 +119,13 @@ host::Result Executor::test_column(const PlanNode &node, const host::Result *wit
 // The rows in question can be handed to a kernel unless the kernel answers for runs, or the others are meant.
 host::Result Executor::call(const host::Column &column, const KernelCall &call, const host::Result *within) {
   if (!column.data.has_runs() && !call.complemented) return call_kernel(column, call, within);
-  host::Result result = call_kernel(column, call, nullptr);
-  if (call.complemented) complement(result, call.text);
+  host::Result result(rows_);
+  if (call.complemented && !column.data.has_runs()) {
+    complement(result, *column.data.validity(), call.text); // the bits of the rows with a value are there already
+  } else {
+    result = call_kernel(column, call, nullptr);
+    if (call.complemented) complement(result, result.bits(), call.text);
+  }
   if (within != nullptr) intersect(result, *within, call.text);
   return result;
 }
@@ -264,14 +269,14 @@ void Executor::intersect(host::Result &result, const host::Result &other, const 
           offsetof(mipo_specialized_ctx, mipo_lbiwvand_dydi), condition);
 }
 
-void Executor::complement(host::Result &result, const std::string &condition) {
+void Executor::complement(host::Result &result, const host::BitVector &of, const std::string &condition) {
   Step step = entry_step("mipo_lbiwvnot_dydi", offsetof(mipo_specialized_ctx, mipo_lbiwvnot_dydi), condition);
-  step.rows_in = result.count();
-  step.rows_read = rows_;
+  step.rows_in = step.rows_read = rows_;
   const auto bits_not = host::entry(library_, &mipo_specialized_ctx::mipo_lbiwvnot_dydi);
   const Stopwatch stopwatch;
-  bits_not(result.vec()->bv, &result.vec()->nset, result.vec()->bv, rows_);
+  bits_not(result.vec()->bv, &result.vec()->nset, of.words(), rows_);
   step.seconds = stopwatch.seconds();
+  result.bits().clear_spare_bits();
   step.rows_out = result.count();
   steps_.push_back(std::move(step));
 }
