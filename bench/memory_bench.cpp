@@ -39,6 +39,7 @@ Measurement kernel_on(std::string name, ub4 key, int width, double bytes_per_row
                                              stream().bits.words(), 1, 3);
   operands->source.lens = stream().fields.bytes();
   operands->low.enc_ctx = operands->high.enc_ctx = &operands->encoding;
+  operands->low.lens = operands->high.lens = &operands->low_value; // a count or length code of 1
   return {std::move(name), double(rows) * repeats, double(rows) * bytes_per_row * repeats, [=] {
             for (int i = 0; i < repeats; ++i) benchmark::DoNotOptimize(call_predicate(key, *operands));
           }};

@@ -191,7 +191,14 @@ public:
 
   [[gnu::always_inline]] void prefetch_row(ub8 row) const { __builtin_prefetch(base_ + row * bits / 8); }
 
-  [[gnu::always_inline]] Block at(ub8 block) const { return Block(base_ + block * Block::bytes); }
+  [[gnu::always_inline]] Block at(ub8 block) const {
+    const ub1 *stream = base_ + block * Block::bytes;
+    // Wider codes are slow enough for the processor to fetch them by itself, and feel each further instruction.
+    if constexpr (bits <= 16)
+      for (size_t line = 0; line < Block::bytes; line += cache_line_bytes)
+        __builtin_prefetch(stream + prefetch_distance + line, 0, 3);
+    return Block(stream);
+  }
 
 private:
   const ub1 *base_;
