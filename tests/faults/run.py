@@ -154,7 +154,7 @@ class Builder:
 
     def run_test(self, test, library):
         """Whether the test passes on the library, and what it printed."""
-        # A fault is caught by the first comparison that fails: the test ends there.
+        # A fault is caught by the first comparison that fails: the test prints it and ends there, by an exception.
         environment = {**os.environ, "MIPO_TEST_LIBRARY": str(library), "GTEST_THROW_ON_FAILURE": "1"}
         done = subprocess.run([self.build / "tests" / test], env=environment,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
@@ -177,7 +177,7 @@ def main():
     def check(numbered):
         number, fault = numbered
         passed, output = builder.run_test(fault.test, builder.library(fault, number))
-        caught = not passed and ("FAILED" in output or "access outside" in output)
+        caught = not passed and (": Failure" in output or "access outside" in output)
         return fault, caught
 
     missed = 0
