@@ -15,8 +15,9 @@ constexpr std::string_view entry_names[] = {MIPO_ENTRIES(NAME_OF_ENTRY)};
 static_assert(std::size(entry_names) == MIPO_ENTRY_COUNT);
 
 std::string_view shape_name(KernelShape shape) {
-  constexpr std::string_view names[] = {"one-sided predicate", "two-sided predicate", "decoder",     "set kernel",
-                                        "minmax kernel",       "run expansion",       "other kernel"};
+  constexpr std::string_view names[] = {"one-sided predicate", "two-sided predicate", "decoder",
+                                        "set kernel",          "minmax kernel",       "run expansion",
+                                        "arithmetic kernel",   "placeholder",         "other kernel"};
   return names[static_cast<unsigned>(shape)];
 }
 

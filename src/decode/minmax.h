@@ -2,9 +2,8 @@
 #ifndef MIPO_DECODE_MINMAX_H
 #define MIPO_DECODE_MINMAX_H
 
+#include "decode/selected_rows.h"
 #include "frame/column_base.h"
-#include "frame/entries.h"
-#include "frame/runs.h"
 #include "scan/packed.h"
 
 namespace mipo::decode {
@@ -104,76 +103,6 @@ void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes
   one_by_one(end_block * block_rows, end);
 }
 
-// The selected rows from `next_row` on, ascending, some at a time: from the bit vector if there is one, else the list.
-class SelectedRows {
-public:
-  SelectedRows(const mipo_vec *src, const mipo_call_ctx *ctx)
-      : list_(ctx->ones_list),
-        list_end_(ctx->ones_list + (ctx->ones_vec == nullptr ? ctx->ones_list_len : 0)),
-        from_vector_(ctx->ones_vec != nullptr) {
-    if (from_vector_)
-      mipo_lbiwv_ictx_ini2_dydi(&iterator_, ctx->ones_vec, src->nrows, 0, ctx->next_row);
-    else
-      while (list_ != list_end_ && *list_ < ctx->next_row) ++list_;
-    // What is behind the selection's last row: where a call that has seen all of it would go on.
-    end_ = from_vector_ ? src->nrows : list_ != list_end_ ? list_end_[-1] + 1 : ctx->next_row;
-  }
-
-  ub4 end() const { return end_; }
-
-  // Takes rows in order for as long as take(row) says to go on.
-  void each(auto take) {
-    if (!from_vector_) {
-      for (; list_ != list_end_; ++list_)
-        if (!take(*list_)) return;
-      return;
-    }
-    ub4 numbers[batch];
-    for (ub8 got = batch; got == batch;) {
-      got = mipo_lbiwvones_dydi(&iterator_, numbers, batch);
-      for (ub8 i = 0; i < got; ++i)
-        if (!take(numbers[i])) return;
-    }
-  }
-
-private:
-  static constexpr ub8 batch = 256;
-
-  const ub4 *list_, *list_end_;
-  bool from_vector_;
-  ub4 end_;
-  mipo_lbiv_ictx iterator_;
-};
-
-// Where a walk over runs is; its state between calls lies in the call context.
-template <class Runs>
-class RunCursor {
-public:
-  RunCursor(Runs runs, const mipo_enc_ctx *enc_ctx, const mipo_call_ctx *ctx)
-      : runs_(runs), run_count_(enc_ctx->run_count) {
-    if (ctx->next_row == 0 || ctx->run_end == 0) return;
-    run_ = ctx->run_index;
-    end_ = ctx->run_end;
-  }
-
-  // Moves to the run that `row` lies in; false if the runs end ahead of it.
-  bool find(ub4 row) {
-    while (end_ <= row) {
-      if (run_ + 1 == run_count_) return false; // also from "ahead of the first run", if there is none
-      ++run_;
-      end_ += runs_.length(run_);
-    }
-    return true;
-  }
-  ub4 run() const { return run_; }
-  ub4 end() const { return end_; }
-
-private:
-  Runs runs_;
-  ub4 run_count_;
-  ub4 run_ = ~ub4{0}, end_ = 0; // ahead of the first run
-};
-
 // A column whose rows are runs. Leaves next_row, run_index and run_end for the call to be continued.
 template <bool null_aware, class Column, class Runs>
 void take_runs(Column column, Runs runs, const mipo_vec *src, mipo_call_ctx *ctx, Extremes<null_aware> &extremes) {
@@ -198,8 +127,7 @@ void take_runs(Column column, Runs runs, const mipo_vec *src, mipo_call_ctx *ctx
     return !extremes.settled();
   });
   ctx->next_row = rows.end();
-  ctx->run_index = cursor.run();
-  ctx->run_end = cursor.end();
+  cursor.store(ctx);
 }
 
 // A column whose rows are stored one by one.
@@ -228,8 +156,7 @@ ub4 minmax(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_
   Extremes<null_aware> extremes(enc_ctx->sym_count, mode);
   const bool run_length = MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE);
   if (run_length) {
-    if (ctx->ones_vec == nullptr && ctx->ones_list != nullptr && ctx->ones_list_len == 0)
-      frame::report_to_host(ctx, labels.empty_list);
+    if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
     frame::with_runs(enc_ctx, [&](auto runs) { take_runs(column, runs, src, ctx, extremes); });
   } else {
     take_stored_rows(column, src, ctx, extremes);

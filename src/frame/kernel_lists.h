@@ -23,13 +23,13 @@
   TRAILING_ZERO_PREDICATES(PREDICATE_ROW, ROW)          \
   DYNP_PREDICATES(PREDICATE_ROW, ROW)                   \
   BURST_RLE_KERNELS(ROW)                                \
+  DECODE_KERNELS(ROW)                                   \
+  DECODE_SYMBOL_KERNELS(ROW)                            \
   SET_KERNELS(ROW)                                      \
   MINMAX_KERNELS(ROW)                                   \
   SUM_AND_DISTINCT_KERNELS(ROW)
 
 #define FOR_EACH_PLANNED_KERNEL(ROW) \
-  DECODE_KERNELS(ROW)                \
-  DECODE_SYMBOL_KERNELS(ROW)         \
   XLATE_KERNELS(ROW)                 \
   ARITHMETIC_KERNELS(ROW)
 

@@ -23,28 +23,30 @@ namespace mipo::scan {
 template <unsigned bits>
 using PackedLane = std::conditional_t<8 % bits == 0, ub1, std::conditional_t<bits <= 10 || bits == 12, ub2, ub4>>;
 
-// How a block's stream bytes become lanes, by vector of the block.
-template <unsigned bits, class Lane>
+// How the stream bytes of `blocks` blocks become lanes, by vector.
+template <unsigned bits, class Lane, size_t blocks = 1>
 struct PackedLayout {
+  static constexpr size_t vectors = blocks * simd::vectors_per_block;
   static constexpr size_t lanes_per_group = simd::group_bytes / sizeof(Lane);
-  static constexpr size_t stream_bytes = simd::lanes_per_block<Lane> * bits / 8;
+  static constexpr size_t stream_bytes = blocks * simd::lanes_per_block<Lane> * bits / 8;
   static_assert(simd::lanes_per_block<Lane> * bits % 8 == 0, "the next block begins with a byte");
-  static_assert(stream_bytes >= simd::group_bytes, "a load of a group fits into a block");
+  static_assert(stream_bytes >= simd::group_bytes, "a load of a group fits into the blocks");
 
   struct VectorTables {
     alignas(32) ub1 selectors[simd::vector_bytes];
     Lane masks[simd::vector_bytes / sizeof(Lane)];
     Lane weights[simd::vector_bytes / sizeof(Lane)]; // 2 to the shift: what a constant is multiplied by
-    Lane rises[simd::vector_bytes / sizeof(Lane)];   // what moves a code to its lane's top
-    size_t offsets[simd::groups_per_vector];         // of the groups' loads, in the block's stream bytes
+    Lane shifts[simd::vector_bytes / sizeof(Lane)];
+    Lane rises[simd::vector_bytes / sizeof(Lane)]; // what moves a code to its lane's top
+    size_t offsets[simd::groups_per_vector];       // of the groups' loads, in the block's stream bytes
   };
 
-  VectorTables vector[simd::vectors_per_block];
+  VectorTables vector[vectors];
   // The first vector with the same tables: equal tables are one, and stay in registers.
-  size_t same_selectors[simd::vectors_per_block], same_masks[simd::vectors_per_block];
+  size_t same_selectors[vectors], same_masks[vectors];
 
   constexpr PackedLayout() : vector{}, same_selectors{}, same_masks{} {
-    for (size_t v = 0; v < simd::vectors_per_block; ++v) {
+    for (size_t v = 0; v < vectors; ++v) {
       fill(v);
       for (size_t w = v + 1; w-- > 0;) {
         if (equal(vector[v].selectors, vector[w].selectors)) same_selectors[v] = w;
@@ -90,6 +92,7 @@ private:
       }
       vector[v].masks[lane] = static_cast<Lane>(((ub8{1} << bits) - 1) << shift);
       vector[v].weights[lane] = static_cast<Lane>(ub8{1} << shift);
+      vector[v].shifts[lane] = static_cast<Lane>(shift);
       vector[v].rises[lane] = static_cast<Lane>(ub8{1} << (8 * sizeof(Lane) - bits - shift));
     }
   }
@@ -101,19 +104,20 @@ private:
   }
 };
 
-template <unsigned bits, class Lane = PackedLane<bits>>
-inline constexpr PackedLayout<bits, Lane> packed_layout;
+template <unsigned bits, class Lane = PackedLane<bits>, size_t blocks = 1>
+inline constexpr PackedLayout<bits, Lane, blocks> packed_layout;
 
 // The telling row: codes of 3 bits in lanes of 16.
 static_assert(packed_layout<3>.vector[0].masks[0] == 224 && packed_layout<3>.vector[0].masks[1] == 28 &&
               packed_layout<3>.vector[0].masks[2] == 896 && packed_layout<3>.vector[0].masks[7] == 7);
 static_assert(packed_layout<3>.vector[0].weights[2] == 1 << 7 && packed_layout<3>.vector[0].weights[7] == 1);
 
-template <unsigned bits, class Lane = PackedLane<bits>>
+template <unsigned bits, class Lane = PackedLane<bits>, size_t blocks = 1>
 class PackedBlock {
 public:
-  static constexpr size_t rows = simd::lanes_per_block<Lane>;
-  static constexpr size_t bytes = packed_layout<bits, Lane>.stream_bytes;
+  static constexpr size_t rows = blocks * simd::lanes_per_block<Lane>;
+  static constexpr size_t vectors = blocks * simd::vectors_per_block;
+  static constexpr size_t bytes = packed_layout<bits, Lane, blocks>.stream_bytes;
 
   explicit PackedBlock(const ub1 *stream) : stream_(stream) {}
 
@@ -129,14 +133,18 @@ public:
         [](auto... masks) { return simd::row_bits(masks...); });
   }
 
-  // The bits that share the lane with the code leave it at the top, and then at the bottom.
+  // The bits that share the lane with the code leave it at the bottom and are masked; or, where lanes can only be
+  // shifted alike, they leave it at the top, and then at the bottom.
   [[gnu::always_inline]] simd::Lanes<Lane> values(size_t i) const {
     if constexpr (whole_bytes) return {shuffled(i)};
+    if constexpr (simd::lanes_shift_apart<Lane>)
+      return {shuffled(i) >> simd::load<Lane>(layout.vector[layout.same_masks[i]].shifts) &
+              simd::broadcast(static_cast<Lane>((ub8{1} << bits) - 1))};
     return {shuffled(i) * simd::load<Lane>(layout.vector[layout.same_masks[i]].rises) >> (8 * sizeof(Lane) - bits)};
   }
 
 private:
-  static constexpr const PackedLayout<bits, Lane> &layout = packed_layout<bits, Lane>;
+  static constexpr const PackedLayout<bits, Lane, blocks> &layout = packed_layout<bits, Lane, blocks>;
   // The shuffle leaves nothing but the code then, at shift 0.
   static constexpr bool whole_bytes = bits % 8 == 0;
 

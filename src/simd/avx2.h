@@ -40,6 +40,19 @@ namespace mipo::simd {
   return {{static_cast<ub2>(bits(a) | bits(b) << 4 | bits(c) << 8 | bits(d) << 12)}};
 }
 
+// Lanes of half the width, in order, from values that fit them: those of a, then those of b.
+[[gnu::always_inline]] inline Vector<ub1> narrow(Vector<ub2> a, Vector<ub2> b) {
+  return (Vector<ub1>)_mm256_permute4x64_epi64(_mm256_packus_epi16((__m256i)a, (__m256i)b), 0xd8);
+}
+[[gnu::always_inline]] inline Vector<ub2> narrow(Vector<ub4> a, Vector<ub4> b) {
+  return (Vector<ub2>)_mm256_permute4x64_epi64(_mm256_packus_epi32((__m256i)a, (__m256i)b), 0xd8);
+}
+
+// The lanes at these positions.
+[[gnu::always_inline]] inline Vector<ub4> lanes_at(Vector<ub4> vector, Vector<ub4> positions) {
+  return (Vector<ub4>)_mm256_permutevar8x32_epi32((__m256i)vector, (__m256i)positions);
+}
+
 template <class T>
 [[gnu::always_inline]] inline Vector<T> byte_swap(Vector<T> vector) {
   if constexpr (sizeof(T) == 1) return vector;

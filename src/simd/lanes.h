@@ -28,6 +28,18 @@ inline constexpr size_t vector_bytes = 16;
 
 inline constexpr size_t vectors_per_block = block_bytes / vector_bytes;
 
+// Whether an instruction shifts each lane by a count of its own.
+#if defined(MIPO_SIMD_AVX2)
+template <class T>
+inline constexpr bool lanes_shift_apart = sizeof(T) >= 4;
+#elif defined(MIPO_SIMD_NEON)
+template <class T>
+inline constexpr bool lanes_shift_apart = true;
+#else
+template <class T>
+inline constexpr bool lanes_shift_apart = false;
+#endif
+
 // Table shuffles work within groups of 16 bytes, whatever the register.
 inline constexpr size_t group_bytes = 16;
 inline constexpr size_t groups_per_vector = vector_bytes / group_bytes;

@@ -44,6 +44,24 @@ MIPO_LANE_LOOP Vector<T> byte_swap(Vector<T> vector) {
   return vector;
 }
 
+// Lanes of half the width, in order, from values that fit them: those of a, then those of b.
+template <class Narrow, class T>
+MIPO_LANE_LOOP Vector<Narrow> narrow_lanes(Vector<T> a, Vector<T> b) {
+  constexpr size_t lanes = vector_bytes / sizeof(T);
+  Vector<Narrow> narrowed{};
+  for (size_t lane = 0; lane < lanes; ++lane) {
+    narrowed[lane] = static_cast<Narrow>(a[lane]);
+    narrowed[lanes + lane] = static_cast<Narrow>(b[lane]);
+  }
+  return narrowed;
+}
+inline Vector<ub1> narrow(Vector<ub2> a, Vector<ub2> b) {
+  return narrow_lanes<ub1, ub2>(a, b);
+}
+inline Vector<ub2> narrow(Vector<ub4> a, Vector<ub4> b) {
+  return narrow_lanes<ub2, ub4>(a, b);
+}
+
 inline Vector<ub1> load_groups(const ub1 *address) {
   return load<ub1>(address);
 }

@@ -57,6 +57,14 @@ namespace mipo::simd {
   return {{static_cast<ub2>(top_bits_of_bytes((__m128i)pack(low, high)))}};
 }
 
+// Lanes of half the width, in order, from values that fit them: those of a, then those of b.
+[[gnu::always_inline]] inline Vector<ub1> narrow(Vector<ub2> a, Vector<ub2> b) {
+  return (Vector<ub1>)_mm_packus_epi16((__m128i)a, (__m128i)b);
+}
+[[gnu::always_inline]] inline Vector<ub2> narrow(Vector<ub4> a, Vector<ub4> b) {
+  return (Vector<ub2>)_mm_packus_epi32((__m128i)a, (__m128i)b);
+}
+
 template <class T>
 [[gnu::always_inline]] inline Vector<T> byte_swap(Vector<T> vector) {
   if constexpr (sizeof(T) == 1) return vector;

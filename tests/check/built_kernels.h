@@ -9,7 +9,7 @@
 
 namespace mipo::check {
 
-enum class Shape { one_sided, two_sided, decode, set, minmax, burst, placeholder, any };
+enum class Shape { one_sided, two_sided, decode, set, minmax, burst, arithmetic, placeholder, any };
 
 struct ListedKernel {
   std::string name;

@@ -51,6 +51,7 @@ public:
   mipo_set_kernel *set(ub4 key) const { return kernel(key, KernelShape::set).set; }
   mipo_minmax_kernel *minmax(ub4 key) const { return kernel(key, KernelShape::minmax).minmax; }
   mipo_burst_kernel *burst(ub4 key) const { return kernel(key, KernelShape::burst).burst; }
+  mipo_arithmetic_kernel *arithmetic(ub4 key) const { return kernel(key, KernelShape::arithmetic).arithmetic; }
 
   /// Whether the slot of this key holds a kernel. Any number is allowed.
   bool has_kernel(ub4 key) const noexcept;
