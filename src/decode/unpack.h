@@ -54,9 +54,14 @@ class UnpackedStep {
   [[gnu::always_inline]] static void store_lanes(Out *out, simd::Vector<ub4> lanes) {
     if constexpr (sizeof(Out) == sizeof(ub4)) {
       simd::store<ub4>(out, lanes);
-    } else {
-      typedef Out Narrow __attribute__((vector_size(wide_lanes * sizeof(Out)), aligned(1), may_alias));
+    } else if constexpr (sizeof(Out) == sizeof(ub2)) {
+      typedef ub2 Narrow __attribute__((vector_size(wide_lanes * sizeof(ub2)), aligned(1), may_alias));
       *reinterpret_cast<Narrow *>(out) = __builtin_convertvector(lanes, Narrow);
+    } else {
+      // Converted in one step, g++ takes the lanes apart one by one.
+      const simd::Vector<ub2> halves = simd::narrow(lanes, lanes);
+      const simd::Vector<ub1> bytes = simd::narrow(halves, halves);
+      memcpy(out, &bytes, wide_lanes);
     }
   }
 
