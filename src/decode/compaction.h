@@ -31,13 +31,13 @@ extern "C" const mipo::decode::NibbleSelectors mipo_unpack_sel4x32_masks;
 namespace mipo::decode {
 
 // The lanes of a vector whose bit is set in `selection`, at the front; what is behind them is undefined.
-template <size_t groups = simd::groups_per_vector>
 [[gnu::always_inline]] inline simd::Vector<ub4> compacted(simd::Vector<ub4> lanes, ub8 selection) {
-  if constexpr (groups == 2)
-    return simd::lanes_at(lanes, simd::load<ub4>(mipo_unpack_sel8x32_masks.positions[selection]));
-  else
-    return (simd::Vector<ub4>)simd::shuffle_groups((simd::Vector<ub1>)lanes,
-                                                   simd::load<ub1>(mipo_unpack_sel4x32_masks.bytes[selection]));
+#if defined(MIPO_SIMD_AVX2)
+  return simd::lanes_at(lanes, simd::load<ub4>(mipo_unpack_sel8x32_masks.positions[selection]));
+#else
+  return (simd::Vector<ub4>)simd::shuffle_groups((simd::Vector<ub1>)lanes,
+                                                 simd::load<ub1>(mipo_unpack_sel4x32_masks.bytes[selection]));
+#endif
 }
 
 } // namespace mipo::decode

@@ -60,8 +60,8 @@ class UnpackedStep {
     } else {
       // Converted in one step, g++ takes the lanes apart one by one.
       const simd::Vector<ub2> halves = simd::narrow(lanes, lanes);
-      const simd::Vector<ub1> bytes = simd::narrow(halves, halves);
-      memcpy(out, &bytes, wide_lanes);
+      const simd::Vector<ub1> narrowed = simd::narrow(halves, halves);
+      memcpy(out, &narrowed, wide_lanes);
     }
   }
 
