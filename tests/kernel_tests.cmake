@@ -24,3 +24,5 @@ endfunction()
 
 include(bitvec_tests.cmake)
 include(predicate_tests.cmake)
+include(arithmetic_tests.cmake)
+include(group_tests.cmake)

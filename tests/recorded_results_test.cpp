@@ -191,7 +191,120 @@ ub8 minmax_digest(const ListedKernel &kernel, mipo_kernel built) {
   return digest.value();
 }
 
+// Symbols of `greatest` + 1 codes, as the table of a dictionary: big-endian offsets.
+std::vector<ub1> symbol_offsets(ub4 greatest, Random &random) {
+  std::vector<ub1> stored;
+  ub4 offset = 0;
+  for (ub4 code = 0; code <= greatest + 1; ++code) {
+    for (unsigned byte = 4; byte != 0; --byte) stored.push_back(static_cast<ub1>(offset >> 8 * (byte - 1)));
+    offset += static_cast<ub4>(random.below(5));
+  }
+  return stored;
+}
+
+// Unpacking goes on in pieces of 150 codes until the rows are done; the others answer for all rows at once.
+ub8 decode_digest(const ListedKernel &kernel, mipo_kernel built) {
+  Digest digest;
+  Random random(recorded_seed + kernel.key());
+  const ub4 greatest = static_cast<ub4>(std::min(greatest_number(kernel.bits()), ub8{300}));
+  const bool unpacks = kernel.operation == MIPO_OP_DECODE_UNPACK;
+  const std::vector<ub1> offsets = symbol_offsets(greatest, random);
+  for (const ub4 rows : {1u, 15u, 100u, 257u, 1000u}) {
+    std::vector<Value> values(rows);
+    for (Value &value : values) value.number = random.below(greatest + 1);
+    StoredColumn column = code_format(kernel.bits()).column(values, kernel.bits());
+    const std::vector<ub8> selection = words_of_density(rows, 40, random);
+    std::vector<ub4> list = {0};
+    for (ub4 row = 1; row < rows; ++row)
+      if (random.chance(30)) list.push_back(row);
+    std::vector<ub1> native; // codes as the kernels of code lists take them
+    for (const Value &value : values)
+      for (unsigned byte = 0; byte < kernel.bits() / 8; ++byte)
+        native.push_back(static_cast<ub1>(value.number >> 8 * byte));
+    for (unsigned way = 0; way < 6; ++way) { // all rows, bits, list; narrow and wide codes
+      mipo_enc_ctx enc{};
+      mipo_vec res{}, src{};
+      mipo_call_ctx ctx{};
+      std::vector<ub8> cells(rows + 8);
+      std::vector<ub2> lengths(rows), indicators(rows);
+      enc.sym_base = 0x1000;
+      enc.sym_varlen = 1;
+      enc.sym_offs = reinterpret_cast<const ub4 *>(offsets.data());
+      src.enc_ctx = &enc;
+      src.nrows = rows;
+      src.data = kernel.operation == MIPO_OP_DECODE_SYMBOL ? native.data() : column.data.data();
+      res.data = cells.data();
+      res.lens = lengths.data();
+      res.inds = indicators.data();
+      if (way % 3 == 1 && kernel.operation != MIPO_OP_DECODE_UNPACK) continue; // symbols take lists alone
+      if (kernel.operation != MIPO_OP_DECODE_SYMBOL) {
+        ctx.ones_vec = way % 3 == 1 ? selection.data() : nullptr;
+        ctx.ones_list = way % 3 == 2 ? list.data() : nullptr;
+        ctx.ones_list_len = way % 3 == 2 ? static_cast<ub4>(list.size()) : 0;
+        if (unpacks && way >= 3) ctx.eval_flags = MIPO_EVAL_WIDE_CODES;
+      }
+      do {
+        res.nrows = unpacks ? std::min(rows, 150u) : rows;
+        digest.add(built.decode(&res, &src, &ctx));
+        digest.add(res.nset);
+        const std::size_t code_bytes = way >= 3 || kernel.bits() > 16 ? 4 : kernel.bits() > 8 ? 2 : 1;
+        digest.add(cells.data(), res.nset * (unpacks ? code_bytes : sizeof(ub8)));
+        digest.add(ctx.done_flags);
+      } while (unpacks && res.nset == std::min(rows, 150u));
+      digest.add(lengths.data(), 2 * lengths.size());
+      digest.add(indicators.data(), 2 * indicators.size());
+    }
+  }
+  return digest.value();
+}
+
+// Numbers of near magnitudes and both signs, as they are stored: a sum tells the order in which they were added.
+template <class Pattern>
+std::vector<ub1> some_numbers(std::size_t count, bool sortable, Random &random) {
+  constexpr unsigned fraction_bits = sizeof(Pattern) == 4 ? 23 : 52, bias = sizeof(Pattern) == 4 ? 127 : 1023;
+  constexpr Pattern sign = Pattern{1} << (8 * sizeof(Pattern) - 1);
+  std::vector<ub1> stored;
+  for (std::size_t i = 0; i < count; ++i) {
+    Pattern pattern = static_cast<Pattern>(random.next()) & (sign | ((Pattern{1} << fraction_bits) - 1));
+    pattern |= static_cast<Pattern>(bias - 8 + random.below(16)) << fraction_bits;
+    if (sortable) pattern = (pattern & sign) != 0 ? static_cast<Pattern>(~pattern) : pattern | sign;
+    for (unsigned byte = 0; byte < sizeof pattern; ++byte)
+      stored.push_back(static_cast<ub1>(pattern >> 8 * (sortable ? sizeof pattern - 1 - byte : byte)));
+  }
+  return stored;
+}
+
+template <class Pattern>
+ub8 arithmetic_digest(const ListedKernel &kernel, mipo_kernel built) {
+  Digest digest;
+  Random random(recorded_seed + kernel.key());
+  for (const ub4 rows : {1u, 7u, 100u, 1003u})
+    for (unsigned way = 0; way < 3; ++way) { // columns; a constant on the left; one on the right
+      const std::vector<ub1> left = some_numbers<Pattern>(rows, (kernel.width_field & 4) != 0, random);
+      const std::vector<ub1> right = some_numbers<Pattern>(rows, (kernel.width_field & 8) != 0, random);
+      std::vector<ub1> results(rows * sizeof(Pattern));
+      mipo_enc_ctx encodings[2] = {};
+      mipo_vec res{}, operands[2] = {};
+      mipo_call_ctx ctx{};
+      if (way != 0) encodings[way - 1].flags = MIPO_CONST;
+      for (unsigned i = 0; i < 2; ++i) {
+        operands[i].enc_ctx = &encodings[i];
+        operands[i].data = const_cast<ub1 *>((i == 0 ? left : right).data());
+        operands[i].nrows = rows;
+      }
+      res.data = results.data();
+      res.nrows = rows;
+      digest.add(built.arithmetic(&res, &operands[0], &operands[1], &ctx));
+      digest.add(results.data(), results.size());
+    }
+  return digest.value();
+}
+
 ub8 kernel_digest(const ListedKernel &kernel, mipo_kernel built) {
+  if (kernel.shape == Shape::decode) return decode_digest(kernel, built);
+  if (kernel.shape == Shape::arithmetic)
+    return (kernel.width_field & 3) == 1 ? arithmetic_digest<ub4>(kernel, built)
+                                         : arithmetic_digest<ub8>(kernel, built);
   if (kernel.shape == Shape::minmax) return minmax_digest(kernel, built);
   if (kernel.shape == Shape::burst) return burst_digest(kernel, built);
   return predicate_digest(kernel, built);
@@ -296,7 +409,9 @@ Digests computed(const Level &level) {
   Digests digests;
   for (const ListedKernel &kernel : built_kernels()) {
     if (kernel.shape == Shape::placeholder) continue; // has no result
-    if (kernel.shape == Shape::minmax || kernel.shape == Shape::burst || family_of(kernel) != nullptr)
+    const bool has_rows_of_bits =
+        kernel.shape == Shape::one_sided || kernel.shape == Shape::two_sided || kernel.shape == Shape::set;
+    if (!has_rows_of_bits || family_of(kernel) != nullptr)
       digests[kernel.name] = kernel_digest(kernel, level.record->dispatch_table[kernel.key()]);
     else
       ADD_FAILURE() << kernel.name << " has no input here";

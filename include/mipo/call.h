@@ -23,7 +23,8 @@ typedef void mipo_temp_free_fn(void *env, void *memory, void *cookie);
 typedef ub4 mipo_decode_fn(mipo_decode_args *args, const void *source, void *destination, ub4 *out_length, ub4 size);
 
 // The host's callbacks. A host may leave `alloc`, `decode` and `hostierr` by longjmp or an exception: the kernel holds
-// nothing at that point, and the call can be made again.
+// nothing at that point, and the call can be made again. Of mipo_groupkey_dydi, which decodes between two callbacks,
+// the scratch from `temp_alloc` is the host's to free then.
 struct mipo_host_ctx {
   void *env; // the host's environment; its 64-bit word 71 is the error frame given to hostierr
   void *heap;

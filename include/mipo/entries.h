@@ -11,6 +11,7 @@
 #include "mipo/assertion.h"
 #include "mipo/call.h"
 #include "mipo/codes.h"
+#include "mipo/group.h"
 #include "mipo/integers.h"
 #include "mipo/iterator.h"
 #include "mipo/keys.h"
@@ -88,12 +89,15 @@ typedef ub8 mipo_hash_fn(const void *value, ub8 length, ub8 seed);
   ENTRY(ub4, mipo_spheric_pip_dydi,                                                                                    \
         (mipo_vec * res, const mipo_vec *polygon, const mipo_vec *points, ub8 unused1, ub8 unused2, double tolerance)) \
   ENTRY(ub4, mipo_groupkey_dydi,                                                                                       \
-        (mipo_vec * out, void *range, const mipo_vec *columns, ub4 column_count, mipo_vec *temp, mipo_call_ctx *ctx))  \
+        (mipo_vec * out, mipo_group_range * range, const mipo_vec *columns, ub4 column_count, mipo_vec *temp,          \
+         mipo_call_ctx *ctx))                                                                                          \
   ENTRY(                                                                                                               \
       ub4, mipo_dgk_concatenate_dydi,                                                                                  \
       (ub8 rows, void *range, void *src, void *mask, ub8 bits, ub8 contiguous, void *dst, void *used, ub8 free_bits))  \
   ENTRY(ub4, mipo_extract_dgk_dydi, (void *keys, void *masks, void *out_columns, ub8 rows, ub8 column_count))          \
-  ENTRY(ub4, mipo_gby_sum_dydi, (mipo_vec * acc, const mipo_vec *values, void *keys, void *options, void *offsets))    \
+  ENTRY(ub4, mipo_gby_sum_dydi,                                                                                        \
+        (mipo_vec * acc, const mipo_vec *values, const ub4 *const *keys, const mipo_group_sum_options *options,        \
+         const mipo_group_sum_offsets *offsets))                                                                       \
   ENTRY(ub4, mipo_convert_dydi, (mipo_vec * res, const mipo_vec *src, mipo_call_ctx *ctx))                             \
   ENTRY(ub4, mipo_prefix_decode_dydi, (mipo_vec * res, const mipo_vec *src, mipo_call_ctx *ctx))                       \
   ENTRY(ub4, mipo_hash_dydi,                                                                                           \

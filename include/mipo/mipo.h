@@ -5,6 +5,7 @@
 #include "mipo/call.h"
 #include "mipo/codes.h"
 #include "mipo/entries.h"
+#include "mipo/group.h"
 #include "mipo/integers.h"
 #include "mipo/iterator.h"
 #include "mipo/keys.h"

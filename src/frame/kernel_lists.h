@@ -27,11 +27,10 @@
   DECODE_SYMBOL_KERNELS(ROW)                            \
   SET_KERNELS(ROW)                                      \
   MINMAX_KERNELS(ROW)                                   \
-  SUM_AND_DISTINCT_KERNELS(ROW)
-
-#define FOR_EACH_PLANNED_KERNEL(ROW) \
-  XLATE_KERNELS(ROW)                 \
+  SUM_AND_DISTINCT_KERNELS(ROW)                         \
   ARITHMETIC_KERNELS(ROW)
+
+#define FOR_EACH_PLANNED_KERNEL(ROW) XLATE_KERNELS(ROW)
 
 #define FOR_EACH_KERNEL(ROW) \
   FOR_EACH_BUILT_KERNEL(ROW) \

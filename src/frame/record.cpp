@@ -23,7 +23,16 @@ constexpr mipo_specialized_ctx make_record() {
   record.mipo_set_trace_level_dydi = mipo_set_trace_level_dydi;
   record.mipo_thread_ctx_init_dydi = mipo_thread_ctx_init_dydi;
   record.mipo_thread_ctx_fini_dydi = mipo_thread_ctx_fini_dydi;
+  record.mipo_groupkey_dydi = mipo_groupkey_dydi;
+  record.mipo_gby_sum_dydi = mipo_gby_sum_dydi;
   record.mipo_brep_decode_dydi = mipo_brep_decode_dydi;
+  record.mipo_prefix_decode_dydi = mipo_prefix_decode_dydi;
+  record.mipo_eq_stream_dydi = mipo_eq_stream_dydi;
+  record.mipo_selective_dydi = mipo_selective_dydi;
+  record.mipo_convert_dydi = mipo_convert_dydi;
+  record.mipo_sum_vec_dydi = mipo_sum_vec_dydi;
+  record.mipo_prefix_sum_vec_dydi = mipo_prefix_sum_vec_dydi;
+  record.mipo_lookup_and_compare_dydi = mipo_lookup_and_compare_dydi;
   return record;
 }
 

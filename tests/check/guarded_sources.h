@@ -18,8 +18,8 @@ std::vector<ub8> bit_vector_words(const std::vector<bool> &bits, Random &random)
 class GuardedSources {
 public:
   template <class T>
-  T *keep(const std::vector<T> &elements) {
-    buffers_.push_back(std::make_unique<GuardedBuffer>(sizeof(T) * elements.size()));
+  T *keep(const std::vector<T> &elements, Edge edge = Edge::end) {
+    buffers_.push_back(std::make_unique<GuardedBuffer>(sizeof(T) * elements.size(), edge));
     if (!elements.empty()) std::memcpy(buffers_.back()->data(), elements.data(), sizeof(T) * elements.size());
     buffers_.back()->protect();
     return reinterpret_cast<T *>(buffers_.back()->data());

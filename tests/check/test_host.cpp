@@ -44,12 +44,24 @@ struct HostCallbacks {
     return host.memory_.back()->data();
   }
 
-  static void *temp_alloc(void *env, ub4 size, const char *label, ub4, ub4, void **) {
-    record(host_of(env), "temp_alloc(env, %" PRIu32 ", \"%s\")", size, label);
-    return nullptr;
+  static void *temp_alloc(void *env, ub4 size, const char *label, ub4 four, ub4 zero, void **cookie) {
+    TestHost &host = host_of(env);
+    record(host, "temp_alloc(env, %" PRIu32 ", \"%s\", %" PRIu32 ", %" PRIu32 ", cookie)", size, label, four, zero);
+    host.scratch_.push_back(std::make_unique<GuardedBuffer>(size));
+    *cookie = host.scratch_.back().get();
+    return host.scratch_.back()->data();
   }
 
-  static void temp_free(void *env, void *, void *) { record(host_of(env), "temp_free(env)"); }
+  static void temp_free(void *env, void *memory, void *cookie) {
+    TestHost &host = host_of(env);
+    const auto scratch = std::find_if(host.scratch_.begin(), host.scratch_.end(),
+                                      [&](const auto &buffer) { return buffer.get() == cookie; });
+    const bool is_known = scratch != host.scratch_.end();
+    const bool is_intact = is_known && (*scratch)->intact();
+    record(host, "temp_free(env, %s, %s)%s", is_known ? named(memory, (*scratch)->data(), "scratch") : "other",
+           is_known ? "cookie" : "other", is_known && !is_intact ? ", written beside" : "");
+    if (is_known) host.scratch_.erase(scratch);
+  }
 
   static ub4 decode(mipo_decode_args *args, const void *source, void *destination, ub4 *out_length, ub4 size) {
     TestHost &host = host_of(args->env);

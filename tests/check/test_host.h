@@ -3,6 +3,7 @@
 //   alloc(env, heap, 1000, "mipo_eq_dict_8bit: vec1_decomp", 8, 16, 0x77)
 //
 // Handles and addresses stand under the name of what they should be; one that is something else is written as "other".
+// Scratch is filled with noise, named "scratch" when it comes back with its cookie, and out of reach from then on.
 // A program that links this file takes `hostierr` and `brep_decode` from it.
 #ifndef MIPO_TESTS_CHECK_TEST_HOST_H
 #define MIPO_TESTS_CHECK_TEST_HOST_H
@@ -31,6 +32,8 @@ public:
   void *env() { return env_; }
   void *heap() { return &heap_; }
   void *error_frame() { return &error_frame_; }
+  /// Scratch that was handed out and not given back yet.
+  std::size_t scratch_count() const { return scratch_.size(); }
 
   /// The callbacks so far, in their order.
   std::vector<std::string> calls;
@@ -60,7 +63,7 @@ private:
   mipo_host_ctx ctx_{};
   ub8 env_[env_words] = {}; // word 0 leads back to this object
   ub8 heap_ = 0, error_frame_ = 0;
-  std::vector<std::unique_ptr<GuardedBuffer>> memory_;
+  std::vector<std::unique_ptr<GuardedBuffer>> memory_, scratch_; // the cookie of scratch is its GuardedBuffer
 };
 
 } // namespace mipo::check
