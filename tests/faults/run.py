@@ -22,6 +22,9 @@ SCAN, BITVEC, ITERATORS = "scan/dict_byte_aligned.cpp", "bitvec/algebra.cpp", "b
 FRAME, PACKED = "scan/predicate.cpp", "scan/dict_packed_halves.cpp"
 FIXED, TRAILING_ZERO, DYNAMIC_PACKED = "scan/fixed.cpp", "scan/trailing_zero.cpp", "scan/dynamic_packed.cpp"
 BURST, SET, MINMAX = "scan/burst_rle.cpp", "decode/set.cpp", "decode/minmax.cpp"
+ARITHMETIC, SWEEPS, CONVERT = "arith/column_arithmetic.cpp", "arith/integer_sweeps.cpp", "move/convert.cpp"
+PREFIX, COMPARISON, COPY = "decode/prefix_stream.cpp", "decode/stream_comparison.cpp", "decode/selective_copy.cpp"
+GROUP_KEY, GROUP_SUM = "groupby/group_key.cpp", "groupby/group_sum.cpp"
 
 
 @dataclass
@@ -102,6 +105,55 @@ FAULTS = [
           "iterator_test"),
     Fault("the wrong source complemented", "bitvec/algebra.cpp", "return ~a & b;", "return a & ~b;", BITVEC, "bitvec_test"),
     Fault("bits above the length counted", "bitvec/algebra.h", "used != 0)", "used == 1)", BITVEC, "bitvec_test"),
+    Fault("a vector of numbers added up in double", "arith/number_columns.h",
+          "for (size_t i = 0; i < vector_rows; ++i) sum += numbers[i];",
+          "double wide = sum;\n    for (size_t i = 0; i < vector_rows; ++i) wide += numbers[i];\n    sum = Number(wide);",
+          ARITHMETIC, "arithmetic_test"),
+    Fault("the running total added first", "arith/number_columns.h", "Number sum = 0;",
+          "Number sum = simd::read_native<Number>(cell);\n  memset(cell, 0, sizeof sum);", CONVERT, "convert_test"),
+    Fault("products fused with their additions", "arith/column_arithmetic.cpp", '#include "arith/column_arithmetic.h"',
+          '#pragma GCC optimize("fp-contract=fast")\n#pragma clang fp contract(fast)\n#include "arith/column_arithmetic.h"',
+          ARITHMETIC, "arithmetic_test"),
+    Fault("a constant on the left taken for the right", "arith/column_arithmetic.h",
+          "Constant<LeftForm>(left->data), right_column", "right_column, Constant<LeftForm>(left->data)", ARITHMETIC,
+          "arithmetic_test"),
+    Fault("operands overtaken by their results", "arith/number_columns.h", "if (!values.is_overtaken_by(to))", "", ARITHMETIC,
+          "arithmetic_test"),
+    Fault("rows lost ahead of a long result's first whole vector", "arith/number_columns.h",
+          "++row) store_row(results, values, row);", "++row) {}", ARITHMETIC, "arithmetic_test"),
+    Fault("a not-a-number stored as it is", "move/convert.cpp", "magnitude <= limit ? one_zero : nan", "one_zero", CONVERT,
+          "convert_test"),
+    Fault("a zero stored with its sign", "move/convert.cpp", "sortable == negative_zero ? zero : sortable", "sortable",
+          CONVERT, "convert_test"),
+    Fault("bits of an earlier comparison lost", "arith/integer_sweeps.cpp", "res->bv[first / batch_rows] |= bits;",
+          "res->bv[first / batch_rows] = bits;", SWEEPS, "integer_sweeps_test"),
+    Fault("the last group of a prefix stream full", "decode/prefix_stream.cpp", "stored + 1, rows)", "stored + 1, group_rows)",
+          PREFIX, "stream_test"),
+    Fault("a first unequal row not filled behind", "decode/stream_comparison.h", "+ (rows_ % 64 != 0)", "", COMPARISON,
+          "stream_test"),
+    Fault("rows of one length taken for equal", "decode/stream_comparison.h",
+          "if (memcmp(left_.next(), right_.next(), bytes) != 0) return false;", "", COMPARISON, "stream_test"),
+    Fault("a copy that forgets its place in the stream", "decode/selective_copy.h", "ctx->data_pos = walk_.position();", "",
+          COPY, "stream_test"),
+    Fault("a row without room passed over", "decode/selective_copy.h", "walk_.put_back(bytes);", "", COPY, "stream_test"),
+    Fault("a group key shifted by the wrong column", "groupby/group_key.cpp", "columns.states[i].step_constant, rows",
+          "columns.states[i - 1].step_constant, rows", GROUP_KEY, "group_key_test"),
+    Fault("a resume of group keys one row late", "groupby/group_key.cpp", "ctx->next_row = decode_ctx.next_row;",
+          "ctx->next_row = decode_ctx.next_row + (code != MIPO_DONE);", GROUP_KEY, "group_key_test"),
+    Fault("a run of another column gone on with", "groupby/group_key.cpp", "state.run_index = ctx.run_index;", "", GROUP_KEY,
+          "group_key_test"),
+    Fault("scratch kept by a call that stopped", "groupby/group_key.cpp", "host->temp_free(", "if (code == 0) host->temp_free(",
+          GROUP_KEY, "group_key_test"),
+    Fault("one group key more than there are numbers", "groupby/group_key.h", "= 0xffffffff;", "= 0x100000000;", GROUP_KEY,
+          "group_key_test"),
+    Fault("sums of float kept in double", "groupby/group_sum.h", "typename Values::Number sum = 0;",
+          "std::conditional_t<std::is_same_v<typename Values::Number, float>, double, typename Values::Number> sum = 0;", GROUP_SUM,
+          "group_sum_test"),
+    Fault("numbers added in another order than the rows'", "groupby/group_sum.h",
+          "for (ub4 row = 0; row < rows; ++row) sum += values[row];", "for (ub4 row = rows; row-- != 0;) sum += values[row];",
+          GROUP_SUM, "group_sum_test"),
+    Fault("blocks of integers read in the wrong byte order", "groupby/integer_total.h", "big_endian && sizeof(T) > 1",
+          "big_endian && sizeof(T) > 2", GROUP_SUM, "group_sum_test"),
 ]
 
 
