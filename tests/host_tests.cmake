@@ -21,6 +21,8 @@ add_executable(host_kit_test
   host_dictionary_test.cpp
   host_encoder_test.cpp
   host_encoding_test.cpp
+  host_resumable_test.cpp
+  host_stream_test.cpp
   host_values_test.cpp)
 if(MIPO_BUILD_TOOLS)
   target_sources(host_kit_test PRIVATE host_csv_test.cpp host_zstd_test.cpp)
