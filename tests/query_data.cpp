@@ -4,6 +4,7 @@
 #include <random>
 #include <stdexcept>
 
+#include <fmt/format.h>
 #include <unistd.h>
 #include <zstd.h>
 
@@ -91,18 +92,19 @@ std::string flights_with_gaps() {
   return text;
 }
 
-SqliteTable::SqliteTable(const std::string &declaration, std::string_view csv) : database_(nullptr, sqlite3_close) {
+SqliteTable::SqliteTable(const std::string &declaration, std::string_view csv, const std::string &name)
+    : database_(nullptr, sqlite3_close), name_(name) {
   sqlite3 *database = nullptr;
   const int opened = sqlite3_open(":memory:", &database);
   database_.reset(database);
   if (opened != SQLITE_OK) fail("open");
-  run("PRAGMA case_sensitive_like = ON; CREATE TABLE flights (" + declaration + "); BEGIN");
+  run("PRAGMA case_sensitive_like = ON; CREATE TABLE " + name_ + " (" + declaration + "); BEGIN");
   sqlite3_stmt *insert = nullptr;
   bool header = true;
   for_each_line(csv, [&](std::string_view line) {
     const auto fields = fields_of(line);
     if (header) {
-      std::string sql = "INSERT INTO flights VALUES (?";
+      std::string sql = "INSERT INTO " + name_ + " VALUES (?";
       for (std::size_t i = 1; i < fields.size(); ++i) sql += ", ?";
       if (sqlite3_prepare_v2(database, (sql + ")").c_str(), -1, &insert, nullptr) != SQLITE_OK) fail("prepare");
       header = false;
@@ -123,7 +125,7 @@ SqliteTable::SqliteTable(const std::string &declaration, std::string_view csv) :
 }
 
 std::vector<std::uint32_t> SqliteTable::rows(const std::string &where_and_limit) const {
-  const std::string sql = "SELECT rowid - 1 FROM flights " + where_and_limit;
+  const std::string sql = "SELECT rowid - 1 FROM " + name_ + " " + where_and_limit;
   sqlite3_stmt *statement = nullptr;
   if (sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail(sql);
   std::vector<std::uint32_t> rows;
@@ -134,19 +136,26 @@ std::vector<std::uint32_t> SqliteTable::rows(const std::string &where_and_limit)
   return rows;
 }
 
-std::vector<std::optional<std::string>> SqliteTable::aggregates(const std::string &list,
-                                                                const std::string &where) const {
-  const std::string sql = "SELECT " + list + " FROM flights " + where;
+ResultRows SqliteTable::result(const std::string &sql) const {
   sqlite3_stmt *statement = nullptr;
   if (sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail(sql);
-  if (sqlite3_step(statement) != SQLITE_ROW) fail(sql);
-  std::vector<std::optional<std::string>> values;
-  for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
-    values.push_back(text != nullptr ? std::optional<std::string>(text) : std::nullopt);
+  ResultRows rows;
+  int state = SQLITE_ROW;
+  while ((state = sqlite3_step(statement)) == SQLITE_ROW) {
+    std::vector<Cell> &row = rows.emplace_back();
+    for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+      const int type = sqlite3_column_type(statement, column);
+      Cell &cell = row.emplace_back();
+      cell.real = type == SQLITE_FLOAT;
+      if (cell.real)
+        cell.text = fmt::format("{}", sqlite3_column_double(statement, column)); // all digits: SQLite's text has 15
+      else if (type != SQLITE_NULL)
+        cell.text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
+    }
   }
   sqlite3_finalize(statement);
-  return values;
+  if (state != SQLITE_DONE) fail(sql);
+  return rows;
 }
 
 void SqliteTable::run(const std::string &sql) const {

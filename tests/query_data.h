@@ -26,22 +26,29 @@ const std::string &flights_text();
 /// Every third flight, with fields emptied here and there (a seventh of them, by a fixed seed): the same header.
 std::string flights_with_gaps();
 
+/// A value of a result, as it is printed: no text for NULL.
+struct Cell {
+  std::optional<std::string> text;
+  bool real = false; // a floating-point number
+};
+using ResultRows = std::vector<std::vector<Cell>>;
+
 /// A table of SQLite in memory with the rows of a CSV text without quotes: column types as declared, empty fields NULL.
 class SqliteTable {
 public:
-  /// `declaration` as in CREATE TABLE, for instance "delay INTEGER, origin TEXT". The table is named `flights`.
-  SqliteTable(const std::string &declaration, std::string_view csv);
+  /// `declaration` as in CREATE TABLE, for instance "delay INTEGER, origin TEXT".
+  SqliteTable(const std::string &declaration, std::string_view csv, const std::string &name = "flights");
 
   /// The numbers (from 0) of the rows that a condition and what follows it select, in the order of the rows.
   std::vector<std::uint32_t> rows(const std::string &where_and_limit) const;
-  /// The texts of the one row that a list of aggregates gives; nothing for NULL.
-  std::vector<std::optional<std::string>> aggregates(const std::string &list, const std::string &where) const;
+  ResultRows result(const std::string &sql) const;
 
 private:
   void run(const std::string &sql) const;
   [[noreturn]] void fail(const std::string &what) const;
 
   std::unique_ptr<sqlite3, int (*)(sqlite3 *)> database_;
+  std::string name_;
 };
 
 } // namespace mipo::tests

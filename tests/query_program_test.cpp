@@ -212,7 +212,7 @@ TEST(QueryProgram, ExitCodesAndMessages) {
       {{"query", "SELECT * FROM t"}, 1, "mipo: query:1:15: there is no table t: bind it to a file with --table t=FILE"},
       {{"query", "SELECT * FROM \"no/such.csv\""}, 1, "mipo: query:1:15: there is no file no/such.csv"},
       {{"query", "--table", "t=no/such.csv", "SELECT * FROM t"}, 1, "no/such.csv"},
-      {{"query", "--table", table.c_str(), "SELECT * FROM t ORDER BY n"}, 1, "mipo: query:1:17: ORDER BY"},
+      {{"query", "--table", table.c_str(), "SELECT * FROM t FOR UPDATE"}, 1, "mipo: query:1:17: FOR UPDATE"},
       {{"kernels", "frobnicate"}, 1, "mipo: no kernel's name matches \"frobnicate\""},
       {{"query", "--table", table.c_str(), "SELECT count(*) FROM T LIMIT 0"}, 0, ""},
   };
@@ -268,10 +268,10 @@ TEST(QueryProgram, TheBuiltFileDoesTheSame) {
   const Outcome count = run_file("query --format csv 'SELECT count(*) FROM \"" MIPO_TEST_FLIGHTS "\"'");
   EXPECT_EQ(count.code, 0);
   EXPECT_EQ(count.out, "count\r\n300000\r\n");
-  const Outcome bad = run_file("query 'SELECT * FROM flights ORDER BY delay' 2>&1");
+  const Outcome bad = run_file("query 'SELECT * FROM flights FOR UPDATE' 2>&1");
   EXPECT_EQ(bad.code, 1);
-  EXPECT_EQ(bad.out, "mipo: query:1:23: ORDER BY is not supported yet\n"
-                     "  SELECT * FROM flights ORDER BY delay\n"
+  EXPECT_EQ(bad.out, "mipo: query:1:23: FOR UPDATE and FOR SHARE are not supported yet\n"
+                     "  SELECT * FROM flights FOR UPDATE\n"
                      "                        ^\n");
   EXPECT_EQ(run_file("query 'SELECT origin FROM \"" MIPO_TEST_FLIGHTS "\"' 2>&1 >/dev/full").code, 1);
 }

@@ -1,5 +1,6 @@
 // What is refused: each query with a part of the message and the place that it must point to.
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -50,13 +51,14 @@ void expect_refused(const std::vector<Refusal> &refusals) {
 
 TEST(QueryRefusal, ClausesByName) {
   expect_refused({
-      {"SELECT name FROM t @ORDER BY name", "ORDER BY is not supported yet"},
-      {"SELECT name FROM t @GROUP BY name", "GROUP BY is not supported yet"},
-      {"SELECT name FROM t WHERE name = 'group' @GROUP BY name ORDER BY 1", "GROUP BY"},
-      {"SELECT name FROM t @HAVING name = 'a'", "HAVING"},
-      {"SELECT @DISTINCT name FROM t", "DISTINCT"},
-      {"SELECT name FROM t @OFFSET 3", "OFFSET"},
-      {"SELECT name FROM t LIMIT 3 @OFFSET 3", "OFFSET"},
+      {"SELECT @DISTINCT ON (name) size FROM t", "DISTINCT ON is not supported yet"},
+      {"SELECT name FROM t WHERE name = 'group' @GROUP BY DISTINCT name", "GROUP BY DISTINCT is not supported yet"},
+      {"SELECT name FROM t GROUP BY name, @ROLLUP (size)", "ROLLUP is not supported yet"},
+      {"SELECT name FROM t GROUP BY @CUBE (name)", "CUBE is"},
+      {"SELECT name FROM t GROUP BY @GROUPING SETS ((name), ())", "GROUPING SETS are"},
+      {"SELECT count(*) FROM t GROUP BY @()", "GROUP BY () is"},
+      {"SELECT name FROM t ORDER BY name @USING <", "USING in ORDER BY is not supported yet"},
+      {"SELECT name FROM t ORDER BY 1 FETCH FIRST 3 ROWS WITH @TIES", "WITH TIES"},
       {"SELECT name @INTO u FROM t", "SELECT INTO"},
       {"SELECT name FROM t @FOR UPDATE", "FOR UPDATE"},
       {"SELECT name FROM t @WINDOW w AS (PARTITION BY name)", "WINDOW"},
@@ -72,7 +74,10 @@ TEST(QueryRefusal, ClausesByName) {
       {"SELECT name FROM @t AS u(x)", "new column names"},
       {"SELECT name FROM t LIMIT @-1", "must not be negative"},
       {"SELECT name FROM t LIMIT @1.5", "whole number"},
-      {"SELECT name FROM t LIMIT 1 @+ 1", "whole number"},
+      {"SELECT name FROM t LIMIT 1 @+ 1", "LIMIT takes a whole number"},
+      {"SELECT name FROM t OFFSET @-1", "OFFSET must not be negative"},
+      {"SELECT name FROM t LIMIT 3 OFFSET @1.5", "OFFSET takes a whole number"},
+      {"SELECT name FROM t OFFSET 1 @+ 1", "OFFSET takes a whole number"},
       {"@INSERT INTO t VALUES (1)", "INSERT is not supported"},
       {"@DELETE FROM t", "DELETE is not supported"},
       {"@CREATE TABLE u (a int)", "CREATE is not supported"},
@@ -83,24 +88,21 @@ TEST(QueryRefusal, ClausesByName) {
 
 TEST(QueryRefusal, ExpressionsByName) {
   expect_refused({
-      {"SELECT @sum(size) FROM t", "the function sum is not supported yet"},
-      {"SELECT @count(size) FROM t", "only count(*)"},
-      {"SELECT @count(*) FILTER (WHERE size > 1) FROM t", "count(*)"},
-      {"SELECT @count(*) OVER () FROM t", "count(*)"},
-      {"SELECT name, @count(*) FROM t", "count(*) beside other columns"},
-      {"SELECT @1 FROM t", "a constant in this place"},
-      {"SELECT size @+ 1 FROM t", "operator +"},
+      {"SELECT @'a' FROM t", "a string constant in this place"},
+      {"SELECT size + @'1' FROM t", "a string constant in this place"},
+      {"SELECT size @/ 2 FROM t", "the operator / is not supported yet"},
+      {"SELECT size + 3 @% 2 FROM t", "the operator % is"},
+      {"SELECT name @|| 'x' FROM t", "the operator || is"},
+      {"SELECT size @> 1 FROM t", "the operator > in this place"},
+      {"SELECT @length(name) FROM t", "the function length is not supported yet"},
+      {"SELECT @upper(name) FROM t", "the function upper in this place"},
+      {"SELECT 1 + @t.* FROM t", "* in this place"},
       {"SELECT size@::text FROM t", "casts"},
       {"SELECT * FROM t WHERE @length(name) = 1", "the function length"},
       {"SELECT * FROM t WHERE lower(@upper(name)) = 'a'", "the function upper in this place"},
       {"SELECT * FROM t WHERE name LIKE @like_escape('a')", "the function like_escape"},
       {"SELECT * FROM t WHERE @other.upper(name) = 'A'", "the function upper"},
       {"SELECT * FROM t WHERE @lower(name, size) = 'a'", "lower takes one column"},
-      {"SELECT name, min(@size) FROM t", "min and max beside columns"},
-      {"SELECT min(size @+ 1) FROM t", "operator +"},
-      {"SELECT @max(DISTINCT size) FROM t", "this form of max"},
-      {"SELECT * FROM t WHERE size = 1 @+ 2", "operator +"},
-      {"SELECT * FROM t WHERE @-size = 1", "operator -"},
       {"SELECT * FROM t WHERE size @== 1", "write ="},
       {"SELECT * FROM t WHERE size @% 2 = 1", "operator %"},
       {"SELECT * FROM t WHERE size = @$1", "parameters"},
@@ -127,7 +129,69 @@ TEST(QueryRefusal, ExpressionsByName) {
       {"SELECT * FROM t WHERE NOT @true", "expected a condition"},
       {"SELECT * FROM t WHERE size = @true", "TRUE and FALSE"},
       {"SELECT * FROM t WHERE size = @x'1f'", "this kind of constant"},
-      {"SELECT * FROM t WHERE (1 @+ size) IS NULL", "operator +"},
+  });
+}
+
+TEST(QueryRefusal, AggregatesByNameAndWhereTheyStand) {
+  expect_refused({
+      {"SELECT count(@DISTINCT size) FROM t", "DISTINCT in an aggregate is not supported yet"},
+      {"SELECT DISTINCT max(@DISTINCT size) FROM t", "DISTINCT in an aggregate"},
+      {"SELECT count(*) @FILTER (WHERE size > 1) FROM t", "FILTER is"},
+      {"SELECT count(*) @OVER () FROM t", "OVER is"},
+      {"SELECT sum(size @ORDER BY size) FROM t ORDER BY 1", "ORDER BY in an aggregate"},
+      {"SELECT sum(size) @WITHIN GROUP (ORDER BY size) FROM t", "WITHIN GROUP"},
+      {"SELECT sum(@VARIADIC size) FROM t", "VARIADIC"},
+      {"SELECT @sum(*) FROM t", "only count takes *"},
+      {"SELECT @count() FROM t", "count takes one value"},
+      {"SELECT @avg(size, price) FROM t", "avg takes one value"},
+      {"SELECT count(@t.*) FROM t", "* in this place"},
+      {"SELECT sum(size * (@max(size) - 1)) FROM t", "max in sum"},
+      {"SELECT name FROM t GROUP BY name ORDER BY count(@count(*))", "count in count"},
+      {"SELECT * FROM t WHERE @count(*) > 1", "count belongs in HAVING"},
+      {"SELECT * FROM t WHERE size = 1 OR NOT 3 < @avg(size)", "avg belongs in HAVING"},
+      {"SELECT * FROM t WHERE @min(name) IS NULL", "min belongs in HAVING"},
+      {"SELECT * FROM t WHERE size IN (1, @sum(size))", "the function sum in this place"},
+      {"SELECT * FROM t WHERE size = 1 @+ 2", "calculations in WHERE"},
+      {"SELECT * FROM t WHERE @-size = 1", "calculations in WHERE"},
+      {"SELECT * FROM t WHERE (1 @+ size) IS NULL", "calculations in WHERE"},
+      {"SELECT * FROM t WHERE size @* 2 BETWEEN 1 AND 2", "calculations in WHERE"},
+      {"SELECT count(*) FROM t HAVING sum(size) > @count(*)", "comparing two expressions"},
+      {"SELECT count(*) FROM t HAVING min(name) = @\"a\"", "single quotes"},
+      {"SELECT count(*) FROM t HAVING @1 = 1", "comparing two constants"},
+      {"SELECT count(*) FROM t HAVING @1 IS NULL", "a constant in this place"},
+      {"SELECT count(*) FROM t HAVING sum(size) BETWEEN 1 AND @count(*)", "the function count in this place"},
+      {"SELECT count(*) FROM t HAVING upper(@min(name)) = 'A'", "the function min in this place"},
+      {"SELECT count(*) FROM t HAVING sum(size) @/ 2 > 1", "the operator / is"},
+      {"SELECT count(*) FROM t GROUP BY @sum(size)", "GROUP BY"},
+      {"SELECT @sum(size) FROM t GROUP BY 1", "GROUP BY"},
+      {"SELECT count(*) FROM t GROUP BY size @+ 1", "GROUP BY"},
+      {"SELECT name, @price, count(*) FROM t GROUP BY name", "GROUP BY"},
+      {"SELECT count(*), 1 + @price FROM t", "GROUP BY"},
+      {"SELECT @* FROM t GROUP BY name", "GROUP BY"},
+      {"SELECT name FROM t GROUP BY name HAVING @price > 1", "GROUP BY"},
+      {"SELECT name FROM t GROUP BY name ORDER BY @price", "GROUP BY"},
+      {"SELECT count(*) FROM t HAVING @name = 'a'", "GROUP BY"},
+      {"SELECT @sum(name) FROM t", "needs numbers"},
+      {"SELECT @avg(\"when\") FROM t", "needs numbers"},
+      {"SELECT 1 + @name FROM t", "is not a number"},
+      {"SELECT max(size) - @max(name) FROM t", "is not a number"},
+      {"SELECT count(*) FROM t HAVING sum(size) = @'a'", "cannot be compared with a string"},
+      {"SELECT count(*) FROM t HAVING max(name) > @1", "name"},
+      {"SELECT count(*) FROM t HAVING @sum(size) LIKE '1%'", "LIKE needs text"},
+      {"SELECT count(*) FROM t HAVING max(size) LIKE @'1%'", "LIKE is for text"},
+      {"SELECT sum(@nothing) FROM t", "there is no column nothing"},
+  });
+}
+
+TEST(QueryRefusal, NumbersOfOutputColumns) {
+  expect_refused({
+      {"SELECT name FROM t ORDER BY @0", "the number of an output column, from 1"},
+      {"SELECT name FROM t ORDER BY name, @-1", "the number of an output column"},
+      {"SELECT name FROM t GROUP BY @1.5", "the number of an output column"},
+      {"SELECT name FROM t GROUP BY @NULL", "the number of an output column"},
+      {"SELECT name FROM t ORDER BY @'name'", "a string constant in this place"},
+      {"SELECT name, size FROM t ORDER BY @3", "there is no output column 3"},
+      {"SELECT name, count(*) FROM t GROUP BY @4000000000", "there is no output column 4000000000"},
   });
 }
 
@@ -175,20 +239,29 @@ TEST(QueryRefusal, TextThatIsNotSqlPointsToTheFirstBadWord) {
   EXPECT_NE(refusal_of("", table).find("the query is empty"), std::string::npos);
   EXPECT_NE(refusal_of(" ; -- nothing", table).find("the query is empty"), std::string::npos);
   EXPECT_NE(refusal_of("SELECT \xff FROM t", table).find("not valid UTF-8"), std::string::npos);
-  std::string deep = "SELECT * FROM t WHERE ";
-  for (int i = 0; i < 2000; ++i) deep += "NOT ";
-  EXPECT_NE(refusal_of(deep + "size = 1", table).find("nested too deeply"), std::string::npos);
+  const auto repeated = [](const char *word) {
+    std::string text;
+    for (int i = 0; i < 2000; ++i) text += word;
+    return text;
+  };
+  for (const std::string &deep :
+       {"SELECT * FROM t WHERE " + repeated("NOT ") + "size = 1",
+        "SELECT count(*) FROM t HAVING " + repeated("NOT ") + "count(*) = 1",
+        "SELECT " + repeated("- ") + "size FROM t", "SELECT 1" + repeated(" + size") + " FROM t",
+        "SELECT size FROM t ORDER BY sum(1" + repeated(" * size") + ")"}) {
+    EXPECT_NE(refusal_of(deep, table).find("nested too deeply"), std::string::npos) << deep.substr(0, 60);
+  }
 }
 
 TEST(QueryRefusal, TheCaretStandsUnderThePlace) {
-  const std::string sql = "SELECT *\n\tFROM \"é\" ORDER BY 1\nLIMIT 3";
+  const std::string sql = "SELECT *\n\tFROM \"é\" ORDER BY 0\nLIMIT 3";
   try {
     tools::parse_query(sql);
     FAIL();
   } catch (const tools::QueryError &error) {
-    EXPECT_EQ(tools::describe(error, sql), "2:11: ORDER BY is not supported yet\n"
-                                           "  \tFROM \"é\" ORDER BY 1\n"
-                                           "  \t         ^");
+    EXPECT_EQ(tools::describe(error, sql), "2:20: a constant in ORDER BY is the number of an output column, from 1\n"
+                                           "  \tFROM \"é\" ORDER BY 0\n"
+                                           "  \t                  ^");
   }
 }
 
@@ -200,15 +273,16 @@ TEST(QueryRefusal, NamesAreTakenWhole) {
   EXPECT_EQ(tools::parse_query("SELECT * FROM \"" + quoted + "\"").table.name, long_name);
   const std::string long_column(70, 'c');
   const tools::Query query = tools::parse_query("SELECT " + long_column + ", t." + long_column + " FROM t");
-  EXPECT_EQ(query.output[0].column.name, long_column);
-  EXPECT_EQ(query.output[1].column.name, long_column);
+  for (const tools::OutputItem &item : query.output) {
+    EXPECT_EQ(std::get<tools::ColumnName>(std::get<tools::Expression>(item.value).node).name, long_column);
+  }
   EXPECT_THROW(tools::parse_query("SELECT a AS " + long_column + " FROM t"), tools::QueryError);
 
   const host::Table table = small_table();
   const tools::Plan plan = tools::plan_query(tools::parse_query("SELECT SIZE, \"Size\", Price FROM t"), table);
-  EXPECT_EQ(plan.output[0].column, table.find("size"));
-  EXPECT_EQ(plan.output[1].column, table.find("Size"));
-  EXPECT_EQ(plan.output[2].column, table.find("price"));
+  EXPECT_EQ(plan.output[0].value.column, table.find("size"));
+  EXPECT_EQ(plan.output[1].value.column, table.find("Size"));
+  EXPECT_EQ(plan.output[2].value.column, table.find("price"));
 }
 
 } // namespace

@@ -8,66 +8,11 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "executor.h"
-#include "mipo/host/csv.h"
-#include "plan.h"
 #include "query_data.h"
-#include "sql_parser.h"
+#include "query_engines.h"
 
 namespace mipo::tests {
 namespace {
-
-// A CSV text read into both engines. `declaration` is for SQLite.
-class BothEngines {
-public:
-  BothEngines(const std::string &declaration, const std::string &csv, const std::string &file,
-              const host::CsvOptions &options = {})
-      : library_(host::Library::open()),
-        table_(host::read_csv(scratch_file(file, csv), options)),
-        sqlite_(declaration, csv) {}
-
-  /// Reads the file once more, with other encodings.
-  void read_again(const std::string &file, const host::CsvOptions &options) {
-    table_ = host::read_csv(scratch_folder() / file, options);
-  }
-
-  tools::Answer answer(const std::string &sql) const {
-    return tools::execute(library_, tools::plan_query(tools::parse_query(sql), table_));
-  }
-
-  const host::Table &table() const { return table_; }
-
-  /// `column` is any column, for the rows to be asked for.
-  void expect_same_rows(const std::string &column, const std::string &clause, const std::string &sqlite_clause) const {
-    const auto expected = sqlite_.rows(sqlite_clause);
-    const tools::Answer got = answer("SELECT " + column + " FROM flights " + clause);
-    EXPECT_EQ(got.rows, expected) << clause << "\n" << table_.row_count << " rows in all";
-    if (sqlite_clause.find("LIMIT") == std::string::npos) {
-      EXPECT_EQ(answer("SELECT count(*) FROM flights " + clause).row_count, expected.size()) << clause;
-    }
-  }
-
-  void expect_same_aggregates(const std::string &list, const std::string &where) const {
-    const tools::Plan plan =
-        tools::plan_query(tools::parse_query(fmt::format("SELECT {} FROM flights {}", list, where)), table_);
-    const tools::Answer answer = tools::execute(library_, plan);
-    std::vector<std::optional<std::string>> got;
-    for (std::size_t i = 0; i < plan.output.size(); ++i) {
-      if (plan.output[i].kind == tools::OutputItem::Kind::row_count)
-        got.emplace_back(std::to_string(answer.row_count));
-      else if (answer.aggregates[i])
-        got.emplace_back(plan.output[i].column->domain().value(*answer.aggregates[i]));
-      else
-        got.emplace_back();
-    }
-    EXPECT_EQ(got, sqlite_.aggregates(list, where)) << list << ' ' << where;
-  }
-
-private:
-  host::Library library_;
-  host::Table table_;
-  SqliteTable sqlite_;
-};
 
 const std::string declaration = "departure TEXT, delay INTEGER, distance INTEGER, origin TEXT, destination TEXT";
 
@@ -94,6 +39,11 @@ const Clause clauses[] = {
     {"FETCH FIRST 3 ROWS ONLY", "LIMIT 3"},
     {"WHERE delay > 100 LIMIT 1025"},
     {"WHERE delay > 100 LIMIT 0"},
+    {"LIMIT 3 OFFSET 5"},
+    {"LIMIT 3 OFFSET 5000000"},
+    {"WHERE delay > 100 LIMIT 50 OFFSET 20"},
+    {"WHERE delay > 100 OFFSET 20 ROWS", "WHERE delay > 100 LIMIT -1 OFFSET 20"},
+    {"WHERE delay > 100 OFFSET NULL LIMIT 4", "WHERE delay > 100 LIMIT 4"},
     // One comparison: values in the dictionary, at its ends, between its values and beyond them.
     {"WHERE delay = 0"},
     {"WHERE delay = -80"},
@@ -251,10 +201,14 @@ const char *const aggregate_conditions[] = {"",
                                             "WHERE delay = 100000",
                                             "WHERE departure >= '2001-02-01' OR destination = 'LAX'"};
 
+void expect_same_extremes(const BothEngines &engines) {
+  for (const char *list : aggregate_lists)
+    for (const char *where : aggregate_conditions)
+      engines.expect_same_result(fmt::format("SELECT {} FROM flights {}", list, where));
+}
+
 TEST(QuerySqlite, FindsTheSameExtremes) {
-  for (const BothEngines &flights : flights_tables())
-    for (const char *list : aggregate_lists)
-      for (const char *where : aggregate_conditions) flights.expect_same_aggregates(list, where);
+  for (const BothEngines &flights : flights_tables()) expect_same_extremes(flights);
 }
 
 // Whatever the encoding of the columns, the answers are the same. Texts have dictionaries always.
@@ -274,14 +228,13 @@ TEST(QuerySqlite, EveryEncodingGivesTheSameAnswers) {
         for (const char *column : {"departure", "delay", "distance"})
           options.encodings[column] = host::parse_encoding(text);
         for (const char *column : {"origin", "destination"}) options.encodings[column] = host::parse_encoding(of_texts);
-        engines.read_again("encoded.csv", options);
+        engines.read_again(options);
         ASSERT_EQ(engines.table().find("delay")->data.has_runs(), *runs != 0) << text;
         for (const Clause &clause : clauses) {
           engines.expect_same_rows("delay", clause.ours, clause.sqlite.value_or(clause.ours));
           ASSERT_FALSE(HasFailure()) << text;
         }
-        for (const char *list : aggregate_lists)
-          for (const char *where : aggregate_conditions) engines.expect_same_aggregates(list, where);
+        expect_same_extremes(engines);
         ASSERT_FALSE(HasFailure()) << text;
       }
 }

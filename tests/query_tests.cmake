@@ -3,7 +3,9 @@
 find_package(SQLite3 REQUIRED)
 
 add_executable(query_test
+  query_aggregate_test.cpp
   query_data.cpp
+  query_engines.cpp
   query_program_test.cpp
   query_refusal_test.cpp
   query_sqlite_test.cpp)

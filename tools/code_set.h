@@ -32,6 +32,7 @@ public:
 
   const std::vector<CodeRange> &ranges() const { return ranges_; }
   bool empty() const { return ranges_.empty(); }
+  bool contains(ub8 code) const;
 
   /// The codes from `first` up to `end` (excluded) that are not in the set, which must lie within them.
   CodeSet complement(ub8 first, ub8 end) const;

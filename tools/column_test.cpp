@@ -233,11 +233,11 @@ ColumnTest test_like(const TestedColumn &tested, const Like &like) {
   return test;
 }
 
-ColumnTest test_is_null(const host::Column &column, const NullTest &null_test) {
+ColumnTest test_is_null(const host::Column &column, bool negated) {
   ColumnTest test = test_of(column, {}, {});
   test.null_holds = true;
-  if (null_test.negated) test = negation(std::move(test));
-  test.text = fmt::format("{} IS {}NULL", column.name, null_test.negated ? "NOT " : "");
+  if (negated) test = negation(std::move(test));
+  test.text = fmt::format("{} IS {}NULL", column.name, negated ? "NOT " : "");
   return test;
 }
 

@@ -8,10 +8,21 @@
 
 #include "code_set.h"
 #include "mipo/host/table.h"
-#include "plan.h"
+#include "mipo/keys.h"
 #include "query.h"
 
 namespace mipo::tools {
+
+/// One call of a predicate kernel, or of the kernel for sets of codes.
+struct KernelCall {
+  mipo_operation operation;
+  ub8 lo = 0; // the constant of a one-sided operation
+  ub8 hi = 0;
+  bool sees_null_code = false; // whether code 0 is looked at like any other
+  bool complemented = false;   // the rows that the kernel leaves out are meant
+  CodeSet set;                 // of MIPO_OP_SET
+  std::string text;            // the condition that the call stands for
+};
 
 /// For which codes a condition on one column is true and for which it is false; for the others it is unknown, which a
 /// negation leaves unknown. Rows without value are apart from the codes of values.
@@ -34,7 +45,7 @@ ColumnTest test_between(const TestedColumn &tested, const Between &between);
 ColumnTest test_in_list(const TestedColumn &tested, const InList &list);
 /// Throws QueryError if the column or the pattern is not text.
 ColumnTest test_like(const TestedColumn &tested, const Like &like);
-ColumnTest test_is_null(const host::Column &column, const NullTest &test);
+ColumnTest test_is_null(const host::Column &column, bool negated);
 
 ColumnTest negation(ColumnTest test);
 /// Both tests must be on one column. `kind` says whether both have to hold, or one of them.

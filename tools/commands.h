@@ -29,6 +29,7 @@ struct QueryOptions {
   ReadingOptions reading;
   OutputFormat format = OutputFormat::table;
   bool explain = false;
+  unsigned threads = 0; // 0: as many as the processor has
 };
 
 /// Answers a query. With `explain`, the explanation follows a table, goes to the error stream beside CSV, and is a

@@ -1,15 +1,18 @@
 #include "executor.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <limits>
 #include <map>
+#include <numeric>
 
 #include <fmt/format.h>
 
 #include "mipo/host/context.h"
 #include "mipo/host/zstd_decompressor.h"
+#include "parallel.h"
+#include "result.h"
+#include "row_ranges.h"
 
 namespace mipo::tools {
 namespace {
@@ -18,15 +21,6 @@ namespace {
 // path. Measured at the level avx2 with codes of 8, 16 and 32 bits, 300 thousand and 3 million of them; the selective
 // call then wins below one row in 512, 256 and 128.
 constexpr ub8 bytes_per_selected_row = 512;
-
-class Stopwatch {
-public:
-  double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
-
-private:
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point start_ = Clock::now();
-};
 
 bool is_two_sided(mipo_operation operation) {
   return operation >= MIPO_OP_GT_LT && operation <= MIPO_OP_GE_LE;
@@ -41,19 +35,42 @@ host::BitVector members_of(const CodeSet &set, const host::EncodedColumn &column
   return members;
 }
 
-Step entry_step(const char *name, std::size_t byte_in_record, const std::string &condition) {
-  Step step;
-  step.name = name;
-  step.kind = Step::Kind::entry;
-  step.key = static_cast<ub4>(byte_in_record / sizeof(void *));
-  step.condition = condition;
-  return step;
-}
+// A kernel with its constants: what is left to say is which rows.
+class Predicate {
+public:
+  Predicate(const host::Library &library, ub4 key, const KernelCall &call, const host::EncodedColumn &column)
+      : operation_(call.operation), lo_(column.constant(call.lo)), hi_(column.constant(call.hi)), members_(0) {
+    if (operation_ == MIPO_OP_SET) {
+      members_ = members_of(call.set, column);
+      kernel_.set = library.set(key);
+    } else if (is_two_sided(operation_)) {
+      kernel_.two_sided = library.two_sided(key);
+    } else {
+      kernel_.one_sided = library.one_sided(key);
+    }
+  }
+
+  ub4 operator()(mipo_vec *result, const mipo_vec &source, mipo_call_ctx *ctx) const {
+    if (operation_ == MIPO_OP_SET) {
+      mipo_vec set{};
+      set.bv = const_cast<ub8 *>(members_.words());
+      return kernel_.set(result, &source, &set, ctx);
+    }
+    if (is_two_sided(operation_)) return kernel_.two_sided(result, &source, &lo_.vec(), &hi_.vec(), ctx);
+    return kernel_.one_sided(result, &source, &lo_.vec(), ctx);
+  }
+
+private:
+  mipo_operation operation_;
+  host::Constant lo_, hi_;
+  host::BitVector members_;
+  mipo_kernel kernel_;
+};
 
 class Executor {
 public:
-  Executor(const host::Library &library, const host::Table &table)
-      : library_(library), rows_(table.row_count), context_(library, &decompressor_) {}
+  Executor(const host::Library &library, const host::Table &table, unsigned threads)
+      : library_(library), rows_(table.row_count), threads_(threads), context_(library, &decompressor_) {}
 
   /// The rows of `node` among those of `within` (null: all rows).
   host::Result run(const PlanNode &node, const host::Result *within);
@@ -72,6 +89,13 @@ private:
   host::Result test_column(const PlanNode &node, const host::Result *within);
   host::Result call(const host::Column &column, const KernelCall &call, const host::Result *within);
   host::Result call_kernel(const host::Column &column, const KernelCall &call, const host::Result *within);
+  ub4 call_on_slices(const Predicate &predicate, const host::EncodedColumn &column, bool selective, unsigned threads,
+                     const host::Result *within, host::Result &result);
+  // Starting a thread takes longer than a kernel takes for so many rows.
+  unsigned threads_for(ub8 rows) const {
+    constexpr ub8 rows_worth_a_thread = 1 << 20;
+    return static_cast<unsigned>(std::clamp<ub8>(rows / rows_worth_a_thread, 1, threads_));
+  }
   void finish(Step step, ub4 code);
   Extremes extremes_by_kernel(Step step, const host::Column &column, ub8 mode, const host::Result *within);
   Extremes extremes_row_by_row(Step step, const host::Column &column, const host::Result *within);
@@ -86,6 +110,7 @@ private:
 
   const host::Library &library_;
   ub4 rows_;
+  unsigned threads_;
   host::ZstdDecompressor decompressor_;
   host::CallContext context_;
   std::vector<Step> steps_;
@@ -142,38 +167,51 @@ host::Result Executor::call_kernel(const host::Column &column, const KernelCall 
   const ub8 code_bytes = ub8{rows_} * static_cast<ub8>(column.data.bits()) / 8;
   step.selective = within != nullptr && step.rows_in * bytes_per_selected_row < code_bytes;
   step.rows_read = step.selective ? step.rows_in : column.data.stored_values();
-  if (within != nullptr)
-    context_.select(within->bits(), step.selective);
-  else
-    context_.select_all();
 
   host::Result result(rows_);
-  const mipo_vec *const source = &column.data.vec();
-  ub4 code = 0;
-  if (call.operation == MIPO_OP_SET) {
-    const host::BitVector members = members_of(call.set, column.data);
-    mipo_vec set{};
-    set.bv = const_cast<ub8 *>(members.words());
-    const auto kernel = library_.set(step.key);
-    const Stopwatch stopwatch;
-    code = kernel(result.vec(), source, &set, context_.record());
-    step.seconds = stopwatch.seconds();
-  } else if (is_two_sided(call.operation)) {
-    const host::Constant lo = column.data.constant(call.lo), hi = column.data.constant(call.hi);
-    const auto kernel = library_.two_sided(step.key);
-    const Stopwatch stopwatch;
-    code = kernel(result.vec(), source, &lo.vec(), &hi.vec(), context_.record());
-    step.seconds = stopwatch.seconds();
+  const Predicate predicate(library_, step.key, call, column.data);
+  ub4 code = MIPO_DONE;
+  const unsigned threads = can_be_sliced(column.data) ? threads_for(rows_) : 1;
+  const Stopwatch stopwatch;
+  if (threads == 1) {
+    if (within != nullptr)
+      context_.select(within->bits(), step.selective);
+    else
+      context_.select_all();
+    code = predicate(result.vec(), column.data.vec(), context_.record());
   } else {
-    const host::Constant constant = column.data.constant(call.lo);
-    const auto kernel = library_.one_sided(step.key);
-    const Stopwatch stopwatch;
-    code = kernel(result.vec(), source, &constant.vec(), context_.record());
-    step.seconds = stopwatch.seconds();
+    code = call_on_slices(predicate, column.data, step.selective, threads, within, result);
   }
+  step.seconds = stopwatch.seconds();
   step.rows_out = result.count();
   finish(std::move(step), code);
   return result;
+}
+
+// Each thread has its own part of the column, of the selection and of the result, in whole words.
+ub4 Executor::call_on_slices(const Predicate &predicate, const host::EncodedColumn &column, bool selective,
+                             unsigned threads, const host::Result *within, host::Result &result) {
+  const std::vector<ub4> bounds = bounds_of_ranges(rows_, threads);
+  std::vector<ub4> codes(threads), counts(threads);
+  in_parallel(threads, [&](unsigned i) {
+    const ub4 first = bounds[i], rows = bounds[i + 1] - first;
+    mipo_vec source = slice(column, first, rows), target = *result.vec();
+    target.nrows = rows;
+    target.bv += first / 64;
+    host::CallContext context(library_);
+    mipo_call_ctx &ctx = *context.record();
+    if (within != nullptr) {
+      ctx.ones_vec = within->bits().words() + first / 64;
+      ctx.eval_flags = selective ? MIPO_EVAL_SELECTIVE : 0;
+    }
+    codes[i] = predicate(&target, source, &ctx);
+    context.throw_if_reported();
+    counts[i] = target.nset;
+  });
+  result.vec()->nset = std::accumulate(counts.begin(), counts.end(), ub4{0});
+  const auto failed = std::find_if(codes.begin(), codes.end(), [](ub4 code) { return code > MIPO_EMPTY; });
+  if (failed != codes.end()) return *failed;
+  return result.count() == 0 ? MIPO_EMPTY : MIPO_DONE;
 }
 
 void Executor::finish(Step step, ub4 code) {
@@ -310,54 +348,73 @@ double Answer::kernel_seconds() const {
 
 namespace {
 
-// Each column's extremes are looked for once, whichever output columns want them.
-std::vector<std::optional<ub8>> aggregates(Executor &executor, const Plan &plan, const host::Result *within) {
-  using enum OutputItem::Kind;
-  std::map<const host::Column *, Executor::Extremes> found;
-  const auto wanted = [&](const host::Column *column, OutputItem::Kind kind) {
-    return std::any_of(plan.output.begin(), plan.output.end(),
-                       [&](const PlannedColumn &planned) { return planned.column == column && planned.kind == kind; });
+// The extremes of columns over all rows that qualify: kernels know them by the codes. Each column is looked at once,
+// whichever aggregates want it.
+KnownExtremes known_extremes(Executor &executor, const Plan &plan, const host::Result *within) {
+  const auto column_of = [&](const PlannedAggregate &planned, AggregateFunction function) -> const host::Column * {
+    const bool is_column = planned.argument && planned.argument->kind == BoundExpression::Kind::column;
+    return is_column && planned.function == function ? planned.argument->column : nullptr;
   };
-  std::vector<std::optional<ub8>> codes;
-  for (const PlannedColumn &planned : plan.output) {
-    if (planned.kind == row_count) {
-      codes.emplace_back();
-      continue;
+  const auto wanted = [&](const host::Column *column, AggregateFunction function) {
+    return std::any_of(plan.aggregates.begin(), plan.aggregates.end(),
+                       [&](const PlannedAggregate &planned) { return column_of(planned, function) == column; });
+  };
+  KnownExtremes known;
+  std::map<const host::Column *, Executor::Extremes> found;
+  for (std::size_t i = 0; i < plan.aggregates.size(); ++i) {
+    for (const AggregateFunction function : {AggregateFunction::minimum, AggregateFunction::maximum}) {
+      const host::Column *column = column_of(plan.aggregates[i], function);
+      if (column == nullptr) continue;
+      if (!found.contains(column)) {
+        found[column] = executor.extremes(*column, wanted(column, AggregateFunction::minimum),
+                                          wanted(column, AggregateFunction::maximum), within);
+      }
+      const auto &code = function == AggregateFunction::minimum ? found[column].least : found[column].greatest;
+      known[i] = code ? Value(CodedValue{&column->domain(), *code}) : Value();
     }
-    if (!found.contains(planned.column)) {
-      found[planned.column] =
-          executor.extremes(*planned.column, wanted(planned.column, minimum), wanted(planned.column, maximum), within);
-    }
-    const Executor::Extremes &extremes = found[planned.column];
-    codes.push_back(planned.kind == minimum ? extremes.least : extremes.greatest);
   }
-  return codes;
+  return known;
+}
+
+void decompress_all(Executor &executor, const BoundExpression &expression) {
+  if (expression.kind == BoundExpression::Kind::column) executor.decompress(*expression.column);
+  for (const BoundExpression &operand : expression.operands) decompress_all(executor, operand);
 }
 
 } // namespace
 
-Answer execute(const host::Library &library, const Plan &plan) {
-  Executor executor(library, *plan.table);
+Answer execute(const host::Library &library, const Plan &plan, unsigned threads) {
+  Executor executor(library, *plan.table, threads);
   const ub4 rows = plan.table->row_count;
   Answer answer;
-  if (plan.aggregates()) {
-    std::optional<host::Result> result;
-    if (plan.where) result = executor.run(*plan.where, nullptr);
-    answer.row_count = result ? result->count() : rows;
-    answer.aggregates = aggregates(executor, plan, result ? &*result : nullptr);
+  std::optional<host::Result> qualifying;
+  if (plan.where) qualifying = executor.run(*plan.where, nullptr);
+  const host::Result *within = qualifying ? &*qualifying : nullptr;
+  answer.row_count = within != nullptr ? within->count() : rows;
+  if (plan.grouped) {
+    const KnownExtremes known = plan.keys.empty() ? known_extremes(executor, plan, within) : KnownExtremes();
+    for (const host::Column *key : plan.keys) executor.decompress(*key);
+    for (const PlannedAggregate &planned : plan.aggregates)
+      if (planned.argument) decompress_all(executor, *planned.argument);
     answer.steps = executor.take_steps();
+    answer.groups = aggregate(library, plan, within, threads, known, answer.steps);
+    std::vector<ub4> all(answer.groups->count());
+    std::iota(all.begin(), all.end(), 0);
+    answer.rows = result_rows(plan, ValueSource(plan, answer.groups.get()), std::move(all));
     return answer;
   }
-  host::Result result(rows);
-  if (plan.where) {
-    result = executor.run(*plan.where, nullptr);
-  } else {
-    result.bits().fill(true);
-    result.vec()->nset = rows;
+  if (!qualifying) {
+    qualifying.emplace(rows);
+    qualifying->bits().fill(true);
+    qualifying->vec()->nset = rows;
   }
-  answer.row_count = result.count();
-  executor.read_rows(result, answer, plan.limit.value_or(std::numeric_limits<ub8>::max()));
-  for (const PlannedColumn &planned : plan.output) executor.decompress(*planned.column);
+  const bool in_row_order = plan.order.empty() && !plan.distinct;
+  const ub8 limit = plan.limit.value_or(std::numeric_limits<ub8>::max());
+  const ub8 read = limit > std::numeric_limits<ub8>::max() - plan.offset ? limit : limit + plan.offset;
+  executor.read_rows(*qualifying, answer, in_row_order ? read : std::numeric_limits<ub8>::max());
+  for (const PlannedColumn &planned : plan.output) decompress_all(executor, planned.value);
+  for (const SortKey &key : plan.order) decompress_all(executor, key.value);
+  answer.rows = result_rows(plan, ValueSource(plan, nullptr), std::move(answer.rows));
   answer.steps = executor.take_steps();
   return answer;
 }

@@ -3,21 +3,13 @@
 #include <algorithm>
 #include <variant>
 
-#include <fmt/format.h>
-
-#include "characters.h"
+#include "column_binder.h"
 #include "column_test.h"
-#include "query_error.h"
+#include "overloaded.h"
+#include "result_binder.h"
 
 namespace mipo::tools {
 namespace {
-
-template <class... Cases>
-struct Overloaded : Cases... {
-  using Cases::operator()...;
-};
-template <class... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
 
 // A condition whose columns are bound: negations are pushed down to the tests, and tests on one column that stand
 // beside each other are one test.
@@ -28,86 +20,38 @@ struct BoundJunction {
   std::vector<BoundCondition> operands;
 };
 
-class Binder {
+class ConditionBinder {
 public:
-  Binder(const TableName &name, const host::Table &table) : name_(name), table_(table) {}
+  explicit ConditionBinder(const ColumnBinder &columns) : columns_(columns) {}
 
-  const host::Column &column(const ColumnName &wanted) const;
-  TestedColumn bound(const Operand &operand) const;
-  void check_qualifier(const ColumnName &wanted) const;
   BoundCondition condition(const Condition &condition, bool negated) const;
 
 private:
   BoundCondition junction(const Junction &junction, bool negated) const;
 
-  const TableName &name_;
-  const host::Table &table_;
+  const ColumnBinder &columns_;
 };
 
-void Binder::check_qualifier(const ColumnName &wanted) const {
-  if (wanted.qualifier.empty()) return;
-  const std::string &name = name_.alias.empty() ? name_.name : name_.alias;
-  if (wanted.qualifier != name) {
-    throw QueryError(fmt::format("the table {} is not in FROM, which names {}", wanted.qualifier, name),
-                     wanted.position);
-  }
-}
-
-const host::Column &Binder::column(const ColumnName &wanted) const {
-  check_qualifier(wanted);
-  if (const host::Column *exact = table_.find(wanted.name)) return *exact;
-  const host::Column *found = nullptr;
-  std::string names;
-  for (const host::Column &column : table_.columns) {
-    names += (names.empty() ? "" : ", ") + column.name;
-    if (!equal_without_case(column.name, wanted.name)) continue;
-    if (wanted.quoted) {
-      throw QueryError(
-          fmt::format("there is no column \"{}\"; without quotes it would be {}", wanted.name, column.name),
-          wanted.position);
-    }
-    if (found != nullptr) {
-      throw QueryError(fmt::format("{} may be \"{}\" or \"{}\": write the name in double quotes", wanted.name,
-                                   found->name, column.name),
-                       wanted.position);
-    }
-    found = &column;
-  }
-  if (found == nullptr) {
-    throw QueryError(fmt::format("there is no column {}; the columns are {}{}", wanted.name, names,
-                                 wanted.quoted ? " (a string constant goes between single quotes)" : ""),
-                     wanted.position);
-  }
-  return *found;
-}
-
-TestedColumn Binder::bound(const Operand &operand) const {
-  const host::Column &tested = column(operand.column);
-  if (operand.letter_case != LetterCase::as_is && tested.type().kind != host::ValueKind::text) {
-    throw QueryError(fmt::format("column {} has no letters: it is {}", tested.name, host::type_name(tested.type())),
-                     operand.column.position);
-  }
-  return {&tested, operand.letter_case};
-}
-
-BoundCondition Binder::condition(const Condition &condition, bool negated) const {
+BoundCondition ConditionBinder::condition(const Condition &condition, bool negated) const {
   const auto test = [&](ColumnTest bound) -> BoundCondition {
     return negated ? negation(std::move(bound)) : std::move(bound);
   };
   return std::visit(
       Overloaded{
-          [&](const Comparison &leaf) { return test(test_comparison(bound(leaf.operand), leaf.op, leaf.constant)); },
-          [&](const Between &leaf) { return test(test_between(bound(leaf.operand), leaf)); },
-          [&](const InList &leaf) { return test(test_in_list(bound(leaf.operand), leaf)); },
-          [&](const Like &leaf) { return test(test_like(bound(leaf.operand), leaf)); },
-          [&](const NullTest &leaf) { return test(test_is_null(column(leaf.column), leaf)); },
+          [&](const Comparison &leaf) {
+            return test(test_comparison(columns_.tested(leaf.operand), leaf.op, leaf.constant));
+          },
+          [&](const Between &leaf) { return test(test_between(columns_.tested(leaf.operand), leaf)); },
+          [&](const InList &leaf) { return test(test_in_list(columns_.tested(leaf.operand), leaf)); },
+          [&](const Like &leaf) { return test(test_like(columns_.tested(leaf.operand), leaf)); },
+          [&](const NullTest &leaf) { return test(test_is_null(columns_.column(leaf.value), leaf.negated)); },
           [&](const Junction &node) { return junction(node, negated); },
           [&](const Negation &node) { return this->condition(node.operand.front(), !negated); },
       },
       condition.node);
 }
 
-BoundCondition Binder::junction(const Junction &node, bool negated) const {
+BoundCondition ConditionBinder::junction(const Junction &node, bool negated) const {
   const bool conjunction = (node.kind == Junction::Kind::conjunction) != negated;
   BoundJunction bound{conjunction ? Junction::Kind::conjunction : Junction::Kind::disjunction, {}};
   const auto add = [&](BoundCondition &&operand) {
@@ -157,37 +101,27 @@ PlanNode plan_node(const BoundCondition &condition) {
 
 } // namespace
 
+const host::Column *source_column(const BoundExpression &value, const Plan &plan) {
+  if (value.kind == BoundExpression::Kind::column) return value.column;
+  if (value.kind != BoundExpression::Kind::aggregate) return nullptr;
+  const PlannedAggregate &aggregate = plan.aggregates[value.index];
+  const bool extreme =
+      aggregate.function == AggregateFunction::minimum || aggregate.function == AggregateFunction::maximum;
+  return extreme && aggregate.argument->kind == BoundExpression::Kind::column ? aggregate.argument->column : nullptr;
+}
+
+bool is_number(const BoundExpression &value, const Plan &plan) {
+  const host::Column *source = source_column(value, plan);
+  return source == nullptr || source->type().kind == host::ValueKind::integer ||
+         source->type().kind == host::ValueKind::decimal;
+}
+
 Plan plan_query(const Query &query, const host::Table &table) {
-  const Binder binder(query.table, table);
+  const ColumnBinder columns(query.table, table);
   Plan plan;
   plan.table = &table;
-  plan.limit = query.limit;
-  for (const OutputItem &item : query.output) {
-    using enum OutputItem::Kind;
-    switch (item.kind) {
-    case row_count:
-      plan.output.push_back({item.name.value_or("count"), item.kind, nullptr});
-      break;
-    case all_columns:
-      binder.check_qualifier(item.column);
-      for (const host::Column &column : table.columns)
-        plan.output.push_back({column.name, OutputItem::Kind::column, &column});
-      break;
-    case minimum:
-    case maximum: {
-      const host::Column &source = binder.column(item.column);
-      const char *function = item.kind == minimum ? "min" : "max";
-      plan.output.push_back({item.name.value_or(fmt::format("{}({})", function, source.name)), item.kind, &source});
-      break;
-    }
-    case column: {
-      const host::Column &source = binder.column(item.column);
-      plan.output.push_back({item.name.value_or(source.name), item.kind, &source});
-      break;
-    }
-    }
-  }
-  if (query.where) plan.where = plan_node(binder.condition(*query.where, false));
+  if (query.where) plan.where = plan_node(ConditionBinder(columns).condition(*query.where, false));
+  bind_result(query, columns, plan);
   return plan;
 }
 

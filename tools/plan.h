@@ -7,23 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "code_set.h"
+#include "column_test.h"
 #include "mipo/host/table.h"
-#include "mipo/keys.h"
 #include "query.h"
+#include "value.h"
 
 namespace mipo::tools {
-
-/// One call of a predicate kernel, or of the kernel for sets of codes.
-struct KernelCall {
-  mipo_operation operation;
-  ub8 lo = 0; // the constant of a one-sided operation
-  ub8 hi = 0;
-  bool sees_null_code = false; // whether code 0 is looked at like any other
-  bool complemented = false;   // the rows that the kernel leaves out are meant
-  CodeSet set;                 // of MIPO_OP_SET
-  std::string text;            // the condition that the call stands for
-};
 
 /// A condition, free of negations and of SQL's third truth value: its rows are exactly those that the query's
 /// condition holds for.
@@ -37,24 +26,84 @@ struct PlanNode {
   std::optional<Junction::Kind> joined; // the text is several conditions, joined so
 };
 
+/// A value of a row or of a group, with its columns found.
+struct BoundExpression {
+  enum class Kind {
+    column,
+    aggregate, ///< of a group
+    constant,
+    arithmetic
+  };
+  Kind kind = Kind::column;
+  const host::Column *column = nullptr;  // column
+  std::size_t index = 0;                 // aggregate: which of the plan's; column, in a grouped plan: which of its keys
+  Value constant;                        // constant
+  ArithmeticOperator op{};               // arithmetic
+  std::vector<BoundExpression> operands; // arithmetic: two
+
+  friend bool operator==(const BoundExpression &, const BoundExpression &) = default;
+};
+
+struct PlannedAggregate {
+  AggregateFunction function = AggregateFunction::row_count;
+  std::optional<BoundExpression> argument; // a value of a row; none of row_count
+  std::string text;
+
+  friend bool operator==(const PlannedAggregate &, const PlannedAggregate &) = default;
+};
+
 struct PlannedColumn {
   std::string name;
-  OutputItem::Kind kind = OutputItem::Kind::column; // not all_columns: those are planned one by one
-  const host::Column *column = nullptr;             // null: the number of rows
+  BoundExpression value;
+};
+
+/// A condition on the rows of the result.
+struct ResultCondition {
+  enum class Kind {
+    coded,      ///< the value is a column's: tested by its code
+    comparison, ///< with a number
+    null_test,
+    all_of,
+    any_of,
+    negation
+  };
+  Kind kind = Kind::coded;
+  BoundExpression value;                 // coded, comparison, null_test
+  ColumnTest test;                       // coded
+  ComparisonOperator op{};               // comparison
+  Value number;                          // comparison: none if the constant is NULL
+  std::vector<ResultCondition> operands; // all_of, any_of, negation
+};
+
+struct SortKey {
+  BoundExpression value;
+  bool descending = false;
+  bool nulls_first = true;
 };
 
 struct Plan {
   const host::Table *table = nullptr;
-  std::vector<PlannedColumn> output;
   std::optional<PlanNode> where;
+  bool grouped = false; // the result has a row for each group; without keys all rows are one group
+  std::vector<const host::Column *> keys;
+  std::vector<PlannedAggregate> aggregates; // no two alike
+  std::vector<PlannedColumn> output;
+  std::optional<ResultCondition> having;
+  std::vector<SortKey> order;
+  bool distinct = false; // of the rows of the result
   std::optional<ub8> limit;
-
-  /// Whether the output is one row of values made of all rows.
-  bool aggregates() const { return is_aggregate(output.front().kind); }
+  ub8 offset = 0;
 };
 
-/// Binds a query to the table that its FROM names. Throws QueryError for names that the table does not have and for
-/// constants that a column cannot be compared with. The table must outlive the plan.
+/// The column whose values the expression gives: a column itself, or the least or greatest of one. Null for numbers
+/// that are calculated.
+const host::Column *source_column(const BoundExpression &value, const Plan &plan);
+/// Whether the expression gives integers, decimals or real numbers.
+bool is_number(const BoundExpression &value, const Plan &plan);
+
+/// Binds a query to the table that its FROM names. Throws QueryError for names that the table does not have, for
+/// constants that a column cannot be compared with, and for values that are neither grouped by nor aggregated. The
+/// table must outlive the plan.
 Plan plan_query(const Query &query, const host::Table &table);
 
 } // namespace mipo::tools

@@ -135,6 +135,8 @@ void add_reading_options(CLI::App &command, ReadingOptions &options) {
                });
 }
 
+constexpr unsigned most_threads = 1024;
+
 void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
   CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV file");
   command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
@@ -147,6 +149,9 @@ void add_query_command(CLI::App &program, QueryOptions &options, const Streams &
   add_reading_options(command, options.reading);
   add_format(command, options.format, {"table", "csv", "json"});
   command.add_flag("--explain", options.explain, "Show the kernels called, with their rows and times");
+  command.add_option("--threads", options.threads, "Threads that filter and aggregate (default: all processors)")
+      ->type_name("N")
+      ->check(CLI::Range(1u, most_threads));
   command.footer(query_examples);
   command.callback([&options, &streams] { query_command(options, streams); });
 }

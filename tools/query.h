@@ -31,9 +31,27 @@ enum class ComparisonOperator { equal, not_equal, less, less_equal, greater, gre
 // What upper() and lower() make of a text.
 enum class LetterCase { as_is, upper, lower };
 
-// What is compared: a column, or upper(column) or lower(column).
+enum class AggregateFunction { row_count, count, sum, average, minimum, maximum };
+
+enum class ArithmeticOperator { add, subtract, multiply };
+
+// A value: of a row, or of a group of rows once it has an aggregate in it.
+struct Expression {
+  struct Arithmetic {
+    ArithmeticOperator op = ArithmeticOperator::add;
+    std::vector<Expression> operands; // exactly two
+  };
+  struct Aggregate {
+    AggregateFunction function = AggregateFunction::row_count;
+    std::vector<Expression> argument; // exactly one, free of aggregates; none of row_count
+  };
+  std::variant<ColumnName, Constant, Arithmetic, Aggregate> node;
+  std::size_t position = 0;
+};
+
+// What is compared: a value, or upper() or lower() of a column.
 struct Operand {
-  ColumnName column;
+  Expression value;
   LetterCase letter_case = LetterCase::as_is;
 };
 
@@ -66,7 +84,7 @@ struct Like {
 };
 
 struct NullTest {
-  ColumnName column;
+  Expression value;
   bool negated = false;
 };
 
@@ -84,11 +102,29 @@ struct Condition {
   std::variant<Comparison, Between, InList, Like, NullTest, Junction, Negation> node;
 };
 
+// All columns: * or table.*
+struct AllColumns {
+  std::string qualifier;
+  std::size_t position = 0;
+};
+
 struct OutputItem {
-  enum class Kind { column, all_columns, row_count, minimum, maximum };
-  Kind kind = Kind::column;
-  ColumnName column;               // for `all_columns` the qualifier and the position, for `row_count` the position
+  std::variant<AllColumns, Expression> value;
   std::optional<std::string> name; // from AS
+};
+
+// The number of an output column, from 1, where it stands for the column: ORDER BY 2.
+struct OutputPosition {
+  std::uint64_t number = 1;
+  std::size_t position = 0;
+};
+
+using GroupItem = std::variant<OutputPosition, Expression>;
+
+struct OrderItem {
+  std::variant<OutputPosition, Expression> value;
+  bool descending = false;
+  std::optional<bool> nulls_first; // nothing: rows without value count as less than all others
 };
 
 struct TableName {
@@ -99,17 +135,16 @@ struct TableName {
 };
 
 struct Query {
-  std::vector<OutputItem> output; // columns, or row_count, minimum and maximum, but not both
+  std::vector<OutputItem> output;
+  bool distinct = false;
   TableName table;
-  std::optional<Condition> where;
+  std::optional<Condition> where; // its operands are columns, or upper() or lower() of one
+  std::vector<GroupItem> group_by;
+  std::optional<Condition> having;
+  std::vector<OrderItem> order_by;
   std::optional<std::uint64_t> limit;
+  std::uint64_t offset = 0;
 };
-
-/// Whether the item is one value made of all rows.
-constexpr bool is_aggregate(OutputItem::Kind kind) {
-  using enum OutputItem::Kind;
-  return kind == row_count || kind == minimum || kind == maximum;
-}
 
 /// The operator as it is written in SQL.
 constexpr const char *sql_text(ComparisonOperator op) {
@@ -126,6 +161,36 @@ constexpr const char *sql_text(ComparisonOperator op) {
     return ">";
   case ComparisonOperator::greater_equal:
     return ">=";
+  }
+  return "";
+}
+
+/// The name of the function as it is written in SQL: count, for row_count too.
+constexpr const char *sql_text(AggregateFunction function) {
+  switch (function) {
+  case AggregateFunction::row_count:
+  case AggregateFunction::count:
+    return "count";
+  case AggregateFunction::sum:
+    return "sum";
+  case AggregateFunction::average:
+    return "avg";
+  case AggregateFunction::minimum:
+    return "min";
+  case AggregateFunction::maximum:
+    return "max";
+  }
+  return "";
+}
+
+constexpr const char *sql_text(ArithmeticOperator op) {
+  switch (op) {
+  case ArithmeticOperator::add:
+    return "+";
+  case ArithmeticOperator::subtract:
+    return "-";
+  case ArithmeticOperator::multiply:
+    return "*";
   }
   return "";
 }

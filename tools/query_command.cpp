@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 #include <system_error>
+#include <thread>
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
@@ -14,6 +15,7 @@
 #include "file_reading.h"
 #include "plan.h"
 #include "query_error.h"
+#include "result.h"
 #include "sql_parser.h"
 
 namespace mipo::tools {
@@ -35,37 +37,17 @@ std::string file_of(const TableName &table, const std::map<std::string, std::str
   return table.name;
 }
 
-// The one row of a query that aggregates.
-Relation aggregate_relation(const Plan &plan, const Answer &answer) {
-  Relation relation;
-  relation.row_count = plan.limit == ub8{0} ? 0 : 1;
-  relation.append_cell = [&plan, &answer](std::string &out, std::size_t, std::size_t column) {
-    if (plan.output[column].kind == OutputItem::Kind::row_count) {
-      out += std::to_string(answer.row_count);
-      return true;
-    }
-    const std::optional<ub8> code = answer.aggregates[column];
-    if (code) plan.output[column].column->domain().append_value(out, *code);
-    return code.has_value();
-  };
-  return relation;
-}
-
 Relation relation_of(const Plan &plan, const Answer &answer) {
   Relation relation;
-  if (plan.aggregates()) {
-    relation = aggregate_relation(plan, answer);
-  } else {
-    relation.row_count = answer.rows.size();
-    relation.append_cell = [&plan, &answer](std::string &out, std::size_t row, std::size_t column) {
-      return plan.output[column].column->data.append_value(out, answer.rows[row]);
-    };
-  }
-  for (const PlannedColumn &planned : plan.output) {
-    const bool number = planned.column == nullptr || planned.column->type().kind == host::ValueKind::integer ||
-                        planned.column->type().kind == host::ValueKind::decimal;
-    relation.columns.push_back({planned.name, number ? CellKind::number : CellKind::text});
-  }
+  relation.row_count = answer.rows.size();
+  const ValueSource source(plan, answer.groups.get());
+  relation.append_cell = [&plan, &answer, source](std::string &out, std::size_t row, std::size_t column) {
+    const Value value = source.value(plan.output[column].value, answer.rows[row]);
+    value.append_to(out);
+    return !value.is_null();
+  };
+  for (const PlannedColumn &planned : plan.output)
+    relation.columns.push_back({planned.name, is_number(planned.value, plan) ? CellKind::number : CellKind::text});
   return relation;
 }
 
@@ -105,7 +87,8 @@ void query_command(const QueryOptions &options, const Streams &streams) {
   explanation.level = library.level();
   const host::Table table = read_file(file_of(query.table, options.tables), options.reading, explanation.reading);
   const Plan plan = plan_query(query, table);
-  const Answer answer = execute(library, plan);
+  const unsigned threads = options.threads != 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
+  const Answer answer = execute(library, plan, threads);
   explanation.answer = &answer;
   const Relation relation = relation_of(plan, answer);
   if (options.format == OutputFormat::json) refuse_repeated_names(relation);

@@ -1,6 +1,5 @@
 #include "sql_parser.h"
 
-#include <algorithm>
 #include <charconv>
 #include <memory>
 
@@ -12,69 +11,41 @@ extern "C" {
 }
 
 #include "query_error.h"
+#include "sql_conditions.h"
+#include "sql_expressions.h"
 #include "sql_refusals.h"
 #include "sql_tokens.h"
+#include "sql_tree.h"
 
 namespace mipo::tools {
 namespace {
 
 using Json = nlohmann::json;
 
-// Deeper conditions are refused: the steps behind the parser walk them recursively.
-constexpr int nesting_limit = 500;
-
 class Parser {
 public:
-  explicit Parser(std::string_view text) : text_(text), tokens_(text), refusals_(text, tokens_) {}
+  explicit Parser(std::string_view text)
+      : text_(text), tokens_(text), refusals_(text, tokens_), expressions_(tokens_, refusals_) {}
 
   Query parse() const;
 
 private:
   Json syntax_tree() const;
   Query select(const Json &fields) const;
+  bool distinct(const Json &select) const;
   OutputItem output_item(const Json &target) const;
   TableName table(const Json &select) const;
-  std::optional<std::uint64_t> limit(const Json &select) const;
-  Condition condition(const Json &node, int depth) const;
-  Condition operator_expression(const Json &node) const;
-  Condition like(const Json &fields, bool negated) const;
-  ColumnName column(const Json &node) const;
-  ColumnName only_argument(const Json &call, std::string_view function) const;
-  Operand operand(const Json &node) const;
-  Constant constant(const Json &node) const;
-  std::vector<Constant> constants(const Json &list) const;
-  std::string integer(const Json &fields) const;
-  std::string name_at(std::size_t position, const std::string &parsed) const;
-  bool quoted_at(std::size_t position) const;
+  Condition condition(const Json &node, SqlConditions::Clause clause) const;
+  std::variant<OutputPosition, Expression> grouped_or_ordered(const Json &node, std::string_view clause) const;
+  OrderItem order_item(const Json &node) const;
+  std::optional<std::uint64_t> row_limit(const Json &select, const char *field, std::string_view clause) const;
   std::string alias(const std::string &parsed, std::size_t position) const;
 
   std::string_view text_;
   SqlTokens tokens_;
   SqlRefusals refusals_;
+  SqlExpressions expressions_;
 };
-
-bool is_node(const Json &node, const char *type) {
-  return node_type(node) == type;
-}
-
-const std::string &string_of(const Json &node) {
-  return node.at("String").at("sval").get_ref<const std::string &>();
-}
-
-// A call of the function of this name, without a schema.
-bool is_call_of(const Json &node, std::string_view function) {
-  if (!is_node(node, "FuncCall")) return false;
-  const Json &names = node_fields(node).at("funcname");
-  return names.size() == 1 && string_of(names.back()) == function;
-}
-
-// How the parser writes PATTERN ESCAPE CHARACTER.
-bool is_escaped_pattern(const Json &node) {
-  if (!is_node(node, "FuncCall")) return false;
-  const Json &names = node_fields(node).at("funcname");
-  return names.size() == 2 && string_of(names.front()) == "pg_catalog" && string_of(names.back()) == "like_escape" &&
-         node_fields(node).value("args", Json::array()).size() == 2;
-}
 
 bool is_valid_utf8(std::string_view text) {
   try {
@@ -83,6 +54,14 @@ bool is_valid_utf8(std::string_view text) {
   } catch (const Json::type_error &) {
     return false;
   }
+}
+
+std::optional<std::uint64_t> whole_number(const Constant &constant) {
+  std::uint64_t number = 0;
+  const char *const end = constant.text.data() + constant.text.size();
+  const auto parsed = std::from_chars(constant.text.data(), end, number);
+  if (constant.kind != Constant::Kind::number || parsed.ec != std::errc() || parsed.ptr != end) return std::nullopt;
+  return number;
 }
 
 Json Parser::syntax_tree() const {
@@ -119,53 +98,57 @@ Query Parser::select(const Json &fields) const {
       }
     }
   }
-  refusals_.unknown_clauses(fields, {"op", "targetList", "fromClause", "whereClause", "limitCount", "limitOption"});
+  refusals_.unknown_clauses(fields,
+                            {"op", "distinctClause", "targetList", "fromClause", "whereClause", "groupClause",
+                             "havingClause", "sortClause", "limitCount", "limitOffset", "limitOption"},
+                            "SELECT");
 
   Query query;
+  query.distinct = distinct(fields);
   query.table = table(fields);
   if (!fields.contains("targetList")) {
     throw QueryError("the list of columns is empty", tokens_.find_keyword("from"));
   }
   for (const Json &target : fields.at("targetList")) query.output.push_back(output_item(target));
-  const auto plain = std::find_if(query.output.begin(), query.output.end(),
-                                  [](const OutputItem &item) { return !is_aggregate(item.kind); });
-  for (const OutputItem &item : query.output) {
-    if (!is_aggregate(item.kind) || plain == query.output.end()) continue;
-    throw QueryError(item.kind == OutputItem::Kind::row_count ? "count(*) beside other columns is not supported yet"
-                                                              : "min and max beside columns are not supported yet",
-                     item.column.position);
+  if (fields.contains("whereClause")) {
+    query.where = condition(fields.at("whereClause"), SqlConditions::Clause::where);
   }
-  if (fields.contains("whereClause")) query.where = condition(fields.at("whereClause"), 0);
-  query.limit = limit(fields);
+  for (const Json &item : fields.value("groupClause", Json::array())) {
+    query.group_by.push_back(grouped_or_ordered(item, "GROUP BY"));
+  }
+  if (fields.contains("havingClause")) {
+    query.having = condition(fields.at("havingClause"), SqlConditions::Clause::having);
+  }
+  for (const Json &item : fields.value("sortClause", Json::array())) query.order_by.push_back(order_item(item));
+  if (fields.at("limitOption") == "LIMIT_OPTION_WITH_TIES") {
+    throw QueryError("WITH TIES is not supported yet", tokens_.find_keyword("ties"));
+  }
+  query.limit = row_limit(fields, "limitCount", "LIMIT");
+  query.offset = row_limit(fields, "limitOffset", "OFFSET").value_or(0);
   return query;
+}
+
+// DISTINCT is a list of nothing, DISTINCT ON of its expressions.
+bool Parser::distinct(const Json &select) const {
+  if (!select.contains("distinctClause")) return false;
+  const Json &expressions = select.at("distinctClause");
+  if (expressions.size() != 1 || !expressions[0].empty()) {
+    throw QueryError("DISTINCT ON is not supported yet", tokens_.find_keyword("distinct"));
+  }
+  return true;
 }
 
 OutputItem Parser::output_item(const Json &target) const {
   const Json &fields = target.at("ResTarget");
   SqlRefusals::unknown_fields(fields, {"name", "val", "location"}, "this form of a column");
   const Json &value = fields.at("val");
-  OutputItem item;
-  if (is_node(value, "ColumnRef")) {
-    const bool star = is_node(node_fields(value).at("fields").back(), "A_Star");
-    item.kind = star ? OutputItem::Kind::all_columns : OutputItem::Kind::column;
-    item.column = column(value);
-    if (star && fields.contains("name")) throw QueryError("* cannot have a name of its own", item.column.position);
-  } else if (is_call_of(value, "min") || is_call_of(value, "max")) {
-    const bool minimum = is_call_of(value, "min");
-    item.kind = minimum ? OutputItem::Kind::minimum : OutputItem::Kind::maximum;
-    item.column = only_argument(value, minimum ? "min" : "max");
-  } else if (is_call_of(value, "count")) {
-    const Json &call = node_fields(value);
-    item.kind = OutputItem::Kind::row_count;
-    item.column.position = node_position(call);
-    if (!call.contains("agg_star")) {
-      throw QueryError("count of a column is not supported yet: only count(*) is", item.column.position);
-    }
-    SqlRefusals::unknown_fields(call, {"funcname", "agg_star", "funcformat", "location"}, "this form of count(*)");
-  } else {
-    refusals_.expression(value);
+  if (is_star(value)) {
+    AllColumns all = expressions_.all_columns(value);
+    if (fields.contains("name")) throw QueryError("* cannot have a name of its own", all.position);
+    return {std::move(all), std::nullopt};
   }
-  if (fields.contains("name")) item.name = alias(fields.at("name").get<std::string>(), item.column.position);
+  OutputItem item{expressions_.expression(value), std::nullopt};
+  if (fields.contains("name")) item.name = alias(fields.at("name").get<std::string>(), node_position(fields));
   return item;
 }
 
@@ -186,8 +169,8 @@ TableName Parser::table(const Json &select) const {
   SqlRefusals::unknown_fields(fields, {"relname", "inh", "relpersistence", "alias", "location"}, "this form of FROM");
 
   TableName table;
-  table.name = name_at(position, fields.at("relname").get<std::string>());
-  table.quoted = quoted_at(position);
+  table.name = tokens_.name_at(position, fields.at("relname").get<std::string>());
+  table.quoted = tokens_.is_quoted_at(position);
   table.position = position;
   if (fields.contains("alias")) {
     const Json &names = fields.at("alias");
@@ -197,224 +180,54 @@ TableName Parser::table(const Json &select) const {
   return table;
 }
 
-std::optional<std::uint64_t> Parser::limit(const Json &select) const {
-  if (select.at("limitOption") == "LIMIT_OPTION_WITH_TIES") {
-    throw QueryError("WITH TIES is not supported yet", tokens_.find_keyword("ties"));
+Condition Parser::condition(const Json &node, SqlConditions::Clause clause) const {
+  return SqlConditions(clause, expressions_, refusals_).condition(node);
+}
+
+std::variant<OutputPosition, Expression> Parser::grouped_or_ordered(const Json &node, std::string_view clause) const {
+  Expression value = expressions_.expression(node);
+  const auto *constant = std::get_if<Constant>(&value.node);
+  if (constant == nullptr) return value;
+  const auto number = whole_number(*constant);
+  if (!number || *number == 0 || !is_node(node, "A_Const")) {
+    throw QueryError(fmt::format("a constant in {} is the number of an output column, from 1", clause), value.position);
   }
-  if (!select.contains("limitCount")) return std::nullopt;
-  const Json &count = select.at("limitCount");
+  return OutputPosition{*number, value.position};
+}
+
+OrderItem Parser::order_item(const Json &node) const {
+  const Json &fields = node.at("SortBy");
+  SqlRefusals::unknown_fields(fields, {"node", "sortby_dir", "sortby_nulls", "useOp", "location"},
+                              "this form of ORDER BY");
+  OrderItem item{grouped_or_ordered(fields.at("node"), "ORDER BY"), false, std::nullopt};
+  const std::string &direction = fields.at("sortby_dir").get_ref<const std::string &>();
+  if (direction == "SORTBY_USING") {
+    const std::size_t position = node_position(fields.at("node"));
+    throw QueryError("USING in ORDER BY is not supported yet",
+                     tokens_.find_keyword("using", position).value_or(position));
+  }
+  item.descending = direction == "SORTBY_DESC";
+  const std::string &nulls = fields.at("sortby_nulls").get_ref<const std::string &>();
+  if (nulls != "SORTBY_NULLS_DEFAULT") item.nulls_first = nulls == "SORTBY_NULLS_FIRST";
+  return item;
+}
+
+// Of LIMIT and OFFSET; nothing for NULL, and for ALL, which is the same.
+std::optional<std::uint64_t> Parser::row_limit(const Json &select, const char *field, std::string_view clause) const {
+  if (!select.contains(field)) return std::nullopt;
+  const Json &count = select.at(field);
   const std::size_t position = node_position(node_fields(count));
   if (!is_node(count, "A_Const")) {
-    throw QueryError("LIMIT takes a whole number: expressions there are not supported yet", position);
+    throw QueryError(fmt::format("{} takes a whole number: expressions there are not supported yet", clause), position);
   }
-  const Constant value = constant(count);
-  if (value.kind == Constant::Kind::null) return std::nullopt; // LIMIT ALL is the same
-  if (value.kind == Constant::Kind::number && value.text.front() == '-') {
-    throw QueryError("LIMIT must not be negative", position);
+  const Constant constant = expressions_.constant(count);
+  if (constant.kind == Constant::Kind::null) return std::nullopt;
+  if (constant.kind == Constant::Kind::number && constant.text.front() == '-') {
+    throw QueryError(fmt::format("{} must not be negative", clause), position);
   }
-  std::uint64_t rows = 0;
-  const char *const end = value.text.data() + value.text.size();
-  const auto parsed = std::from_chars(value.text.data(), end, rows);
-  if (value.kind != Constant::Kind::number || parsed.ec != std::errc() || parsed.ptr != end) {
-    throw QueryError("LIMIT takes a whole number", position);
-  }
+  const auto rows = whole_number(constant);
+  if (!rows) throw QueryError(fmt::format("{} takes a whole number", clause), position);
   return rows;
-}
-
-Condition Parser::condition(const Json &node, int depth) const {
-  const Json &fields = node_fields(node);
-  const std::size_t position = node_position(fields);
-  if (depth > nesting_limit) throw QueryError("the condition is nested too deeply", position);
-  if (is_node(node, "BoolExpr")) {
-    SqlRefusals::unknown_fields(fields, {"boolop", "args", "location"}, "this form of condition");
-    std::vector<Condition> operands;
-    for (const Json &operand : fields.at("args")) operands.push_back(condition(operand, depth + 1));
-    const std::string &op = fields.at("boolop").get_ref<const std::string &>();
-    if (op == "NOT_EXPR") return {Negation{std::move(operands)}};
-    return {
-        Junction{op == "AND_EXPR" ? Junction::Kind::conjunction : Junction::Kind::disjunction, std::move(operands)}};
-  }
-  if (is_node(node, "NullTest")) {
-    SqlRefusals::unknown_fields(fields, {"arg", "nulltesttype", "location"}, "this form of IS NULL");
-    return {NullTest{operand(fields.at("arg")).column, fields.at("nulltesttype") == "IS_NOT_NULL"}};
-  }
-  if (is_node(node, "A_Expr")) return operator_expression(node);
-  if (is_node(node, "ColumnRef") || is_node(node, "A_Const")) {
-    throw QueryError("expected a condition here, such as delay > 10", position);
-  }
-  refusals_.expression(node);
-}
-
-std::optional<ComparisonOperator> comparison_operator(std::string_view symbol) {
-  using enum ComparisonOperator;
-  for (const ComparisonOperator op : {equal, not_equal, less, less_equal, greater, greater_equal}) {
-    if (symbol == sql_text(op)) return op;
-  }
-  return std::nullopt;
-}
-
-// The operator that holds for (b, a) where `op` holds for (a, b).
-ComparisonOperator turned_round(ComparisonOperator op) {
-  switch (op) {
-  case ComparisonOperator::less:
-    return ComparisonOperator::greater;
-  case ComparisonOperator::less_equal:
-    return ComparisonOperator::greater_equal;
-  case ComparisonOperator::greater:
-    return ComparisonOperator::less;
-  case ComparisonOperator::greater_equal:
-    return ComparisonOperator::less_equal;
-  default:
-    return op;
-  }
-}
-
-Condition Parser::operator_expression(const Json &node) const {
-  const Json &fields = node_fields(node);
-  SqlRefusals::unknown_fields(fields, {"kind", "name", "lexpr", "rexpr", "location"}, "this form of comparison");
-  const std::string &kind = fields.at("kind").get_ref<const std::string &>();
-  if (kind == "AEXPR_BETWEEN" || kind == "AEXPR_NOT_BETWEEN") {
-    Operand tested = operand(fields.at("lexpr"));
-    std::vector<Constant> ends = constants(fields.at("rexpr"));
-    return {Between{std::move(tested), std::move(ends.at(0)), std::move(ends.at(1)), kind == "AEXPR_NOT_BETWEEN"}};
-  }
-  const std::string &symbol = string_of(fields.at("name").back());
-  if (kind == "AEXPR_IN") return {InList{operand(fields.at("lexpr")), constants(fields.at("rexpr")), symbol == "<>"}};
-  if (kind == "AEXPR_LIKE") return like(fields, symbol == "!~~");
-
-  const auto op = comparison_operator(symbol);
-  if (kind != "AEXPR_OP" || !op || fields.at("name").size() > 1 || !fields.contains("lexpr")) {
-    refusals_.expression(node);
-  }
-  const Json &left = fields.at("lexpr"), &right = fields.at("rexpr");
-  const auto is_operand = [](const Json &side) {
-    return is_node(side, "ColumnRef") || is_call_of(side, "upper") || is_call_of(side, "lower");
-  };
-  if (is_operand(left)) {
-    if (is_node(right, "ColumnRef")) {
-      const ColumnName other = column(right);
-      throw QueryError(fmt::format("comparing two columns is not supported yet{}",
-                                   other.quoted ? " (a string constant goes between single quotes)" : ""),
-                       other.position);
-    }
-    return {Comparison{operand(left), *op, constant(right)}};
-  }
-  const Constant value = constant(left);
-  if (!is_operand(right)) {
-    (void)constant(right);
-    throw QueryError("comparing two constants is not supported yet", value.position);
-  }
-  return {Comparison{operand(right), turned_round(*op), value}};
-}
-
-Condition Parser::like(const Json &fields, bool negated) const {
-  const Json &right = fields.at("rexpr");
-  Like like{operand(fields.at("lexpr")), {}, std::nullopt, negated};
-  if (is_escaped_pattern(right)) {
-    const Json &arguments = node_fields(right).at("args");
-    like.pattern = constant(arguments.at(0));
-    like.escape = constant(arguments.at(1));
-  } else {
-    like.pattern = constant(right);
-  }
-  return {std::move(like)};
-}
-
-ColumnName Parser::only_argument(const Json &call, std::string_view function) const {
-  const Json &fields = node_fields(call);
-  SqlRefusals::unknown_fields(fields, {"funcname", "args", "funcformat", "location"},
-                              fmt::format("this form of {}", function));
-  if (!fields.contains("args") || fields.at("args").size() != 1) {
-    throw QueryError(fmt::format("{} takes one column", function), node_position(fields));
-  }
-  return column(fields.at("args")[0]);
-}
-
-Operand Parser::operand(const Json &node) const {
-  if (is_call_of(node, "upper")) return {only_argument(node, "upper"), LetterCase::upper};
-  if (is_call_of(node, "lower")) return {only_argument(node, "lower"), LetterCase::lower};
-  return {column(node)};
-}
-
-ColumnName Parser::column(const Json &node) const {
-  if (!is_node(node, "ColumnRef")) refusals_.expression(node);
-  const Json &fields = node_fields(node);
-  const Json &names = fields.at("fields");
-  ColumnName column;
-  column.position = node_position(fields);
-  if (names.size() > 2) throw QueryError("a column name with a schema is not supported", column.position);
-  std::size_t name_position = column.position;
-  if (names.size() == 2) {
-    column.qualifier = name_at(column.position, string_of(names[0]));
-    const auto first = tokens_.index_at(column.position);
-    if (first && *first + 2 < tokens_.size()) name_position = tokens_[*first + 2].start;
-  }
-  if (is_node(names.back(), "A_Star")) return column;
-  column.name = name_at(name_position, string_of(names.back()));
-  column.quoted = quoted_at(name_position);
-  return column;
-}
-
-Constant Parser::constant(const Json &node) const {
-  const Json &fields = node_fields(node);
-  Constant constant;
-  constant.position = node_position(fields);
-  if (is_node(node, "A_Expr") && !fields.contains("lexpr") && string_of(fields.at("name").back()) == "+" &&
-      is_node(fields.at("rexpr"), "A_Const")) {
-    constant = this->constant(fields.at("rexpr"));
-    if (constant.kind == Constant::Kind::number) return constant;
-  }
-  if (!is_node(node, "A_Const")) refusals_.expression(node);
-  if (fields.contains("ival")) {
-    constant.kind = Constant::Kind::number;
-    constant.text = integer(fields);
-  } else if (fields.contains("fval")) {
-    constant.kind = Constant::Kind::number;
-    constant.text = fields.at("fval").at("fval").get<std::string>();
-  } else if (fields.contains("sval")) {
-    constant.kind = Constant::Kind::string;
-    constant.text = fields.at("sval").value("sval", std::string());
-  } else if (fields.contains("boolval")) {
-    throw QueryError("TRUE and FALSE are not supported yet", constant.position);
-  } else if (!fields.contains("isnull")) {
-    throw QueryError("this kind of constant is not supported yet", constant.position);
-  }
-  return constant;
-}
-
-std::vector<Constant> Parser::constants(const Json &list) const {
-  std::vector<Constant> values;
-  for (const Json &item : node_fields(list).at("items")) values.push_back(constant(item));
-  return values;
-}
-
-// The tree gives positive integers alone; 0 and negative ones are read from the text.
-std::string Parser::integer(const Json &fields) const {
-  const Json &value = fields.at("ival");
-  if (value.contains("ival")) return std::to_string(value.at("ival").get<int>());
-  const std::size_t position = node_position(fields);
-  bool negative = false;
-  for (std::size_t i = tokens_.index_at(position).value_or(tokens_.size()); i < tokens_.size(); ++i) {
-    const std::string_view token = tokens_.text(i);
-    if (token == "-")
-      negative = !negative;
-    else if (token != "(")
-      return fmt::format("{}{}", negative ? "-" : "", token);
-  }
-  throw QueryError("this number cannot be read", position);
-}
-
-// The parser cuts long names and drops the quotes: the text has both.
-std::string Parser::name_at(std::size_t position, const std::string &parsed) const {
-  const auto index = tokens_.index_at(position);
-  if (!index) return parsed;
-  const std::string_view token = tokens_.text(*index);
-  return is_quoted_identifier(token) || token.size() > sql_name_limit ? identifier_name(token) : parsed;
-}
-
-bool Parser::quoted_at(std::size_t position) const {
-  const auto index = tokens_.index_at(position);
-  return index && is_quoted_identifier(tokens_.text(*index));
 }
 
 std::string Parser::alias(const std::string &parsed, std::size_t position) const {

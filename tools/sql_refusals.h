@@ -14,13 +14,6 @@
 
 namespace mipo::tools {
 
-/// A node of the syntax tree is an object whose single member is named after its type and holds its fields.
-const std::string &node_type(const nlohmann::json &node);
-const nlohmann::json &node_fields(const nlohmann::json &node);
-
-/// Byte offset of a node in the query: its own, or the least one of its parts.
-std::size_t node_position(const nlohmann::json &fields);
-
 class SqlRefusals {
 public:
   SqlRefusals(std::string_view query, const SqlTokens &tokens) : query_(query), tokens_(tokens) {}
@@ -31,8 +24,10 @@ public:
   /// A statement that is not SELECT.
   [[noreturn]] void statement(const std::string &type) const;
 
-  /// Refuses the first clause of a SELECT, in the order of the text, that is not in `known`.
-  void unknown_clauses(const nlohmann::json &select, std::initializer_list<std::string_view> known) const;
+  /// Refuses the first clause, in the order of the text, of a SELECT or of a call (`what`) that is not in `known`.
+  /// `start` is the position that the clauses stand behind.
+  void unknown_clauses(const nlohmann::json &fields, std::initializer_list<std::string_view> known,
+                       std::string_view what, std::size_t start = 0) const;
 
   /// Refuses an entry of FROM that is not a table's name.
   [[noreturn]] void from_entry(const nlohmann::json &node) const;

@@ -38,9 +38,9 @@ bool SqlTokens::is_keyword(std::size_t index, std::string_view keyword) const {
   return tokens_[index].keyword && equal_without_case(text(index), keyword);
 }
 
-std::optional<std::size_t> SqlTokens::find_keyword(std::string_view keyword) const {
+std::optional<std::size_t> SqlTokens::find_keyword(std::string_view keyword, std::size_t start) const {
   for (std::size_t i = 0; i < tokens_.size(); ++i) {
-    if (is_keyword(i, keyword)) return tokens_[i].start;
+    if (tokens_[i].start >= start && is_keyword(i, keyword)) return tokens_[i].start;
   }
   return std::nullopt;
 }
@@ -50,6 +50,18 @@ std::optional<std::size_t> SqlTokens::index_at(std::size_t position) const {
                                       [](const SqlToken &token, std::size_t start) { return token.start < start; });
   if (found == tokens_.end() || found->start != position) return std::nullopt;
   return static_cast<std::size_t>(found - tokens_.begin());
+}
+
+std::string SqlTokens::name_at(std::size_t position, const std::string &parsed) const {
+  const auto index = index_at(position);
+  if (!index) return parsed;
+  const std::string_view token = text(*index);
+  return is_quoted_identifier(token) || token.size() > sql_name_limit ? identifier_name(token) : parsed;
+}
+
+bool SqlTokens::is_quoted_at(std::size_t position) const {
+  const auto index = index_at(position);
+  return index && is_quoted_identifier(text(*index));
 }
 
 bool SqlTokens::was_cut(std::string_view cut) const {

@@ -25,8 +25,8 @@ public:
   /// Whether the token is this keyword (given in lower case).
   bool is_keyword(std::size_t index, std::string_view keyword) const;
 
-  /// Position of the first token that is this keyword, or nothing.
-  std::optional<std::size_t> find_keyword(std::string_view keyword) const;
+  /// Position of the first token from `start` on that is this keyword, or nothing.
+  std::optional<std::size_t> find_keyword(std::string_view keyword, std::size_t start = 0) const;
 
   /// Index of the token that starts at `position`, or nothing.
   std::optional<std::size_t> index_at(std::size_t position) const;
@@ -34,6 +34,12 @@ public:
   std::size_t size() const { return tokens_.size(); }
   const SqlToken &operator[](std::size_t index) const { return tokens_[index]; }
   std::string_view text(std::size_t index) const;
+
+  /// The name at `position`, of which the parser made `parsed`: it cuts long names. With the case of one in quotes.
+  std::string name_at(std::size_t position, const std::string &parsed) const;
+
+  /// Whether the token at `position` is a name in double quotes.
+  bool is_quoted_at(std::size_t position) const;
 
   /// Whether some name in the query is longer than the parser keeps and was cut to `cut`.
   bool was_cut(std::string_view cut) const;

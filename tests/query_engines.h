@@ -1,0 +1,49 @@
+// A CSV text read by the program and by SQLite, to put the same questions to both.
+#ifndef MIPO_TESTS_QUERY_ENGINES_H
+#define MIPO_TESTS_QUERY_ENGINES_H
+
+#include <string>
+
+#include "executor.h"
+#include "mipo/host/csv.h"
+#include "mipo/host/library.h"
+#include "query_data.h"
+
+namespace mipo::tests {
+
+class BothEngines {
+public:
+  /// `declaration` is for SQLite, as in CREATE TABLE. The CSV text goes to `file` in the scratch folder. Queries name
+  /// the table `name`.
+  BothEngines(const std::string &declaration, const std::string &csv, const std::string &file,
+              const host::CsvOptions &options = {}, const std::string &name = "flights");
+
+  /// Reads the file once more, with other encodings.
+  void read_again(const host::CsvOptions &options);
+
+  const host::Table &table() const { return table_; }
+
+  /// The rows and the steps. Without the groups, which would refer to the plan.
+  tools::Answer answer(const std::string &sql) const;
+
+  /// `column` is any column, for the rows to be asked for.
+  void expect_same_rows(const std::string &column, const std::string &clause, const std::string &sqlite_clause) const;
+
+  /// Whether the order of the rows tells: it does if ORDER BY leaves no two of them equal.
+  enum class Order { any, told };
+
+  /// The same query to both, on so many threads. Floating-point numbers may differ in the last digits.
+  void expect_same_result(const std::string &sql, Order order = Order::any, unsigned threads = 1) const;
+
+private:
+  ResultRows result(const std::string &sql, unsigned threads) const;
+
+  std::string file_;
+  host::Library library_;
+  host::Table table_;
+  SqliteTable sqlite_;
+};
+
+} // namespace mipo::tests
+
+#endif

@@ -1,0 +1,33 @@
+// The rows of a result: which of the rows or groups there are qualify, in what order, and their values.
+#ifndef MIPO_TOOLS_RESULT_H
+#define MIPO_TOOLS_RESULT_H
+
+#include <cstddef>
+#include <vector>
+
+#include "aggregation.h"
+#include "plan.h"
+
+namespace mipo::tools {
+
+/// Where values come from: the rows of the table or the groups of the plan, by number.
+class ValueSource {
+public:
+  /// `groups` is null for a plan without groups.
+  ValueSource(const Plan &plan, const Groups *groups) : plan_(plan), groups_(groups) {}
+
+  Value value(const BoundExpression &expression, std::size_t number) const;
+  /// SQL's three truth values: nothing is unknown.
+  std::optional<bool> holds(const ResultCondition &condition, std::size_t number) const;
+
+private:
+  const Plan &plan_;
+  const Groups *groups_;
+};
+
+/// Of `candidates`, those that HAVING, DISTINCT, OFFSET and LIMIT leave, in the order that the plan wants.
+std::vector<ub4> result_rows(const Plan &plan, const ValueSource &source, std::vector<ub4> candidates);
+
+} // namespace mipo::tools
+
+#endif

@@ -1,0 +1,45 @@
+// What --explain tells of the work: a line for each kernel that was called.
+#ifndef MIPO_TOOLS_STEP_H
+#define MIPO_TOOLS_STEP_H
+
+#include <chrono>
+#include <string>
+
+#include "mipo/integers.h"
+
+namespace mipo::tools {
+
+/// One call of a kernel or of an entry of the record, or rows that the program reads one by one.
+struct Step {
+  enum class Kind { kernel, entry, row_by_row };
+  Kind kind = Kind::kernel;
+  std::string name;
+  std::string expanded_by; // the kernel that made rows of the answer for runs; empty for columns without runs
+  ub4 key = 0;             // in the dispatch table; for an entry, its slot in the record
+  std::string condition;   // what the call stands for, in the query's terms
+  ub8 rows_in = 0;         // rows that were still in question
+  ub8 rows_out = 0;        // rows that remained
+  ub8 rows_read = 0;       // rows that the call looked at: rows_in of a selective call, else all
+  bool selective = false;
+  double seconds = 0;
+};
+
+class Stopwatch {
+public:
+  double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
+
+private:
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point start_ = Clock::now();
+};
+
+/// A step by an entry of the record, which lies at `byte_in_record`.
+Step entry_step(const char *name, std::size_t byte_in_record, const std::string &condition);
+/// A step by a column kernel.
+Step kernel_step(ub4 key, const std::string &condition);
+/// A step that the program makes itself.
+Step row_step(const char *name, const std::string &condition);
+
+} // namespace mipo::tools
+
+#endif
