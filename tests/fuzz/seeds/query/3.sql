@@ -1,0 +1,1 @@
+SELECT DISTINCT i, w AS x FROM t WHERE upper(w) IN ('W1', 'W2') AND f IS NOT NULL ORDER BY x, i DESC
