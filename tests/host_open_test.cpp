@@ -196,7 +196,7 @@ TEST(Kernels, NamesAgreeWithKeys) {
       {55, "mipo_minmax_dict_1bit", "dict", KernelShape::minmax},
       {878, "mipo_burst_rle_8bit", "burst rle", KernelShape::burst},
       {4128, "mipo_eq_dict_1bit_null", "dict null", KernelShape::one_sided},
-      {4243, "mipo_add_float_n_n_sum", "arithmetic sum", KernelShape::any},
+      {4243, "mipo_add_float_n_n_sum", "arithmetic sum", KernelShape::arithmetic},
       {4337, "mipo_xlate_groupkey_nib_c2d", "xlate groupkey c2d", KernelShape::any},
       {6985, "mipo_ge_le_dynp_64bit_tz", "dynp tz", KernelShape::two_sided},
   };
