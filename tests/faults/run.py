@@ -93,7 +93,7 @@ FAULTS = [
           "minmax_test"),
     Fault("extremes taken from behind the row that settles them", "decode/minmax.h", "stretch_end * block_rows);",
           "stretch_end * block_rows);\n      extremes = with_stretch;", MINMAX, "minmax_test"),
-    Fault("a walk over runs not continued where it was left", "decode/minmax.h",
+    Fault("a walk over runs not continued where it was left", "decode/selected_rows.h",
           "ctx->next_row == 0 || ctx->run_end == 0", "ctx->next_row == 0 || ctx->run_end != 0", MINMAX, "minmax_test"),
     Fault("a missing mask behind the limit", "bitvec/iterator.h", "left)) & low_bits(left)", "left))", ITERATORS,
           "iterator_test"),
@@ -152,7 +152,7 @@ FAULTS = [
     Fault("numbers added in another order than the rows'", "groupby/group_sum.h",
           "for (ub4 row = 0; row < rows; ++row) sum += values[row];", "for (ub4 row = rows; row-- != 0;) sum += values[row];",
           GROUP_SUM, "group_sum_test"),
-    Fault("blocks of integers read in the wrong byte order", "groupby/integer_total.h", "big_endian && sizeof(T) > 1",
+    Fault("blocks of integers read in the wrong byte order", "arith/integer_total.h", "big_endian && sizeof(T) > 1",
           "big_endian && sizeof(T) > 2", GROUP_SUM, "group_sum_test"),
 ]
 
