@@ -95,7 +95,7 @@ void BothEngines::expect_same_rows(const std::string &column, const std::string 
 ResultRows BothEngines::result(const std::string &sql, unsigned threads) const {
   const tools::Plan plan = tools::plan_query(tools::parse_query(sql), table_);
   const tools::Answer answer = tools::execute(library_, plan, threads);
-  const tools::ValueSource source(plan, answer.groups.get());
+  const tools::ValueSource source(answer.groups.get());
   ResultRows rows;
   for (const ub4 number : answer.rows) {
     std::vector<Cell> &row = rows.emplace_back();

@@ -8,7 +8,7 @@
 namespace mipo::tools {
 
 ChunkRows::ChunkRows(const host::Library &library, const Plan &plan, const host::Result *within, ub4 chunk)
-    : library_(library), plan_(plan), within_(within), context_(library) {
+    : library_(library), within_(within), context_(library) {
   if (within != nullptr) {
     constexpr ub8 one_in = 64; // of fewer rows, each is fetched by itself
     few_ = ub8{within->count()} * one_in < plan.table->row_count;

@@ -40,7 +40,6 @@ private:
   void read_keys_row_by_row(const KeySpace &keys);
 
   const host::Library &library_;
-  const Plan &plan_;
   const host::Result *within_;
   host::CallContext context_;
   bool few_ = false;

@@ -400,7 +400,7 @@ Answer execute(const host::Library &library, const Plan &plan, unsigned threads)
     answer.groups = aggregate(library, plan, within, threads, known, answer.steps);
     std::vector<ub4> all(answer.groups->count());
     std::iota(all.begin(), all.end(), 0);
-    answer.rows = result_rows(plan, ValueSource(plan, answer.groups.get()), std::move(all));
+    answer.rows = result_rows(plan, ValueSource(answer.groups.get()), std::move(all));
     return answer;
   }
   if (!qualifying) {
@@ -414,7 +414,7 @@ Answer execute(const host::Library &library, const Plan &plan, unsigned threads)
   executor.read_rows(*qualifying, answer, in_row_order ? read : std::numeric_limits<ub8>::max());
   for (const PlannedColumn &planned : plan.output) decompress_all(executor, planned.value);
   for (const SortKey &key : plan.order) decompress_all(executor, key.value);
-  answer.rows = result_rows(plan, ValueSource(plan, nullptr), std::move(answer.rows));
+  answer.rows = result_rows(plan, ValueSource(nullptr), std::move(answer.rows));
   answer.steps = executor.take_steps();
   return answer;
 }

@@ -40,7 +40,7 @@ std::string file_of(const TableName &table, const std::map<std::string, std::str
 Relation relation_of(const Plan &plan, const Answer &answer) {
   Relation relation;
   relation.row_count = answer.rows.size();
-  const ValueSource source(plan, answer.groups.get());
+  const ValueSource source(answer.groups.get());
   relation.append_cell = [&plan, &answer, source](std::string &out, std::size_t row, std::size_t column) {
     const Value value = source.value(plan.output[column].value, answer.rows[row]);
     value.append_to(out);

@@ -14,14 +14,13 @@ namespace mipo::tools {
 class ValueSource {
 public:
   /// `groups` is null for a plan without groups.
-  ValueSource(const Plan &plan, const Groups *groups) : plan_(plan), groups_(groups) {}
+  explicit ValueSource(const Groups *groups) : groups_(groups) {}
 
   Value value(const BoundExpression &expression, std::size_t number) const;
   /// SQL's three truth values: nothing is unknown.
   std::optional<bool> holds(const ResultCondition &condition, std::size_t number) const;
 
 private:
-  const Plan &plan_;
   const Groups *groups_;
 };
 

@@ -38,7 +38,7 @@ host::Table small_table() {
 
 std::string answer_text(const host::Library &library, const tools::Plan &plan, unsigned threads) {
   const tools::Answer answer = tools::execute(library, plan, threads);
-  const tools::ValueSource source(plan, answer.groups.get());
+  const tools::ValueSource source(answer.groups.get());
   std::string text;
   for (const ub4 row : answer.rows)
     for (const tools::PlannedColumn &column : plan.output) {
