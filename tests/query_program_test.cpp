@@ -1,14 +1,21 @@
 // What the program prints and returns, in this process and as the built file.
 #include <array>
+#include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "interruption.h"
 #include "program.h"
 #include "query_data.h"
 
@@ -40,6 +47,11 @@ Outcome run_file(const std::string &arguments) {
   const int status = ::pclose(pipe);
   outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;
+}
+
+std::string file_bytes(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 bool contains(const std::string &text, const std::string &part) {
@@ -186,6 +198,73 @@ TEST(QueryProgram, EncodingsCanBeGiven) {
   EXPECT_FALSE(steps[1].contains("expanded_by"));
 }
 
+TEST(QueryProgram, ColumnFilesStandForTheFilesTheyAreMadeOf) {
+  const std::string csv = odd_file(), packed = csv + ".mipo";
+  const Outcome pack = run({"pack", csv.c_str(), packed.c_str(), "--encode", "n=fixed", "--format", "json"});
+  ASSERT_EQ(pack.code, 0) << pack.err;
+  EXPECT_EQ(nlohmann::json::parse(pack.out).at("rows"), 4);
+  for (const char *sql : {"SELECT * FROM t", "SELECT count(*), sum(n), min(name) FROM t WHERE price < 20",
+                          "SELECT name FROM t WHERE n IS NULL OR name LIKE '%\"%'"}) {
+    const std::string from_csv = "t=" + csv, from_packed = "t=" + packed;
+    const Outcome wanted = run({"query", "--encode", "n=fixed", "--table", from_csv.c_str(), sql});
+    EXPECT_EQ(run({"query", "--table", from_packed.c_str(), sql}).out, wanted.out) << sql;
+  }
+  const Outcome described = run({"describe", packed.c_str()});
+  EXPECT_EQ(described.out, run({"describe", "--encode", "n=fixed", csv.c_str()}).out);
+  EXPECT_TRUE(contains(run({"verify", packed.c_str()}).out, " is sound: 4 rows, 4 columns, "));
+
+  const struct {
+    std::vector<const char *> arguments;
+    const char *message;
+  } refusals[] = {
+      {{"describe", "--type", "n=text", packed.c_str()}, ": is a column file: types and encodings were settled"},
+      {{"verify", csv.c_str()}, ": is not a column file; mipo pack makes one of a CSV file"},
+      {{"pack", csv.c_str(), csv.c_str()}, ": cannot be packed into itself"},
+      {{"pack", csv.c_str(), "/nowhere/to.mipo"}, "/nowhere/to.mipo: its folder cannot be opened: No such file"},
+      {{"pack", "/nowhere/from.csv", packed.c_str()}, "/nowhere/from.csv: "},
+  };
+  for (const auto &[arguments, message] : refusals) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.code, 1) << message;
+    EXPECT_TRUE(contains(outcome.err, message)) << outcome.err;
+  }
+  EXPECT_EQ(run({"pack", csv.c_str()}).code, 2);
+
+  // A byte of the column `price` altered: other columns are as good as before.
+  std::string bytes = file_bytes(packed);
+  const std::size_t at = bytes.find("a, b");
+  ASSERT_NE(at, bytes.npos);
+  bytes[at] = 'A';
+  const std::string altered = "t=" + scratch_file("altered.mipo", bytes);
+  EXPECT_EQ(run({"query", "--table", altered.c_str(), "SELECT sum(n) FROM t"}).code, 0);
+  const Outcome damaged = run({"query", "--table", altered.c_str(), "SELECT name FROM t"});
+  EXPECT_EQ(damaged.code, 1);
+  EXPECT_TRUE(contains(damaged.err, "column name: its symbols have been altered")) << damaged.err;
+}
+
+TEST(QueryProgram, AnInterruptedPackLeavesNoFile) {
+  for (const auto &[signal, code] : {std::pair(SIGINT, 130), std::pair(SIGTERM, 143)}) {
+    const tools::Interruptible interruptible;
+    EXPECT_NO_THROW(interruptible.check());
+    std::raise(signal);
+    try {
+      interruptible.check();
+      ADD_FAILURE() << "signal " << signal << " passed over";
+    } catch (const tools::Interrupted &interrupted) {
+      EXPECT_EQ(interrupted.exit_code(), code);
+    }
+  }
+  // A reader that waits for its input, and is killed.
+  const std::filesystem::path folder = std::filesystem::path(odd_file()).parent_path() / "interrupted";
+  std::filesystem::create_directories(folder);
+  const std::string pipe = folder / "pipe", packed = folder / "packed.mipo";
+  ::mkfifo(pipe.c_str(), 0600);
+  const Outcome killed = run_file("pack '" + pipe + "' '" + packed + "' & child=$!; exec 3>'" + pipe +
+                                  "'; printf 'a,b\\n1,2\\n' >&3; kill -TERM $child; wait $child; echo $?");
+  EXPECT_EQ(killed.out, "143\n");
+  for (const auto &entry : std::filesystem::directory_iterator(folder)) EXPECT_EQ(entry.path(), pipe);
+}
+
 TEST(QueryProgram, ExitCodesAndMessages) {
   struct Case {
     std::vector<const char *> arguments;
@@ -229,8 +308,13 @@ TEST(QueryProgram, ExitCodesAndMessages) {
 }
 
 TEST(QueryProgram, HelpHasExamplesForEveryCommand) {
-  for (const std::vector<const char *> &arguments : std::initializer_list<std::vector<const char *>>{
-           {"--help"}, {"query", "--help"}, {"info", "--help"}, {"kernels", "--help"}}) {
+  for (const std::vector<const char *> &arguments :
+       std::initializer_list<std::vector<const char *>>{{"--help"},
+                                                        {"query", "--help"},
+                                                        {"pack", "--help"},
+                                                        {"verify", "--help"},
+                                                        {"info", "--help"},
+                                                        {"kernels", "--help"}}) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.code, 0);
     EXPECT_TRUE(contains(outcome.out, "Examples:")) << outcome.out;

@@ -18,6 +18,12 @@ void ColumnBinder::check_qualifier(const std::string &qualifier, std::size_t pos
 }
 
 const host::Column &ColumnBinder::column(const ColumnName &wanted) const {
+  const host::Column &named = find(wanted);
+  named.data.check();
+  return named;
+}
+
+const host::Column &ColumnBinder::find(const ColumnName &wanted) const {
   check_qualifier(wanted.qualifier, wanted.position);
   if (const host::Column *exact = table_.find(wanted.name)) return *exact;
   const host::Column *found = nullptr;

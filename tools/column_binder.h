@@ -10,7 +10,8 @@
 
 namespace mipo::tools {
 
-/// Name and table must outlive it. Everything throws QueryError for what the table does not have.
+/// Name and table must outlive it. Everything throws QueryError for what the table does not have, and
+/// host::ColumnFileError for a column whose bytes are damaged: they are looked at when the column is first named.
 class ColumnBinder {
 public:
   ColumnBinder(const TableName &name, const host::Table &table) : name_(name), table_(table) {}
@@ -25,6 +26,8 @@ public:
   const host::Table &table() const { return table_; }
 
 private:
+  const host::Column &find(const ColumnName &wanted) const;
+
   const TableName &name_;
   const host::Table &table_;
 };

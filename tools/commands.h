@@ -45,6 +45,23 @@ struct DescribeOptions {
 /// Tells how each column of a file is stored, and what that takes of the bytes of its text.
 void describe_command(const DescribeOptions &options, const Streams &streams);
 
+struct PackOptions {
+  std::string from, to;
+  ReadingOptions reading;
+  OutputFormat format = OutputFormat::table; // table or json
+};
+
+/// Writes the encoded columns of a CSV file to a column file, which is there once it is whole. Throws Interrupted too.
+void pack_command(const PackOptions &options, const Streams &streams);
+
+struct VerifyOptions {
+  std::string file;
+  OutputFormat format = OutputFormat::table; // table or json
+};
+
+/// Holds every byte of a column file against its checksums and against what the file says of itself.
+void verify_command(const VerifyOptions &options, const Streams &streams);
+
 struct InfoOptions {
   OutputFormat format = OutputFormat::table; // table or json
 };

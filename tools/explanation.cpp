@@ -72,8 +72,12 @@ const std::array<StepColumn, 9> &step_columns() {
 void write_explanation(std::ostream &out, const Explanation &explanation) {
   const Reading &reading = explanation.reading;
   const double megabytes = static_cast<double>(reading.text_bytes) / 1e6;
-  fmt::print(out, "read {}: {:.1f} MB of text, {} rows, {} columns in {:.3f} s ({:.0f} MB/s)\n", reading.file,
-             megabytes, grouped(reading.rows), reading.columns, reading.seconds, rate(megabytes, reading.seconds));
+  const std::string rows = fmt::format("{} rows, {} columns", grouped(reading.rows), reading.columns);
+  if (reading.mapped)
+    fmt::print(out, "mapped {}: {} in {:.3f} ms\n", reading.file, rows, reading.seconds * 1e3);
+  else
+    fmt::print(out, "read {}: {:.1f} MB of text, {} in {:.3f} s ({:.0f} MB/s)\n", reading.file, megabytes, rows,
+               reading.seconds, rate(megabytes, reading.seconds));
   const std::vector<Step> &steps = explanation.answer->steps;
   if (!steps.empty()) {
     Relation relation;
@@ -111,6 +115,7 @@ nlohmann::ordered_json explanation_json(const Explanation &explanation) {
         {"text_bytes", reading.text_bytes},
         {"rows", reading.rows},
         {"columns", reading.columns},
+        {"mapped", reading.mapped},
         {"seconds", reading.seconds},
         {"megabytes_per_second", rate(static_cast<double>(reading.text_bytes) / 1e6, reading.seconds)}}},
       {"level", explanation.level},

@@ -1,4 +1,4 @@
-// From a file to a table in memory, with progress on a terminal.
+// From a CSV or column file to a table in memory, with progress on a terminal.
 #ifndef MIPO_TOOLS_FILE_READING_H
 #define MIPO_TOOLS_FILE_READING_H
 
@@ -12,13 +12,15 @@ namespace mipo::tools {
 /// How the reading went.
 struct Reading {
   std::string file;
+  bool mapped = false; // a column file
   ub8 text_bytes = 0; // of the file, once decompressed
   ub8 rows = 0;
   std::size_t columns = 0;
-  double seconds = 0; // reading, decompressing and encoding
+  double seconds = 0; // reading, decompressing and encoding; of a column file, mapping
 };
 
-/// Throws host::CsvError.
+/// Throws host::CsvError or host::ColumnFileError; the latter also for reading options with a column file, which has
+/// its types and encodings.
 host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading);
 
 } // namespace mipo::tools

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
+#include "interruption.h"
 #include "mipo/host/errors.h"
 #include "query_error.h"
 
@@ -21,11 +22,13 @@ Examples:
   mipo query --table flights=data/flights-300k.csv.zst \
       "SELECT count(*) FROM flights WHERE distance > 1000"
   mipo describe data/flights-300k.csv.zst
+  mipo pack data/flights-300k.csv.zst flights.mipo
+  mipo verify flights.mipo
   mipo info
   mipo kernels ge_le
 
 Each command has its own --help. Exit codes: 0 done, 1 the query or the data is
-at fault, 2 the command line is.)";
+at fault, 2 the command line is, 130 and 143 interrupted by SIGINT and SIGTERM.)";
 
 constexpr const char *query_examples = R"(
 Examples:
@@ -52,6 +55,22 @@ Examples:
 
 bytes are those of codes or numbers, lengths, runs and the bits of rows with a
 value; ratio is bytes and dictionary_bytes against the text of the fields.)";
+
+constexpr const char *pack_examples = R"(
+Examples:
+  mipo pack data/flights-300k.csv.zst flights.mipo
+  mipo query 'SELECT origin, count(*) FROM "flights.mipo" GROUP BY origin'
+
+Every command takes a column file where it takes a CSV file. It is mapped into
+memory, so that opening it takes milliseconds. TO is replaced only when the new
+file is whole and on the disk.)";
+
+constexpr const char *verify_examples = R"(
+Examples:
+  mipo verify flights.mipo
+
+Other commands look at the directory of a column file when they open it, and at
+the columns that they use.)";
 
 constexpr const char *info_examples = R"(
 Examples:
@@ -138,9 +157,10 @@ void add_reading_options(CLI::App &command, ReadingOptions &options) {
 constexpr unsigned most_threads = 1024;
 
 void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
-  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV file");
+  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV or column file");
   command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
-  add_bindings(command, "--table", "NAME=FILE", "Bind a table name to a CSV file (.csv or .csv.zst); repeatable",
+  add_bindings(command, "--table", "NAME=FILE",
+               "Bind a table name to a CSV file (.csv or .csv.zst) or a column file; repeatable",
                [&options](const std::string &name, const std::string &file) {
                  if (!options.tables.emplace(name, file).second) {
                    throw CLI::ValidationError("--table", name + " is bound twice");
@@ -157,12 +177,32 @@ void add_query_command(CLI::App &program, QueryOptions &options, const Streams &
 }
 
 void add_describe_command(CLI::App &program, DescribeOptions &options, const Streams &streams) {
-  CLI::App &command = *program.add_subcommand("describe", "Tell how each column of a CSV file is stored");
-  command.add_option("file", options.file, "A CSV file (.csv or .csv.zst)")->required()->type_name("FILE");
+  CLI::App &command = *program.add_subcommand("describe", "Tell how each column of a CSV or column file is stored");
+  command.add_option("file", options.file, "A CSV file (.csv or .csv.zst) or a column file")
+      ->required()
+      ->type_name("FILE");
   add_reading_options(command, options.reading);
   add_format(command, options.format, {"table", "csv", "json"});
   command.footer(describe_examples);
   command.callback([&options, &streams] { describe_command(options, streams); });
+}
+
+void add_pack_command(CLI::App &program, PackOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("pack", "Write the columns of a CSV file to a column file");
+  command.add_option("from", options.from, "A CSV file (.csv or .csv.zst)")->required()->type_name("FROM");
+  command.add_option("to", options.to, "The column file to write")->required()->type_name("TO");
+  add_reading_options(command, options.reading);
+  add_format(command, options.format, {"table", "json"});
+  command.footer(pack_examples);
+  command.callback([&options, &streams] { pack_command(options, streams); });
+}
+
+void add_verify_command(CLI::App &program, VerifyOptions &options, const Streams &streams) {
+  CLI::App &command = *program.add_subcommand("verify", "Check every byte of a column file");
+  command.add_option("file", options.file, "A column file")->required()->type_name("FILE");
+  add_format(command, options.format, {"table", "json"});
+  command.footer(verify_examples);
+  command.callback([&options, &streams] { verify_command(options, streams); });
 }
 
 void add_info_command(CLI::App &program, InfoOptions &options, const Streams &streams) {
@@ -186,14 +226,18 @@ int run_program(int argc, const char *const *argv, std::ostream &out, std::ostre
   const Streams streams{out, err};
   QueryOptions query;
   DescribeOptions describe;
+  PackOptions pack;
+  VerifyOptions verify;
   InfoOptions info;
   KernelsOptions kernels;
-  CLI::App program("SQL filters over CSV files, run by the mipo kernels", "mipo");
+  CLI::App program("SQL over CSV and column files, run by the mipo kernels", "mipo");
   program.set_version_flag("--version", "mipo " MIPO_PROGRAM_VERSION);
   program.require_subcommand(1);
   program.footer(examples);
   add_query_command(program, query, streams);
   add_describe_command(program, describe, streams);
+  add_pack_command(program, pack, streams);
+  add_verify_command(program, verify, streams);
   add_info_command(program, info, streams);
   add_kernels_command(program, kernels, streams);
   try {
@@ -209,6 +253,9 @@ int run_program(int argc, const char *const *argv, std::ostream &out, std::ostre
     return exit_usage;
   } catch (const QueryError &error) {
     err << "mipo: query:" << (error.position() ? "" : " ") << tools::describe(error, query.sql) << '\n';
+  } catch (const Interrupted &interrupted) {
+    err << "mipo: interrupted\n";
+    return interrupted.exit_code();
   } catch (const std::bad_alloc &) {
     err << "mipo: out of memory\n";
   } catch (const std::exception &error) {

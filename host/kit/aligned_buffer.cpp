@@ -6,13 +6,15 @@
 
 namespace mipo::host {
 
-void AlignedBuffer::Free::operator()(std::byte *bytes) const noexcept {
-  ::operator delete (bytes, std::align_val_t{alignment});
-}
-
 AlignedBuffer::AlignedBuffer(std::size_t size)
     : bytes_(static_cast<std::byte *>(::operator new (size + slack, std::align_val_t{alignment}))), size_(size) {
-  std::memset(bytes_.get(), 0, size + slack);
+  std::memset(bytes_, 0, size + slack);
+  owner_.reset(static_cast<const void *>(bytes_),
+               [](const void *bytes) { ::operator delete (const_cast<void *>(bytes), std::align_val_t{alignment}); });
+}
+
+AlignedBuffer::AlignedBuffer(std::span<const std::byte> bytes, std::shared_ptr<const void> owner) noexcept
+    : owner_(std::move(owner)), bytes_(const_cast<std::byte *>(bytes.data())), size_(bytes.size()) {
 }
 
 AlignedBuffer::AlignedBuffer(const AlignedBuffer &other) : AlignedBuffer(other.size_) {
@@ -20,11 +22,14 @@ AlignedBuffer::AlignedBuffer(const AlignedBuffer &other) : AlignedBuffer(other.s
 }
 
 AlignedBuffer::AlignedBuffer(AlignedBuffer &&other) noexcept
-    : bytes_(std::move(other.bytes_)), size_(std::exchange(other.size_, 0)) {
+    : owner_(std::move(other.owner_)),
+      bytes_(std::exchange(other.bytes_, nullptr)),
+      size_(std::exchange(other.size_, 0)) {
 }
 
 AlignedBuffer &AlignedBuffer::operator=(AlignedBuffer other) noexcept {
-  bytes_.swap(other.bytes_);
+  owner_.swap(other.owner_);
+  std::swap(bytes_, other.bytes_);
   std::swap(size_, other.size_);
   return *this;
 }

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <string>
 
+#include "column_parts.h"
 #include "mipo/host/context.h"
 #include "mipo/host/encoding_choice.h"
 #include "mipo/host/errors.h"
@@ -46,17 +48,53 @@ struct EncodedColumn::Storage {
     else
       store_codes(ranks, std::move(dictionary));
     runs.drop_values();
-    vec.nrows = static_cast<ub4>(codes.size());
+    if (encoding.compressed) compress(options.compressor);
+    describe(static_cast<ub4>(codes.size()));
+  }
+
+  Storage(ColumnParts &&parts, std::function<void(const ColumnParts &)> check)
+      : encoding(parts.shape.encoding),
+        format(encoding, parts.shape.cut_bytes),
+        nulls(parts.shape.rows_without_value),
+        streams{std::move(parts[ColumnPart::values]), std::move(parts[ColumnPart::lengths]),
+                std::move(parts[ColumnPart::positions])},
+        decompressed_bytes(parts.shape.decompressed_bytes),
+        check_contents(std::move(check)) {
+    const ColumnShape &shape = parts.shape;
+    if (encoding.runs != RunForm::none)
+      runs = RunTable(encoding.runs, shape.runs, shape.has_long_runs, std::move(parts[ColumnPart::runs]),
+                      std::move(parts[ColumnPart::run_index]));
+    if (format.holds_numbers()) {
+      domain = std::make_unique<NumberRange>(
+          format.number_range(shape.type, shape.value_count, shape.first_code, shape.code_count));
+      if (nulls != 0) validity = BitVector(std::move(parts[ColumnPart::validity]), shape.stored_values());
+    } else {
+      keep_dictionary({shape.type,
+                       {std::move(parts[ColumnPart::numbers]), std::move(parts[ColumnPart::symbol_bytes]),
+                        std::move(parts[ColumnPart::symbol_offsets])},
+                       shape.has_null,
+                       shape.value_count});
+    }
+    describe(shape.rows);
+  }
+
+  void describe(ub4 rows) {
+    vec.nrows = rows;
+    vec.data = streams.values.data();
     vec.lens = streams.lengths.data();
     vec.enc_ctx = &enc_ctx;
+    if (validity.size() != 0) vec.filter_bv = validity.words();
     describe_values();
     if (encoding.runs != RunForm::none) describe_runs();
-    if (encoding.compressed) compress(options.compressor);
-    vec.data = streams.values.data();
+    if (encoding.compressed) describe_compression();
   }
 
   void store_codes(std::span<const ub4> ranks, Dictionary &&dictionary) {
     streams = format.store({ranks, {}});
+    keep_dictionary(std::move(dictionary));
+  }
+
+  void keep_dictionary(Dictionary &&dictionary) {
     auto kept = std::make_unique<Dictionary>(std::move(dictionary));
     symbols = kept.get();
     domain = std::move(kept);
@@ -71,7 +109,6 @@ struct EncodedColumn::Storage {
     validity = BitVector(ranks.size());
     for (std::size_t i = 0; i < ranks.size(); ++i)
       if (ranks[i] != 0) validity.set(i);
-    vec.filter_bv = validity.words();
   }
 
   void describe_values() {
@@ -102,8 +139,12 @@ struct EncodedColumn::Storage {
     const std::vector<std::byte> stream = compressor({streams.values.data(), size});
     streams.values = AlignedBuffer(stream.size());
     if (!stream.empty()) std::memcpy(streams.values.data(), stream.data(), stream.size());
+    decompressed_bytes = static_cast<ub4>(size);
+  }
+
+  void describe_compression() {
     enc_ctx.flags |= MIPO_BREP;
-    vec.decomp_size = static_cast<ub4>(size);
+    vec.decomp_size = decompressed_bytes;
     vec.decomp_slot = &decompressed;
     vec.decomp_hint = reinterpret_cast<ub8>(&kernel_memory);
   }
@@ -126,10 +167,13 @@ struct EncodedColumn::Storage {
   BitVector run_bits;
   ValueStreams streams; // of a compressed column, `values` is the compressed stream
   BitVector validity;
+  ub4 decompressed_bytes = 0; // with the slack that kernels read
   KernelMemory kernel_memory;
   void *decompressed = nullptr; // the cell of `decomp_slot`
   mipo_enc_ctx enc_ctx{};
   mipo_vec vec{};
+  std::function<void(const ColumnParts &)> check_contents; // of a column whose bytes come from elsewhere
+  std::once_flag checked;
 };
 
 EncodedColumn::EncodedColumn(std::span<const ub4> codes, Dictionary dictionary, const ColumnOptions &options) {
@@ -140,6 +184,56 @@ EncodedColumn::EncodedColumn(std::span<const ub4> codes, Dictionary dictionary, 
 EncodedColumn::EncodedColumn(EncodedColumn &&) noexcept = default;
 EncodedColumn &EncodedColumn::operator=(EncodedColumn &&) noexcept = default;
 EncodedColumn::~EncodedColumn() = default;
+
+EncodedColumn::EncodedColumn(std::unique_ptr<Storage> storage) noexcept : storage_(std::move(storage)) {
+}
+
+void EncodedColumn::check() const {
+  if (!storage_->check_contents) return;
+  std::call_once(storage_->checked, [this] { storage_->check_contents(ColumnParts::of(*this)); });
+}
+
+std::string_view part_name(ColumnPart part) noexcept {
+  constexpr std::string_view names[column_part_count] = {
+      "values", "lengths", "positions", "runs", "run index", "validity", "numbers", "symbols", "symbol offsets"};
+  return names[static_cast<std::size_t>(part)];
+}
+
+ColumnParts ColumnParts::of(const EncodedColumn &column) {
+  const EncodedColumn::Storage &storage = *column.storage_;
+  const Domain &domain = *storage.domain;
+  ColumnParts parts;
+  parts.shape = {domain.type(),
+                 storage.encoding,
+                 storage.format.cut_bytes(),
+                 domain.has_null(),
+                 storage.runs.has_long_runs(),
+                 domain.value_count(),
+                 domain.first_code(),
+                 domain.code_count(),
+                 storage.vec.nrows,
+                 storage.nulls,
+                 storage.runs.run_count(),
+                 storage.decompressed_bytes};
+  const auto borrow = [&parts](ColumnPart part, std::span<const std::byte> bytes) {
+    parts[part] = AlignedBuffer(bytes, nullptr);
+  };
+  borrow(ColumnPart::values, storage.streams.values.bytes());
+  borrow(ColumnPart::lengths, storage.streams.lengths.bytes());
+  borrow(ColumnPart::positions, storage.streams.positions.bytes());
+  borrow(ColumnPart::runs, storage.runs.extents());
+  borrow(ColumnPart::run_index, storage.runs.index());
+  borrow(ColumnPart::validity, std::as_bytes(std::span(storage.validity.words(), storage.validity.word_count())));
+  if (storage.symbols == nullptr) return parts;
+  borrow(ColumnPart::numbers, std::as_bytes(storage.symbols->numbers()));
+  borrow(ColumnPart::symbol_bytes, std::as_bytes(std::span(storage.symbols->symbol_bytes())));
+  borrow(ColumnPart::symbol_offsets, std::as_bytes(storage.symbols->symbol_offsets()));
+  return parts;
+}
+
+EncodedColumn ColumnParts::column(std::function<void(const ColumnParts &)> check) && {
+  return EncodedColumn(std::make_unique<EncodedColumn::Storage>(std::move(*this), std::move(check)));
+}
 
 const mipo_vec &EncodedColumn::vec() const noexcept {
   return storage_->vec;

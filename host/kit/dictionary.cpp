@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <utility>
 
 #include "mipo/host/errors.h"
 
@@ -25,11 +26,12 @@ constexpr ub8 first_code_of(bool has_null) {
 
 } // namespace
 
-Dictionary::Dictionary(const ValueType &type, std::vector<std::int64_t> numbers, bool has_null)
-    : Domain(type, has_null, numbers.size(), first_code_of(has_null), first_code_of(has_null) + numbers.size()),
-      numbers_(std::move(numbers)) {
+Dictionary::Dictionary(const ValueType &type, const std::vector<std::int64_t> &numbers, bool has_null)
+    : Domain(type, has_null, numbers.size(), first_code_of(has_null), first_code_of(has_null) + numbers.size()) {
   if (type.kind == ValueKind::text) throw ArgumentError("a dictionary of texts is not made of numbers");
-  check_ascending(numbers_);
+  check_ascending(numbers);
+  memory_.numbers = AlignedBuffer(numbers.size() * sizeof(std::int64_t));
+  std::ranges::copy(std::as_bytes(std::span(numbers)), memory_.numbers.data());
 }
 
 Dictionary::Dictionary(std::span<const std::string_view> texts, bool has_null)
@@ -40,19 +42,28 @@ Dictionary::Dictionary(std::span<const std::string_view> texts, bool has_null)
   for (const std::string_view text : texts) total += text.size();
   if (total > std::numeric_limits<ub4>::max())
     throw ArgumentError("the distinct texts of a column take more than 4 GiB together");
-  bytes_.reserve(total);
-  offsets_.reserve(code_count() + 1);
-  if (has_null) offsets_.push_back(0);
+  memory_.symbol_bytes = AlignedBuffer(total);
+  memory_.symbol_offsets = AlignedBuffer((code_count() + 1) * sizeof(ub4));
+  auto *offset = reinterpret_cast<ub4 *>(memory_.symbol_offsets.data());
+  if (has_null) *offset++ = 0;
+  std::size_t end = 0;
   for (const std::string_view text : texts) {
-    offsets_.push_back(big_endian(bytes_.size()));
-    bytes_ += text;
+    *offset++ = big_endian(end);
+    std::ranges::copy(std::as_bytes(std::span(text)), memory_.symbol_bytes.data() + end);
+    end += text.size();
   }
-  offsets_.push_back(big_endian(bytes_.size()));
+  *offset = big_endian(end);
+}
+
+Dictionary::Dictionary(const ValueType &type, Memory memory, bool has_null, ub8 value_count) noexcept
+    : Domain(type, has_null, value_count, first_code_of(has_null), first_code_of(has_null) + value_count),
+      memory_(std::move(memory)) {
 }
 
 std::string_view Dictionary::text(ub8 code) const noexcept {
-  const ub4 begin = __builtin_bswap32(offsets_[code]);
-  return {bytes_.data() + begin, __builtin_bswap32(offsets_[code + 1]) - begin};
+  const std::span<const ub4> offsets = symbol_offsets();
+  const ub4 begin = __builtin_bswap32(offsets[code]);
+  return symbol_bytes().substr(begin, __builtin_bswap32(offsets[code + 1]) - begin);
 }
 
 } // namespace mipo::host

@@ -37,6 +37,19 @@ NumberRange::NumberRange(const ValueType &type, std::span<const std::int64_t> nu
     : NumberRange(type, numbers.size(), codes_of(type, numbers, bias, cut_bits), bias, cut_bits) {
 }
 
+bool NumberRange::has_values_only() const noexcept {
+  if (first_code() == code_count()) return true;
+  for (const ub8 code : {first_code(), code_count() - 1}) {
+    const ub8 shifted = code << cut_bits_;
+    std::int64_t product;
+    if (shifted >> cut_bits_ != code ||
+        __builtin_mul_overflow(static_cast<std::int64_t>(shifted - bias_), unit_, &product) ||
+        !is_value_of(type(), product))
+      return false;
+  }
+  return true;
+}
+
 NumberRange::NumberRange(const ValueType &type, ub8 value_count, Codes codes, ub8 bias, int cut_bits)
     : Domain(type, false, value_count, codes.first, codes.end), unit_(unit_of(type)), bias_(bias), cut_bits_(cut_bits) {
 }

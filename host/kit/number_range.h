@@ -24,18 +24,22 @@ public:
   }
   std::string_view text(ub8) const noexcept override { return {}; }
   ub8 code(std::int64_t number) const noexcept { return code_of(number, unit_, bias_, cut_bits_); }
+  struct Codes {
+    ub8 first, end;
+  };
+  /// Of codes that are known already.
+  NumberRange(const ValueType &type, ub8 value_count, Codes codes, ub8 bias, int cut_bits);
+
+  /// Whether all codes stand for numbers that are values of the type.
+  bool has_values_only() const noexcept;
   /// The codes of a dictionary's codes. Rows without value get the least code.
   std::vector<ub8> codes_of_ranks(const Dictionary &dictionary) const;
 
 private:
-  struct Codes {
-    ub8 first, end;
-  };
   static ub8 code_of(std::int64_t number, std::int64_t unit, ub8 bias, int cut_bits) noexcept {
     return (static_cast<ub8>(number / unit) + bias) >> cut_bits;
   }
   static Codes codes_of(const ValueType &type, std::span<const std::int64_t> numbers, ub8 bias, int cut_bits);
-  NumberRange(const ValueType &type, ub8 value_count, Codes codes, ub8 bias, int cut_bits);
 
   std::int64_t unit_;
   ub8 bias_;

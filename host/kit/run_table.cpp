@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <utility>
 
 namespace mipo::host {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "numbers are stored with their bytes swapped");
-
-constexpr ub4 runs_per_first_row = 32; // between the runs whose first rows are kept
 
 constexpr ub1 swapped(ub1 number) {
   return number;
@@ -79,10 +78,27 @@ void RunTable::store(std::span<const ub4> numbers) {
   for (std::size_t i = 0; i < numbers.size(); ++i) out[i] = swapped(static_cast<Unit>(numbers[i]));
 }
 
+std::size_t RunTable::index_bytes(ub8 runs) noexcept {
+  return (runs + index_step - 1) / index_step * sizeof(ub4);
+}
+
+std::span<const ub4> RunTable::first_rows() const noexcept {
+  return {reinterpret_cast<const ub4 *>(first_rows_.data()), first_rows_.size() / sizeof(ub4)};
+}
+
+RunTable::RunTable(RunForm form, ub4 run_count, bool has_long_runs, AlignedBuffer extents,
+                   AlignedBuffer first_rows) noexcept
+    : form_(form),
+      run_count_(run_count),
+      has_long_runs_(has_long_runs),
+      extents_(std::move(extents)),
+      first_rows_(std::move(first_rows)) {
+}
+
 RunTable::RunTable(std::span<const ub4> rows, RunForm form) : form_(form) {
-  std::vector<ub4> lengths, starts;
+  std::vector<ub4> lengths, starts, first_rows;
   for_each_run(rows, longest_run(form), [&](ub4 first, ub4 length) {
-    if (values_.size() % runs_per_first_row == 0) first_rows_.push_back(first);
+    if (values_.size() % index_step == 0) first_rows.push_back(first);
     values_.push_back(rows[first]);
     starts.push_back(first);
     lengths.push_back(length);
@@ -91,6 +107,8 @@ RunTable::RunTable(std::span<const ub4> rows, RunForm form) : form_(form) {
   starts.push_back(static_cast<ub4>(rows.size()));
   run_count_ = static_cast<ub4>(values_.size());
   extents_ = AlignedBuffer(run_bytes(form, run_count_));
+  first_rows_ = AlignedBuffer(index_bytes(run_count_));
+  std::ranges::copy(std::as_bytes(std::span(first_rows)), first_rows_.data());
   switch (form) {
   case RunForm::none:
     break;
@@ -120,10 +138,11 @@ ub4 RunTable::length(ub4 run) const noexcept {
 }
 
 ub4 RunTable::run_of(ub4 row) const noexcept {
-  const auto above = std::ranges::upper_bound(first_rows_, row);
-  const auto known = static_cast<std::size_t>(above - first_rows_.begin()) - 1;
-  auto run = static_cast<ub4>(known * runs_per_first_row);
-  for (ub4 end = first_rows_[known] + length(run); end <= row; end += length(run)) ++run;
+  const std::span<const ub4> first_rows = this->first_rows();
+  const auto above = std::ranges::upper_bound(first_rows, row);
+  const auto known = static_cast<std::size_t>(above - first_rows.begin()) - 1;
+  auto run = static_cast<ub4>(known * index_step);
+  for (ub4 end = first_rows[known] + length(run); end <= row; end += length(run)) ++run;
   return run;
 }
 

@@ -23,6 +23,8 @@ public:
   RunTable() = default;
   /// Finds the runs of `rows`, equal numbers being equal rows.
   RunTable(std::span<const ub4> rows, RunForm form);
+  /// Of runs that lie in memory as a table has written them.
+  RunTable(RunForm form, ub4 run_count, bool has_long_runs, AlignedBuffer extents, AlignedBuffer first_rows) noexcept;
 
   /// The number of each run's rows.
   const std::vector<ub4> &values() const noexcept { return values_; }
@@ -31,6 +33,15 @@ public:
   /// Bytes as stored.
   std::size_t bytes() const noexcept { return extents_.size(); }
   ub4 run_count() const noexcept { return run_count_; }
+  /// Whether any has more than 255 rows.
+  bool has_long_runs() const noexcept { return has_long_runs_; }
+  /// Lengths or starts; the first rows of every so many runs.
+  std::span<const std::byte> extents() const noexcept { return extents_.bytes(); }
+  std::span<const std::byte> index() const noexcept { return first_rows_.bytes(); }
+  static constexpr ub4 index_step = 32; ///< runs from one of them to the next
+  static std::size_t index_bytes(ub8 runs) noexcept;
+  /// The first row of each run that the index has.
+  std::span<const ub4> first_rows() const noexcept;
   ub4 run_of(ub4 row) const noexcept;
   ub4 length(ub4 run) const noexcept;
   /// Points the context's fields here, where they stay until the table is destroyed.
@@ -44,10 +55,10 @@ private:
 
   RunForm form_ = RunForm::none;
   ub4 run_count_ = 0;
-  bool has_long_runs_ = false; // of more than 255 rows
+  bool has_long_runs_ = false;
   std::vector<ub4> values_;
   AlignedBuffer extents_;
-  std::vector<ub4> first_rows_; // of every so many runs
+  AlignedBuffer first_rows_;
 };
 
 } // namespace mipo::host

@@ -124,14 +124,30 @@ ValueFormat::ValueFormat(const Encoding &encoding, const Dictionary &dictionary)
   }
   bits_ = wider(8 * narrowest_number(least, greatest), bits_, "the numbers");
   if (!cuts_zeros()) return;
-  cut_bytes_ = std::min<int>(greatest_count, bits_ / 8 - 1);
+  cut_bytes_ = most_cut_bytes();
   for (const std::int64_t number : numbers)
     cut_bytes_ = std::min(cut_bytes_, trailing_zero_bytes(static_cast<ub8>(number / unit)));
 }
 
+ValueFormat::ValueFormat(const Encoding &encoding, int cut_bytes)
+    : form_(encoding.form), bits_(encoding.bits), cut_bytes_(cut_bytes) {
+  check_width(encoding);
+}
+
+int ValueFormat::most_cut_bytes() const noexcept {
+  return cuts_zeros() ? std::min<int>(greatest_count, bits_ / 8 - 1) : 0;
+}
+
+ub8 ValueFormat::bias() const noexcept {
+  return is_dynamic() ? dynamic_bias : sign_bias(bits_);
+}
+
 NumberRange ValueFormat::number_range(const Dictionary &dictionary) const {
-  return NumberRange(dictionary.type(), dictionary.numbers(), is_dynamic() ? dynamic_bias : sign_bias(bits_),
-                     8 * cut_bytes_);
+  return NumberRange(dictionary.type(), dictionary.numbers(), bias(), 8 * cut_bytes_);
+}
+
+NumberRange ValueFormat::number_range(const ValueType &type, ub8 value_count, ub8 first_code, ub8 code_count) const {
+  return NumberRange(type, value_count, {first_code, code_count}, bias(), 8 * cut_bytes_);
 }
 
 int ValueFormat::kernel_bits() const noexcept {
@@ -173,12 +189,24 @@ std::size_t ValueFormat::slack() const noexcept {
 unsigned ValueFormat::count(ub8 code) const noexcept {
   if (!cuts_zeros()) return 0;
   if (form_ == ValueForm::trailing_zero_const) return static_cast<unsigned>(cut_bytes_);
-  const int most = std::min<int>(greatest_count, bits_ / 8 - 1);
-  return static_cast<unsigned>(std::min(most, cut_bytes_ + trailing_zero_bytes(code)));
+  return static_cast<unsigned>(std::min(most_cut_bytes(), cut_bytes_ + trailing_zero_bytes(code)));
+}
+
+unsigned ValueFormat::stored_count(const std::byte *lengths, std::size_t i) const noexcept {
+  if (form_ == ValueForm::trailing_zero) return field_at(lengths, i, zero_count_bits);
+  return form_ == ValueForm::trailing_zero_const ? static_cast<unsigned>(*lengths) : 0;
+}
+
+int ValueFormat::dynamic_bytes(const std::byte *lengths, std::size_t i) const noexcept {
+  return static_cast<int>(field_at(lengths, i, length_bits(bits_ / 8))) + 1;
+}
+
+bool ValueFormat::has_position(std::size_t i) noexcept {
+  return i % values_per_position == 0;
 }
 
 std::size_t ValueFormat::value_bytes(const CodeSequence &codes) const {
-  if (!is_dynamic()) return (codes.size() * static_cast<std::size_t>(stored_bits()) + 7) / 8;
+  if (!is_dynamic()) return value_bytes(codes.size());
   std::size_t bytes = 0;
   for (std::size_t i = 0; i < codes.size(); ++i)
     bytes += static_cast<std::size_t>(cell_bytes(cell_of(codes[i], bits_ / 8), bits_ / 8));
@@ -191,15 +219,21 @@ std::size_t ValueFormat::length_bytes(std::size_t values) const noexcept {
   return form_ == ValueForm::trailing_zero_const ? 1 : 0;
 }
 
+std::size_t ValueFormat::position_bytes(std::size_t values) const noexcept {
+  return is_dynamic() ? (values + values_per_position - 1) / values_per_position * sizeof(ub8) : 0;
+}
+
 ValueStreams ValueFormat::store(const CodeSequence &codes) const {
-  ValueStreams streams{AlignedBuffer(value_bytes(codes)), AlignedBuffer(length_bytes(codes.size())), {}};
+  ValueStreams streams{AlignedBuffer(value_bytes(codes)), AlignedBuffer(length_bytes(codes.size())),
+                       AlignedBuffer(position_bytes(codes.size()))};
   std::byte *values = streams.values.data(), *const lengths = streams.lengths.data();
   if (is_dynamic()) {
     // Fields of the last control byte that no value has stay 0: kernels that add up its lengths take them for values of
     // one byte, and so may look behind the stream, which its slack allows.
     const int max_bytes = bits_ / 8;
+    auto *position = reinterpret_cast<ub8 *>(streams.positions.data());
     for (std::size_t i = 0; i < codes.size(); ++i) {
-      if (i % values_per_position == 0) streams.positions.push_back(static_cast<ub8>(values - streams.values.data()));
+      if (has_position(i)) *position++ = static_cast<ub8>(values - streams.values.data());
       const ub8 cell = cell_of(codes[i], max_bytes);
       const int bytes = cell_bytes(cell, max_bytes);
       store_bytes(values, cell >> 8 * (max_bytes - bytes), bytes);
@@ -222,10 +256,8 @@ ub8 ValueFormat::code(const ValueStreams &streams, const void *values, std::size
   if (form_ == ValueForm::dictionary && bits_ <= 32) return unpack_code(stream, i, bits_);
   const int max_bytes = stored_bits() / 8;
   if (!is_dynamic()) return read_bytes(stream + i * static_cast<std::size_t>(max_bytes), max_bytes);
-  const auto length = [&](std::size_t value) {
-    return static_cast<int>(field_at(streams.lengths.data(), value, length_bits(max_bytes))) + 1;
-  };
-  ub8 position = streams.positions[i / values_per_position];
+  const auto length = [&](std::size_t value) { return dynamic_bytes(streams.lengths.data(), value); };
+  ub8 position = reinterpret_cast<const ub8 *>(streams.positions.data())[i / values_per_position];
   for (std::size_t value = i / values_per_position * values_per_position; value < i; ++value)
     position += static_cast<ub8>(length(value));
   const ub8 cell = read_bytes(stream + position, length(i)) << 8 * (max_bytes - length(i));

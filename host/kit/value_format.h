@@ -35,21 +35,30 @@ private:
 /// Values as they are stored: `values` goes into a vector's `data`, `lengths` into its `lens`.
 struct ValueStreams {
   AlignedBuffer values, lengths;
-  std::vector<ub8> positions; ///< of dynamic-packed values: where every so many of them begin
+  AlignedBuffer positions; ///< of dynamic-packed values: where every so many of them begin, ub8
 };
 
 class ValueFormat {
 public:
   /// For the values of a dictionary. Throws EncodingError if they cannot be stored so.
   ValueFormat(const Encoding &encoding, const Dictionary &dictionary);
+  /// As another format of this encoding says it of itself. Throws EncodingError if there is no such width.
+  ValueFormat(const Encoding &encoding, int cut_bytes);
 
   bool holds_numbers() const noexcept { return form_ != ValueForm::dictionary; }
   /// The domain of a column of numbers.
   NumberRange number_range(const Dictionary &dictionary) const;
+  NumberRange number_range(const ValueType &type, ub8 value_count, ub8 first_code, ub8 code_count) const;
 
   /// As an encoding says it; stored a value, at most; of the kernels that read the column.
   int encoding_bits() const noexcept { return bits_; }
   int stored_bits() const noexcept { return bits_ - 8 * cut_bytes_; }
+  /// Trailing zero bytes that no value stores, and how many there may be at most.
+  int cut_bytes() const noexcept { return cut_bytes_; }
+  int most_cut_bytes() const noexcept;
+  bool is_dynamic() const noexcept {
+    return form_ == ValueForm::dynamic_packed || form_ == ValueForm::dynamic_packed_tz;
+  }
   int kernel_bits() const noexcept;
   mipo_family family() const noexcept;
   mipo_variant variant(bool has_null) const noexcept;
@@ -59,20 +68,28 @@ public:
   std::size_t slack() const noexcept;
 
   std::size_t value_bytes(const CodeSequence &codes) const;
+  /// The same where all values take as many bits: not of dynamic-packed ones.
+  std::size_t value_bytes(std::size_t values) const noexcept {
+    return (values * static_cast<std::size_t>(stored_bits()) + 7) / 8;
+  }
   std::size_t length_bytes(std::size_t values) const noexcept;
+  std::size_t position_bytes(std::size_t values) const noexcept;
+  /// Bytes of dynamic-packed value `i`, and whether `positions` tells where it begins.
+  int dynamic_bytes(const std::byte *lengths, std::size_t i) const noexcept;
+  static bool has_position(std::size_t i) noexcept;
+  /// What is stored beside a code: the count of its trailing zero bytes, where the form has one.
+  unsigned count(ub8 code) const noexcept;
+  unsigned stored_count(const std::byte *lengths, std::size_t i) const noexcept;
   ValueStreams store(const CodeSequence &codes) const;
   /// Code of value `i`; `values` points to the stream, decompressed.
   ub8 code(const ValueStreams &streams, const void *values, std::size_t i) const noexcept;
   Constant constant(ub8 code, mipo_enc_ctx *enc_ctx) const noexcept;
 
 private:
-  bool is_dynamic() const noexcept {
-    return form_ == ValueForm::dynamic_packed || form_ == ValueForm::dynamic_packed_tz;
-  }
+  ub8 bias() const noexcept;
   bool cuts_zeros() const noexcept {
     return form_ == ValueForm::trailing_zero || form_ == ValueForm::trailing_zero_const;
   }
-  unsigned count(ub8 code) const noexcept;
 
   ValueForm form_;
   int bits_;

@@ -220,6 +220,21 @@ void append_number(std::string &out, const ValueType &type, std::int64_t number)
   out.append(magnitude, magnitude.size() - scale);
 }
 
+bool is_value_of(const ValueType &type, std::int64_t number) noexcept {
+  constexpr std::int64_t first_decimal_out = 1'000'000'000'000'000'000;
+  constexpr std::int64_t first_moment = -62'135'596'800'000'000, last_moment = 253'402'300'799'999'999;
+  switch (type.kind) {
+  case ValueKind::decimal:
+    return number > -first_decimal_out && number < first_decimal_out;
+  case ValueKind::date_time:
+    return number >= first_moment && number <= last_moment;
+  case ValueKind::integer:
+  case ValueKind::text:
+    break;
+  }
+  return true;
+}
+
 NumberPosition locate(const ValueType &type, const Literal &literal) {
   switch (type.kind) {
   case ValueKind::integer:

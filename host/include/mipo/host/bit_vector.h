@@ -4,6 +4,7 @@
 
 #include <array>
 #include <span>
+#include <utility>
 
 #include "mipo/host/aligned_buffer.h"
 #include "mipo/host/library.h"
@@ -19,6 +20,8 @@ public:
   BitVector() noexcept = default;
   /// `size` bits, all `value`.
   explicit BitVector(ub8 size, bool value = false);
+  /// The first `size` bits of words that are there already; those above them must be zero.
+  BitVector(AlignedBuffer words, ub8 size) noexcept : words_(std::move(words)), size_(size) {}
   BitVector(const BitVector &) = default;
   BitVector(BitVector &&other) noexcept;
   BitVector &operator=(const BitVector &) = default;

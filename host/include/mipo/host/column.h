@@ -58,7 +58,7 @@ private:
   mipo_vec vec_{};
 };
 
-/// A column in one of the encodings that predicate kernels read. Owns all its memory; the records stay where they are
+/// A column in one of the encodings that predicate kernels read. Keeps all its memory; the records stay where they are
 /// when the column is moved.
 ///
 /// Every value has a code, and kernels compare rows as the codes compare: see domain(). Rows without value have code 0
@@ -73,6 +73,11 @@ public:
   EncodedColumn(EncodedColumn &&) noexcept;
   EncodedColumn &operator=(EncodedColumn &&) noexcept;
   ~EncodedColumn();
+
+  /// Looks at every byte of a column whose memory comes from a file, when it is first called, and throws
+  /// ColumnFileError if anything there would lead a kernel or a reader astray. Call it before the column is used; there
+  /// is nothing to do for columns that were encoded in this process. May be called by several threads at once.
+  void check() const;
 
   /// The record to hand to kernels. It and all that it points to live as long as the column. Kernels write the
   /// decompressed copy of a compressed column and the run bits of a run-length one, so calls on one such column must
@@ -129,7 +134,9 @@ public:
   Constant constant(ub8 code) const noexcept;
 
 private:
+  friend struct ColumnParts;
   struct Storage;
+  explicit EncodedColumn(std::unique_ptr<Storage> storage) noexcept;
   std::unique_ptr<Storage> storage_;
 };
 

@@ -84,6 +84,12 @@ private:
   std::string column_name_;
 };
 
+/// A column file that is none, is damaged, or was written by a later release. `what()` begins with the file's name.
+class ColumnFileError : public Error {
+public:
+  using Error::Error;
+};
+
 } // namespace mipo::host
 
 #endif

@@ -74,6 +74,10 @@ bool is_utf8(std::string_view bytes) noexcept;
 /// Appends the canonical text of a stored number of this type: all digits of the scale, all units of the precision.
 void append_number(std::string &out, const ValueType &type, std::int64_t number);
 
+/// Whether a stored number is one that values of the type have: a decimal of at most 18 digits, a time of the years
+/// 0001 to 9999.
+bool is_value_of(const ValueType &type, std::int64_t number) noexcept;
+
 /// A constant of a query, as written there.
 struct Literal {
   enum class Form {

@@ -1,4 +1,4 @@
-#include "reading_progress.h"
+#include "file_progress.h"
 
 #include <cstdio>
 
@@ -8,25 +8,26 @@
 namespace mipo::tools {
 namespace {
 
-constexpr std::chrono::milliseconds silence{500}; // shorter readings show nothing
+constexpr std::chrono::milliseconds silence{500}; // what takes less shows nothing
 constexpr const char *wipe_line = "\r\x1b[K";
 
 } // namespace
 
-ReadingProgress::ReadingProgress(std::string file) : file_(std::move(file)), on_terminal_(isatty(STDERR_FILENO) == 1) {
+FileProgress::FileProgress(std::string what, std::string file)
+    : what_(std::move(what)), file_(std::move(file)), on_terminal_(isatty(STDERR_FILENO) == 1) {
 }
 
-ReadingProgress::~ReadingProgress() {
+FileProgress::~FileProgress() {
   if (shown_) std::fputs(wipe_line, stderr);
 }
 
-void ReadingProgress::show(ub8 bytes_done, ub8 bytes_total) {
+void FileProgress::show(ub8 bytes_done, ub8 bytes_total) {
   if (!on_terminal_ || bytes_total == 0 || std::chrono::steady_clock::now() - start_ < silence) return;
   const int percent = static_cast<int>(bytes_done * 100 / bytes_total);
   if (percent == percent_) return;
   percent_ = percent;
   shown_ = true;
-  fmt::print(stderr, "{}reading {}: {} %", wipe_line, file_, percent);
+  fmt::print(stderr, "{}{} {}: {} %", wipe_line, what_, file_, percent);
 }
 
 } // namespace mipo::tools

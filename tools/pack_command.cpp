@@ -1,0 +1,44 @@
+#include <filesystem>
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+#include <nlohmann/json.hpp>
+
+#include "commands.h"
+#include "file_progress.h"
+#include "file_reading.h"
+#include "interruption.h"
+#include "mipo/host/column_file.h"
+
+namespace mipo::tools {
+
+void pack_command(const PackOptions &options, const Streams &streams) {
+  std::error_code not_there;
+  if (std::filesystem::equivalent(options.from, options.to, not_there))
+    throw host::Error(options.from + ": cannot be packed into itself");
+  // Reading leaves nothing behind and may be killed; writing must clear up after itself.
+  Reading reading;
+  const host::Table table = read_file(options.from, options.reading, reading);
+  {
+    const Interruptible interruptible;
+    FileProgress progress("writing", options.to);
+    host::write_column_file(options.to, table, [&](ub8 done, ub8 total) {
+      interruptible.check();
+      progress.show(done, total);
+    });
+  }
+  const ub8 bytes = std::filesystem::file_size(options.to);
+  if (options.format == OutputFormat::json) {
+    const nlohmann::ordered_json packed = {{"file", options.to},
+                                           {"rows", table.row_count},
+                                           {"columns", table.columns.size()},
+                                           {"bytes", bytes},
+                                           {"text_bytes", table.text_bytes}};
+    streams.out << packed.dump(2) << '\n';
+    return;
+  }
+  fmt::print(streams.out, "{}: {} rows, {} columns, {} bytes for {} bytes of text\n", options.to, table.row_count,
+             table.columns.size(), bytes, table.text_bytes);
+}
+
+} // namespace mipo::tools

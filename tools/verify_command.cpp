@@ -1,0 +1,27 @@
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+#include <nlohmann/json.hpp>
+
+#include "commands.h"
+#include "file_progress.h"
+#include "mipo/host/column_file.h"
+
+namespace mipo::tools {
+
+void verify_command(const VerifyOptions &options, const Streams &streams) {
+  FileProgress progress("verifying", options.file);
+  const host::VerifiedColumnFile verified =
+      host::verify_column_file(options.file, [&](ub8 done, ub8 total) { progress.show(done, total); });
+  const host::Table &table = verified.table;
+  if (options.format == OutputFormat::json) {
+    const nlohmann::ordered_json sound = {{"file", options.file},          {"sound", true},
+                                          {"rows", table.row_count},       {"columns", table.columns.size()},
+                                          {"sections", verified.sections}, {"bytes", verified.bytes}};
+    streams.out << sound.dump(2) << '\n';
+    return;
+  }
+  fmt::print(streams.out, "{} is sound: {} rows, {} columns, {} sections, {} bytes\n", options.file, table.row_count,
+             table.columns.size(), verified.sections, verified.bytes);
+}
+
+} // namespace mipo::tools
