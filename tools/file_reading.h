@@ -13,7 +13,7 @@ namespace mipo::tools {
 struct Reading {
   std::string file;
   bool mapped = false; // a column file
-  ub8 text_bytes = 0; // of the file, once decompressed
+  ub8 text_bytes = 0;  // of the file, once decompressed
   ub8 rows = 0;
   std::size_t columns = 0;
   double seconds = 0; // reading, decompressing and encoding; of a column file, mapping
