@@ -1,0 +1,116 @@
+#include <fmt/format.h>
+
+#include "duckdb_api.h"
+#include "peer.h"
+#include "step.h"
+
+namespace mipo::bench {
+namespace {
+
+std::string type_of(const host::ValueType &type) {
+  switch (type.kind) {
+  case host::ValueKind::integer:
+    return "BIGINT";
+  case host::ValueKind::decimal:
+    return fmt::format("DECIMAL({}, {})", host::max_decimal_digits, type.scale);
+  case host::ValueKind::date_time:
+    return type.precision == host::TimePrecision::day ? "DATE" : "TIMESTAMP";
+  case host::ValueKind::text:
+    break;
+  }
+  return "VARCHAR";
+}
+
+std::string quoted(const std::string &text) {
+  std::string result = "'";
+  for (const char c : text) result += c == '\'' ? "''" : std::string(1, c);
+  return result + "'";
+}
+
+class DuckdbPeer : public Peer {
+public:
+  DuckdbPeer(const std::string &library_path, const std::string &csv_path, const host::Table &table, DuckdbTexts texts)
+      : api_(DuckdbApi::load(library_path)) {
+    if (api_.open(nullptr, &database_) != 0) throw PeerError("DuckDB does not open a database in memory");
+    if (api_.connect(database_, &connection_) != 0) {
+      api_.close(&database_);
+      throw PeerError("DuckDB does not connect to its database");
+    }
+    try {
+      run("SET threads = 1");
+      load(csv_path, table);
+      if (texts == DuckdbTexts::enumeration) enumerate_texts(table);
+    } catch (...) {
+      close();
+      throw;
+    }
+  }
+  DuckdbPeer(const DuckdbPeer &) = delete;
+  ~DuckdbPeer() override { close(); }
+
+  std::string name() const override { return std::string("DuckDB ") + api_.library_version(); }
+
+  Answer run(const std::string &sql) override {
+    DuckdbResult result{};
+    const tools::Stopwatch watch;
+    const int state = api_.query(connection_, sql.c_str(), &result);
+    Answer answer;
+    answer.wall_seconds = watch.seconds();
+    if (state != 0) {
+      const char *message = api_.result_error(&result);
+      const PeerError error(message != nullptr ? message : "DuckDB gives no reason");
+      api_.destroy_result(&result);
+      throw error;
+    }
+    answer.rows.resize(api_.row_count(&result));
+    const std::uint64_t columns = api_.column_count(&result);
+    for (std::uint64_t row = 0; row < answer.rows.size(); ++row)
+      for (std::uint64_t column = 0; column < columns; ++column) answer.rows[row].push_back(cell(result, row, column));
+    api_.destroy_result(&result);
+    return answer;
+  }
+
+private:
+  void load(const std::string &csv_path, const host::Table &table) {
+    std::string columns;
+    for (const host::Column &column : table.columns)
+      columns += (columns.empty() ? "" : ", ") + quoted(column.name) + ": " + quoted(type_of(column.type()));
+    run(fmt::format("CREATE TABLE flights AS FROM read_csv({}, header = true, auto_detect = false, columns = {{{}}})",
+                    quoted(csv_path), columns));
+  }
+
+  void enumerate_texts(const host::Table &table) {
+    for (const host::Column &column : table.columns) {
+      if (column.type().kind != host::ValueKind::text) continue;
+      run(fmt::format("CREATE TYPE {0}_values AS ENUM (SELECT DISTINCT {0} FROM flights ORDER BY {0})", column.name));
+      run(fmt::format("ALTER TABLE flights ALTER {0} TYPE {0}_values", column.name));
+    }
+  }
+
+  Cell cell(DuckdbResult &result, std::uint64_t row, std::uint64_t column) const {
+    if (api_.value_is_null(&result, column, row)) return {};
+    char *memory = api_.value_varchar(&result, column, row);
+    const std::string text = memory != nullptr ? memory : "";
+    api_.free(memory);
+    const int type = api_.column_type(&result, column);
+    if (type == duckdb_varchar || type == duckdb_enum) return text;
+    return number_cell(text);
+  }
+
+  void close() {
+    api_.disconnect(&connection_);
+    api_.close(&database_);
+  }
+
+  DuckdbApi api_;
+  void *database_ = nullptr, *connection_ = nullptr;
+};
+
+} // namespace
+
+std::unique_ptr<Peer> make_duckdb(const std::string &library_path, const std::string &csv_path,
+                                  const host::Table &table, DuckdbTexts texts) {
+  return std::make_unique<DuckdbPeer>(library_path, csv_path, table, texts);
+}
+
+} // namespace mipo::bench
