@@ -10,7 +10,9 @@ struct PeerQuery {
 };
 
 inline constexpr PeerQuery peer_queries[] = {
-    {"count in ranges", "SELECT count(*) FROM flights WHERE distance > 1000 AND delay BETWEEN 10 AND 60"},
+    {"a month's small delays", "SELECT count(*), avg(delay), sum(distance) FROM flights "
+                               "WHERE departure >= '2001-03-01' AND departure < '2001-04-01' "
+                               "AND delay BETWEEN 10 AND 60"},
     {"average by origin",
      "SELECT origin, count(*), avg(delay) FROM flights GROUP BY origin ORDER BY 3 DESC, 1 LIMIT 10"},
     {"totals by route", "SELECT origin, destination, count(*), sum(delay), sum(distance) FROM flights "
