@@ -214,11 +214,17 @@ public:
 
   void words(const ChunkRows &rows, sb8 *words, ub1 *present) override {
     const Stopwatch stopwatch;
-    each(rows.count(), [&](ub4 i, double digits) {
-      const bool exists = !std::isnan(digits);
-      words[i] = exists ? measure_.word(static_cast<WideInteger>(static_cast<sb8>(digits))) : 0;
-      if (present != nullptr) present[i] = exists;
-    });
+    const sb8 zero = measure_.word(0);
+    if (measure_.nullable) {
+      each(rows.count(), [&](ub4 i, double digits) {
+        const bool exists = !std::isnan(digits);
+        words[i] = exists ? zero + static_cast<sb8>(digits) : 0;
+        if (present != nullptr) present[i] = exists;
+      });
+    } else {
+      each(rows.count(), [&](ub4 i, double digits) { words[i] = zero + static_cast<sb8>(digits); });
+      if (present != nullptr) std::fill_n(present, rows.count(), ub1{1});
+    }
     words_step_.seconds += stopwatch.seconds();
     words_step_.rows_in += rows.count();
     words_step_.rows_read += rows.count();
@@ -321,7 +327,10 @@ private:
   }
 
   void each(ub4 count, auto take) const {
-    for (ub4 i = 0; i < count; ++i) take(i, root_.values.empty() ? root_.constant : root_.values[i]);
+    if (root_.values.empty())
+      for (ub4 i = 0; i < count; ++i) take(i, root_.constant);
+    else
+      for (ub4 i = 0; i < count; ++i) take(i, root_.values[i]);
   }
 
   const host::Library &library_;
