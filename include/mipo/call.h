@@ -155,7 +155,9 @@ enum mipo_eval_flag {
   MIPO_EVAL_SELECTIVE = 0x2,      // look only at the rows of ones_vec; clear: AND ones_vec into the finished result
   MIPO_EVAL_WIDE_CODES = 0x4,     // codes leave `decode_unpack` and enter `decode_symbol` as ub4, whatever their width
   MIPO_EVAL_MULTIPLY_KEYS = 0x10, // group keys: multiply by the code count; clear: shift by the width of a code
-  MIPO_EVAL_SUM = 0x80            // type conversion: add the column up
+  MIPO_EVAL_SUM = 0x80,           // type conversion: add the column up
+  MIPO_EVAL_COUNT_ONLY = 0x400,   // translation without a selection: first and last row are not wanted
+  MIPO_EVAL_WIDE_ENTRIES = 0x800  // translation of decimal values: entries are handed out as ub4, whatever their width
 };
 
 // `done_flags` of mipo_call_ctx: the kernel has taken the selection into its result, the host need not do it again.

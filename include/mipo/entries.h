@@ -30,6 +30,7 @@ typedef ub4 mipo_set_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *
 typedef ub4 mipo_minmax_kernel(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode);
 typedef ub4 mipo_burst_kernel(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux);
 typedef ub4 mipo_arithmetic_kernel(mipo_vec *res, const mipo_vec *left, const mipo_vec *right, mipo_call_ctx *unused);
+typedef ub4 mipo_xlate_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *table, mipo_call_ctx *ctx);
 typedef ub4 mipo_placeholder_kernel(ub8 unused1, ub8 unused2, ub8 unused3, ub8 unused4);
 
 typedef union mipo_kernel {
@@ -41,6 +42,7 @@ typedef union mipo_kernel {
   mipo_minmax_kernel *minmax;
   mipo_burst_kernel *burst;
   mipo_arithmetic_kernel *arithmetic;
+  mipo_xlate_kernel *xlate;
   mipo_placeholder_kernel *placeholder; // does nothing and answers 0
 } mipo_kernel;
 

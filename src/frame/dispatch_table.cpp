@@ -10,7 +10,7 @@ constexpr DispatchTable make_table() {
   DispatchTable table{};
 #define FILL_SLOT(shape, name, operation, family, width_field, variant) \
   table.kernels[mipo_key(operation, family, width_field, variant)].shape = name;
-  FOR_EACH_BUILT_KERNEL(FILL_SLOT)
+  FOR_EACH_KERNEL(FILL_SLOT)
 #undef FILL_SLOT
   return table;
 }
@@ -20,7 +20,7 @@ constexpr DispatchNames make_names() {
   for (auto &name : names.names) name = invalid_dispatch;
 #define FILL_NAME(shape, name, operation, family, width_field, variant) \
   names.names[mipo_key(operation, family, width_field, variant)] = #name;
-  FOR_EACH_BUILT_KERNEL(FILL_NAME)
+  FOR_EACH_KERNEL(FILL_NAME)
 #undef FILL_NAME
   return names;
 }

@@ -13,8 +13,7 @@
 #include "scan/kernels.inc"
 #include "xlate/kernels.inc"
 
-// Families move up from the second list to the first as they are built.
-#define FOR_EACH_BUILT_KERNEL(ROW)                      \
+#define FOR_EACH_KERNEL(ROW)                      \
   DICT_BYTE_ALIGNED_PREDICATES(PREDICATE_ROW, ROW)      \
   DICT_BYTE_ALIGNED_NULL_PREDICATES(PREDICATE_ROW, ROW) \
   DICT_ONE_BIT_PREDICATES(PREDICATE_ROW, ROW)           \
@@ -28,13 +27,8 @@
   SET_KERNELS(ROW)                                      \
   MINMAX_KERNELS(ROW)                                   \
   SUM_AND_DISTINCT_KERNELS(ROW)                         \
-  ARITHMETIC_KERNELS(ROW)
-
-#define FOR_EACH_PLANNED_KERNEL(ROW) XLATE_KERNELS(ROW)
-
-#define FOR_EACH_KERNEL(ROW) \
-  FOR_EACH_BUILT_KERNEL(ROW) \
-  FOR_EACH_PLANNED_KERNEL(ROW)
+  ARITHMETIC_KERNELS(ROW)                               \
+  XLATE_KERNELS(ROW)
 
 namespace mipo::frame {
 

@@ -20,7 +20,7 @@ struct Pointee<Function *> {
 extern "C" {
 #define DECLARE_KERNEL(shape, name, operation, family, width_field, variant) \
   mipo::frame::Pointee<decltype(mipo_kernel::shape)>::type name;
-FOR_EACH_BUILT_KERNEL(DECLARE_KERNEL)
+FOR_EACH_KERNEL(DECLARE_KERNEL)
 #undef DECLARE_KERNEL
 }
 

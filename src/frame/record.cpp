@@ -25,6 +25,8 @@ constexpr mipo_specialized_ctx make_record() {
   record.mipo_thread_ctx_fini_dydi = mipo_thread_ctx_fini_dydi;
   record.mipo_groupkey_dydi = mipo_groupkey_dydi;
   record.mipo_gby_sum_dydi = mipo_gby_sum_dydi;
+  record.mipo_bloom_dydi = mipo_bloom_dydi;
+  record.mipo_hash_dydi = mipo_hash_dydi;
   record.mipo_brep_decode_dydi = mipo_brep_decode_dydi;
   record.mipo_prefix_decode_dydi = mipo_prefix_decode_dydi;
   record.mipo_eq_stream_dydi = mipo_eq_stream_dydi;

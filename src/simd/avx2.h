@@ -48,6 +48,12 @@ namespace mipo::simd {
   return (Vector<ub2>)_mm256_permute4x64_epi64(_mm256_packus_epi32((__m256i)a, (__m256i)b), 0xd8);
 }
 
+// The 32-bit words of an array at these indices, one a lane.
+inline constexpr bool has_gather = true;
+[[gnu::always_inline]] inline Vector<ub4> gather_words(const void *base, Vector<ub4> indices) {
+  return (Vector<ub4>)_mm256_i32gather_epi32(static_cast<const int *>(base), (__m256i)indices, 4);
+}
+
 // The lanes at these positions.
 [[gnu::always_inline]] inline Vector<ub4> lanes_at(Vector<ub4> vector, Vector<ub4> positions) {
   return (Vector<ub4>)_mm256_permutevar8x32_epi32((__m256i)vector, (__m256i)positions);

@@ -38,6 +38,15 @@ template <class T>
   (std::make_index_sequence<groups_per_vector>{});
 }
 
+// The lanes with odd numbers, of a and then of b.
+template <class T>
+[[gnu::always_inline]] inline Vector<T> odd_lanes(Vector<T> a, Vector<T> b) {
+  return [=]<int... lane>(std::integer_sequence<int, lane...>) __attribute__((always_inline)) {
+    return __builtin_shufflevector(a, b, (2 * lane + 1)...);
+  }
+  (std::make_integer_sequence<int, vector_bytes / sizeof(T)>{});
+}
+
 // One bit a row from the masks of a whole block.
 template <class T, bool inverted, class... Further>
 [[gnu::always_inline]] inline RowBits<lanes_per_block<T>> row_bits(Mask<T, inverted> first, Further... further) {

@@ -13,7 +13,7 @@ struct Row {
 
 #define MIPO_KERNEL_ROW(shape, name, operation, family, width_field, variant) \
   {#name, Shape::shape, operation, family, width_field, variant},
-constexpr Row built_rows[] = {FOR_EACH_BUILT_KERNEL(MIPO_KERNEL_ROW)};
+constexpr Row built_rows[] = {FOR_EACH_KERNEL(MIPO_KERNEL_ROW)};
 constexpr Row planned_rows[] = {FOR_EACH_PLANNED_KERNEL(MIPO_KERNEL_ROW)};
 #undef MIPO_KERNEL_ROW
 

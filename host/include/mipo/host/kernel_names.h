@@ -11,7 +11,7 @@
 namespace mipo::host {
 
 /// How a kernel is called: the member of the union `mipo_kernel` that takes its address.
-enum class KernelShape { one_sided, two_sided, decode, set, minmax, burst, arithmetic, placeholder, any };
+enum class KernelShape { one_sided, two_sided, decode, set, minmax, burst, arithmetic, xlate, placeholder };
 
 /// One column kernel.
 struct KernelDescription {
