@@ -192,12 +192,12 @@ TEST(Kernels, NamesAgreeWithKeys) {
     const char *family;
     KernelShape shape;
   } telling[] = {
-      {17, "mipo_xlate_sim_bit", "xlate sim", KernelShape::any},
+      {17, "mipo_xlate_sim_bit", "xlate sim", KernelShape::xlate},
       {55, "mipo_minmax_dict_1bit", "dict", KernelShape::minmax},
       {878, "mipo_burst_rle_8bit", "burst rle", KernelShape::burst},
       {4128, "mipo_eq_dict_1bit_null", "dict null", KernelShape::one_sided},
       {4243, "mipo_add_float_n_n_sum", "arithmetic sum", KernelShape::arithmetic},
-      {4337, "mipo_xlate_groupkey_nib_c2d", "xlate groupkey c2d", KernelShape::any},
+      {4337, "mipo_xlate_groupkey_nib_c2d", "xlate groupkey c2d", KernelShape::xlate},
       {6985, "mipo_ge_le_dynp_64bit_tz", "dynp tz", KernelShape::two_sided},
   };
   for (const auto &t : telling) {

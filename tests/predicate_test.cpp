@@ -58,7 +58,7 @@ void compare_kernel(const ListedKernel &kernel, const PredicateFamily &family, C
 
 bool has_a_test_of_its_own(Shape shape) {
   return shape == Shape::minmax || shape == Shape::burst || shape == Shape::placeholder || shape == Shape::decode ||
-         shape == Shape::arithmetic;
+         shape == Shape::arithmetic || shape == Shape::xlate;
 }
 
 class PredicateTest : public testing::Test {

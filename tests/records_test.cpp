@@ -36,10 +36,10 @@ TEST(Records, HeaderHoldsTheValuesThatHostsCheck) {
 }
 
 TEST(Records, EntriesThatAreBuiltStandInTheirSlots) {
-  // Lifecycle, the way to the host's decompressor, conversion, streams, groups, small sweeps.
-  std::set<unsigned> built = {15, 16, 54, 57, 58, 59, 74, 75, 76, 77, 78, 79, 80, 81};
+  // Lifecycle, the way to the host's decompressor, conversion, streams, groups, hashes and filters, small sweeps.
+  std::set<unsigned> built = {15, 16, 51, 54, 57, 58, 59, 60, 74, 75, 76, 77, 78, 79, 80, 81};
   for (unsigned bit_vector = 17; bit_vector <= 50; ++bit_vector) built.insert(bit_vector);
-  ASSERT_EQ(built.size(), 48u);
+  ASSERT_EQ(built.size(), 50u);
   for (const Level &level : levels()) {
     std::set<ub8> addresses;
     for (unsigned number = 15; number <= 87; ++number) {
@@ -96,10 +96,10 @@ TEST(Records, KernelsStandUnderTheirKeys) {
                  {4337, "mipo_xlate_groupkey_nib_c2d"},
                  {6985, "mipo_ge_le_dynp_64bit_tz"},
                  {7761, "mipo_xlate_ind_ub4_c2d_sep"}};
-  ASSERT_EQ(all_kernels().size(), 925u);
+  ASSERT_EQ(built_kernels().size(), 925u);
   std::set<ub4> keys;
   std::set<std::string> names;
-  for (const ListedKernel &kernel : all_kernels()) {
+  for (const ListedKernel &kernel : built_kernels()) {
     EXPECT_TRUE(keys.insert(kernel.key()).second) << kernel.name << " shares its key";
     EXPECT_TRUE(names.insert(kernel.name).second) << kernel.name << " stands twice";
     for (const auto &row : telling) EXPECT_EQ(kernel.key() == row.key, kernel.name == row.name) << kernel.name;

@@ -17,7 +17,7 @@ static_assert(std::size(entry_names) == MIPO_ENTRY_COUNT);
 std::string_view shape_name(KernelShape shape) {
   constexpr std::string_view names[] = {"one-sided predicate", "two-sided predicate", "decoder",
                                         "set kernel",          "minmax kernel",       "run expansion",
-                                        "arithmetic kernel",   "placeholder",         "other kernel"};
+                                        "arithmetic kernel",   "translation kernel",  "placeholder"};
   return names[static_cast<unsigned>(shape)];
 }
 

@@ -9,7 +9,7 @@
 
 namespace mipo::check {
 
-enum class Shape { one_sided, two_sided, decode, set, minmax, burst, arithmetic, placeholder, any };
+enum class Shape { one_sided, two_sided, decode, set, minmax, burst, arithmetic, xlate, placeholder };
 
 struct ListedKernel {
   std::string name;
@@ -24,8 +24,6 @@ struct ListedKernel {
 };
 
 const std::vector<ListedKernel> &built_kernels();
-/// With those that are still to be built.
-const std::vector<ListedKernel> &all_kernels();
 
 /// Calls a predicate of any shape: a one-sided one has no use for `second`, a test for membership takes `first` as its
 /// set.

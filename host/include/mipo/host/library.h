@@ -52,6 +52,7 @@ public:
   mipo_minmax_kernel *minmax(ub4 key) const { return kernel(key, KernelShape::minmax).minmax; }
   mipo_burst_kernel *burst(ub4 key) const { return kernel(key, KernelShape::burst).burst; }
   mipo_arithmetic_kernel *arithmetic(ub4 key) const { return kernel(key, KernelShape::arithmetic).arithmetic; }
+  mipo_xlate_kernel *xlate(ub4 key) const { return kernel(key, KernelShape::xlate).xlate; }
 
   /// Whether the slot of this key holds a kernel. Any number is allowed.
   bool has_kernel(ub4 key) const noexcept;
