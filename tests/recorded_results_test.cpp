@@ -18,6 +18,7 @@
 #include "check/predicate_families.h"
 #include "check/stored_runs.h"
 #include "check/test_host.h"
+#include "mipo/xlate.h"
 
 namespace {
 
@@ -300,7 +301,72 @@ ub8 arithmetic_digest(const ListedKernel &kernel, mipo_kernel built) {
   return digest.value();
 }
 
+// Codes or decimal values of a few digits, and a table that has an entry for most of them.
+ub8 translation_digest(const ListedKernel &kernel, mipo_kernel built) {
+  Digest digest;
+  Random random(recorded_seed + kernel.key());
+  constexpr unsigned widths[] = {1, 4, 8, 16, 32};
+  const unsigned bits = widths[kernel.width_field & 7], layout = kernel.width_field >> 3;
+  constexpr ub4 codes = 16 << 7; // two digits of seven bits, and some more
+  std::vector<ub1> table(codes * bits / 8);
+  for (ub1 &byte : table) byte = static_cast<ub1>(random.chance(30) ? 0xff : random.next());
+  std::vector<const ub1 *> segments;
+  for (ub4 first = 0; first < codes; first += 256)
+    segments.push_back(random.chance(20) ? nullptr : table.data() + first * bits / 8);
+  for (const ub4 rows : {1u, 15u, 64u, 100u, 257u}) {
+    std::vector<ub4> input(2 * rows + 2), keys(rows, 7), first_and_last(2);
+    std::vector<ub1> values(6 * ub8{rows}), entries(4 * ub8{rows});
+    const bool group_keys = kernel.family == MIPO_FAMILY_XLATE_GROUPKEY;
+    for (ub4 row = 0; row < rows; ++row) {
+      const auto code = static_cast<ub4>(random.below(codes + (group_keys ? 0 : 100)));
+      input[row] = layout == 1 ? __builtin_bswap32(row * 3) : group_keys ? code : __builtin_bswap32(code);
+    }
+    if (layout == 1) input[rows] = __builtin_bswap32(3 * rows);
+    if (layout == 3) std::fill(input.begin(), input.end(), 0x92244992u); // lengths of three bytes, mostly
+    for (std::size_t i = 0; i < values.size(); ++i)
+      values[i] = static_cast<ub1>(i % 3 == 0 ? 192 + random.below(4) : 1 + random.below(10));
+    const std::vector<ub8> selection = words_of_density(rows, 40, random);
+    for (unsigned way = 0; way < 4; ++way) { // all rows and selected ones; narrow and wide entries
+      std::vector<ub8> result_bits(rows / 64 + 1);
+      mipo_xlate_ctx range{};
+      mipo_enc_ctx encoding{}, table_encoding{};
+      mipo_vec res{}, column{}, table_vec{};
+      mipo_call_ctx ctx{};
+      range.min_code = range.code_base = kernel.family == MIPO_FAMILY_XLATE_OFF ? 5 : 0;
+      range.max_code = codes - 1;
+      encoding.flags = MIPO_HASHED;
+      encoding.bits = 32;
+      table_encoding.bloom_shift = 8;
+      table_encoding.bloom_word_mask = 255;
+      table_vec.enc_ctx = &table_encoding;
+      table_vec.bv = kernel.family == MIPO_FAMILY_XLATE_IND ? reinterpret_cast<ub8 *>(segments.data())
+                                                            : reinterpret_cast<ub8 *>(table.data());
+      column.data = input.data();
+      column.nrows = rows;
+      column.enc_ctx = &encoding;
+      res.bv = result_bits.data();
+      res.data = group_keys ? keys.data() : first_and_last.data();
+      ctx.xlate_ctx = &range;
+      ctx.xlate_out = group_keys ? table.data() : entries.data();
+      ctx.xlate_mult = 3;
+      ctx.xlate_values = values.data();
+      ctx.xlate_form = 3;
+      ctx.ones_vec = way % 2 != 0 ? selection.data() : nullptr;
+      ctx.eval_flags = way / 2 != 0 ? MIPO_EVAL_WIDE_ENTRIES : 0;
+      digest.add(built.xlate(&res, &column, &table_vec, &ctx));
+      digest.add(res.nset);
+      digest.add(ctx.done_flags);
+      digest.add(result_bits.data(), 8 * result_bits.size());
+      digest.add(entries.data(), entries.size());
+      digest.add(keys.data(), 4 * keys.size());
+      digest.add(first_and_last.data(), 8);
+    }
+  }
+  return digest.value();
+}
+
 ub8 kernel_digest(const ListedKernel &kernel, mipo_kernel built) {
+  if (kernel.shape == Shape::xlate) return translation_digest(kernel, built);
   if (kernel.shape == Shape::decode) return decode_digest(kernel, built);
   if (kernel.shape == Shape::arithmetic)
     return (kernel.width_field & 3) == 1 ? arithmetic_digest<ub4>(kernel, built)

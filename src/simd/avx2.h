@@ -49,7 +49,6 @@ namespace mipo::simd {
 }
 
 // The 32-bit words of an array at these indices, one a lane.
-inline constexpr bool has_gather = true;
 [[gnu::always_inline]] inline Vector<ub4> gather_words(const void *base, Vector<ub4> indices) {
   return (Vector<ub4>)_mm256_i32gather_epi32(static_cast<const int *>(base), (__m256i)indices, 4);
 }

@@ -10,8 +10,6 @@
 
 namespace mipo::simd {
 
-inline constexpr bool has_gather = false; // words are fetched one by one, by whoever needs them
-
 
 // The low halves of all lanes of a, then of b: for lanes of ones or zeros, the same lanes at half the width.
 [[gnu::always_inline]] inline Vector<ub1> narrow(Vector<ub2> a, Vector<ub2> b) {

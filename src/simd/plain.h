@@ -16,8 +16,6 @@
 
 namespace mipo::simd {
 
-inline constexpr bool has_gather = false; // words are fetched one by one, by whoever needs them
-
 
 template <class AnyVector>
 MIPO_LANE_LOOP auto lane_bits(AnyVector a, AnyVector b, AnyVector c, AnyVector d, AnyVector e, AnyVector f, AnyVector g,

@@ -38,6 +38,19 @@ template <class T>
   (std::make_index_sequence<groups_per_vector>{});
 }
 
+#if defined(MIPO_SIMD_AVX2)
+inline constexpr bool has_gather = true;
+#else
+inline constexpr bool has_gather = false; // loops over rows do as well
+[[gnu::always_inline]] inline Vector<ub4> gather_words(const void *base, Vector<ub4> indices) {
+  Vector<ub4> words{};
+  for (size_t lane = 0; lane < vector_bytes / sizeof(ub4); ++lane)
+    memcpy(reinterpret_cast<ub1 *>(&words) + lane * sizeof(ub4),
+           static_cast<const ub1 *>(base) + size_t{indices[lane]} * sizeof(ub4), sizeof(ub4));
+  return words;
+}
+#endif
+
 // The lanes with odd numbers, of a and then of b.
 template <class T>
 [[gnu::always_inline]] inline Vector<T> odd_lanes(Vector<T> a, Vector<T> b) {

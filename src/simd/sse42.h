@@ -9,8 +9,6 @@
 
 namespace mipo::simd {
 
-inline constexpr bool has_gather = false; // words are fetched one by one, by whoever needs them
-
 
 [[gnu::always_inline]] inline ub4 top_bits_of_bytes(__m128i bytes) {
   return static_cast<ub4>(_mm_movemask_epi8(bytes));
