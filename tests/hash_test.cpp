@@ -48,7 +48,7 @@ public:
       if (random.chance(30)) enc.flags |= forms[further];
     switch (forms[form]) {
     case MIPO_FIXED:
-      enc.bits = static_cast<ub4>(random.below(70)); // whole bytes count
+      enc.bits = static_cast<ub4>(random.below(random.chance(80) ? 70 : 5000)); // whole bytes count
       vec.data = sources_.keep(std::vector<ub1>(ub8{rows} * (enc.bits / 8)));
       for (ub4 row = 0; row < rows; ++row) add(vec.data, row * ub8{enc.bits / 8}, enc.bits / 8);
       break;

@@ -42,6 +42,7 @@ if("avx2" IN_LIST MIPO_LEVELS)
     --source ${CMAKE_SOURCE_DIR} --build ${CMAKE_BINARY_DIR} --level avx2)
   add_custom_target(faults COMMAND ${faults_command} USES_TERMINAL
     DEPENDS mipo_avx2 bitvec_test iterator_test predicate_test minmax_test burst_rle_test arithmetic_test
-            integer_sweeps_test convert_test)
+            integer_sweeps_test convert_test decode_test stream_test group_key_test group_sum_test translation_test
+            hash_test bloom_test)
   add_test(NAME faults COMMAND ${faults_command})
 endif()

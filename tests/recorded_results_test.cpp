@@ -322,7 +322,7 @@ ub8 translation_digest(const ListedKernel &kernel, mipo_kernel built) {
       input[row] = layout == 1 ? __builtin_bswap32(row * 3) : group_keys ? code : __builtin_bswap32(code);
     }
     if (layout == 1) input[rows] = __builtin_bswap32(3 * rows);
-    if (layout == 3) std::fill(input.begin(), input.end(), 0x92244992u); // lengths of three bytes, mostly
+    if (layout == 3) std::fill(input.begin(), input.end(), 0x92244992u); // lengths of five, two and three bytes in turn
     for (std::size_t i = 0; i < values.size(); ++i)
       values[i] = static_cast<ub1>(i % 3 == 0 ? 192 + random.below(4) : 1 + random.below(10));
     const std::vector<ub8> selection = words_of_density(rows, 40, random);

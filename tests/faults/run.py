@@ -25,6 +25,7 @@ BURST, SET, MINMAX = "scan/burst_rle.cpp", "decode/set.cpp", "decode/minmax.cpp"
 ARITHMETIC, SWEEPS, CONVERT = "arith/column_arithmetic.cpp", "arith/integer_sweeps.cpp", "move/convert.cpp"
 PREFIX, COMPARISON, COPY = "decode/prefix_stream.cpp", "decode/stream_comparison.cpp", "decode/selective_copy.cpp"
 GROUP_KEY, GROUP_SUM = "groupby/group_key.cpp", "groupby/group_sum.cpp"
+XLATE, BLOOM, HASH = "xlate/translate.cpp", "hash/bloom.cpp", "hash/column_hash.cpp"
 
 
 @dataclass
@@ -154,6 +155,54 @@ FAULTS = [
           GROUP_SUM, "group_sum_test"),
     Fault("blocks of integers read in the wrong byte order", "arith/integer_total.h", "big_endian && sizeof(T) > 1",
           "big_endian && sizeof(T) > 2", GROUP_SUM, "group_sum_test"),
+    Fault("an absent entry of the wrong width", "xlate/entries.h", "(ub8{1} << bits) - 1);", "(ub8{1} << (bits == 16 ? 15 : bits)) - 1);",
+          XLATE, "translation_test"),
+    Fault("`off` without its base", "xlate/entries.h", "static_cast<ub4>(key) - base_", "static_cast<ub4>(key)", XLATE,
+          "translation_test"),
+    Fault("a null segment read", "xlate/entries.h", "choose(segment != nullptr,", "choose(true,", XLATE,
+          "translation_test"),
+    Fault("the greatest code not looked up", "xlate/entries.h", "greatest - least_ + 1 : 0", "greatest - least_ : 0", XLATE,
+          "translation_test"),
+    Fault("a neighbour's nibble clobbered", "xlate/entry_outputs.h", "(*place & 0xf0 >> shift) | ", "", XLATE,
+          "translation_test"),
+    Fault("wide entries stored narrow", "xlate/translate.h", "MIPO_EVAL_WIDE_ENTRIES) != 0", "MIPO_EVAL_WIDE_ENTRIES) == 1", XLATE,
+          "translation_test"),
+    Fault("entries of selected codes out of range stored", "xlate/translate.h", "output.store_if(in_range, row, entry);",
+          "output.store_if(true, row, entry);", XLATE, "translation_test"),
+    Fault("the key's shift without its wrap", "xlate/rows.h", "number <<= ((places & 31) * 8 - places) & 63;",
+          "number = places > 9 ? 0 : number << places * 7;", XLATE, "translation_test"),
+    Fault("a digit taken as unsigned", "xlate/rows.h", "static_cast<int8_t>(", "static_cast<ub1>(", XLATE, "translation_test"),
+    Fault("a lone zero found in values of one length", "xlate/rows.h", "decimal_key<false>(", "decimal_key<true>(", XLATE,
+          "translation_test"),
+    Fault("first and last swapped", "bitvec/survivors.h",
+          "{with_rows ? first_ : no_row, with_rows ? last_ : no_row}", "{with_rows ? last_ : no_row, with_rows ? first_ : no_row}",
+          XLATE, "translation_test"),
+    Fault("a selection of codes ignored", "xlate/translate.h", "if (ctx->ones_vec == nullptr)", "if (true)", XLATE,
+          "translation_test"),
+    Fault("a code's segment found by five bits of the shift", "xlate/entries.h", "bloom_shift & 63)", "bloom_shift & 31)", XLATE,
+          "translation_test"),
+    Fault("lengths of values not cut to 16 bits", "xlate/rows.h", "static_cast<ub2>(end - start)", "end - start", XLATE,
+          "translation_test"),
+    Fault("values that are too long read", "xlate/rows.h", "has_length ? value : nothing.bytes", "value", XLATE,
+          "translation_test"),
+    Fault("separate lengths counted from the first row", "xlate/rows.h", "bit_(ub8{ctx->first_row} * length_bits_)", "bit_(0)",
+          XLATE, "translation_test"),
+    Fault("other rows of a word cleared", "bitvec/survivors.h", "res->bv[word] |= bits;", "res->bv[word] = bits;", XLATE,
+          "translation_test"),
+    Fault("other rows of a Bloom result cleared", "bitvec/survivors.h", "res->bv[word] |= bits;", "res->bv[word] = bits;", BLOOM,
+          "bloom_test"),
+    Fault("a Bloom tail row missed", "hash/bloom.h", "for (ub8 row = first; row < end;)", "for (ub8 row = first; row + 1 < end;)",
+          BLOOM, "bloom_test"),
+    Fault("a selection not told to be taken", "hash/bloom.h", "ctx->done_flags |= MIPO_DONE_BLOOM;", "", BLOOM, "bloom_test"),
+    Fault("the last selected rows of a Bloom batch missed", "hash/bloom.h", "first < got; first += bitvec::word_rows",
+          "first + bitvec::word_rows <= got; first += bitvec::word_rows", BLOOM, "bloom_test"),
+    Fault("the other half of a wide hash", "hash/bloom.h", "(hash_bytes - sizeof(ub4))", "0", BLOOM, "bloom_test"),
+    Fault("a segment's number not masked", "hash/bloom.h", "MIPO_VEC_ENC_CTX(filter)->bloom_shift & 31)",
+          "std::min(MIPO_VEC_ENC_CTX(filter)->bloom_shift, 31u))", BLOOM, "bloom_test"),
+    Fault("the seed of the row before", "hash/column_hash.cpp", "return seeds[row];", "return seeds[row == 0 ? 0 : row - 1];", HASH,
+          "hash_test"),
+    Fault("symbols before plain values", "hash/column_hash.cpp", "if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED))",
+          "if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED) && !MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_PACKED))", HASH, "hash_test"),
 ]
 
 
