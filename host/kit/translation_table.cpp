@@ -1,0 +1,149 @@
+#include "mipo/host/translation_table.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "mipo/host/errors.h"
+
+namespace mipo::host {
+namespace {
+
+constexpr ub4 segment_shift = 12, segment_slots = 1 << segment_shift;
+
+unsigned bits_of(EntryWidth width) {
+  return static_cast<unsigned>(width);
+}
+
+EntryWidth narrowest(std::span<const ub4> entries) {
+  ub8 greatest = 0;
+  for (const ub4 entry : entries)
+    if (entry != no_entry) greatest = std::max<ub8>(greatest, entry);
+  for (const EntryWidth width : {EntryWidth::nibble, EntryWidth::byte, EntryWidth::half})
+    if (greatest < (ub8{1} << bits_of(width)) - 1) return width; // all ones is not an entry
+  return EntryWidth::word;
+}
+
+std::size_t bytes_of(std::size_t slots, EntryWidth width) {
+  return (slots * bits_of(width) + 7) / 8;
+}
+
+// Stores an entry, or that there is none; the place holds zeros.
+void store_entry(std::byte *table, std::size_t slot, ub4 entry, EntryWidth width) {
+  const unsigned bits = bits_of(width);
+  const auto all_ones = static_cast<ub4>((ub8{1} << bits) - 1);
+  const ub4 stored = entry == no_entry ? all_ones : entry;
+  if (bits < 8) {
+    const std::size_t per_byte = 8 / bits;
+    table[slot / per_byte] |= static_cast<std::byte>(stored << slot % per_byte * bits);
+  } else {
+    std::memcpy(table + slot * (bits / 8), &stored, bits / 8);
+  }
+}
+
+bool has_entry(std::span<const ub4> entries) {
+  return std::ranges::any_of(entries, [](ub4 entry) { return entry != no_entry; });
+}
+
+} // namespace
+
+TranslationTable::TranslationTable(std::span<const ub4> entries) : TranslationTable(entries, narrowest(entries)) {
+}
+
+TranslationTable TranslationTable::of_members(const std::vector<bool> &members) {
+  std::vector<ub4> entries(members.size());
+  for (std::size_t code = 0; code < members.size(); ++code) entries[code] = members[code] ? 0 : no_entry;
+  return TranslationTable(entries, EntryWidth::bit);
+}
+
+TranslationTable::TranslationTable(std::span<const ub4> entries, EntryWidth width)
+    : width_(width), records_(std::make_unique<Records>()) {
+  if (entries.size() > no_entry) throw ArgumentError("a table of more than 2^32 - 1 codes");
+  *records_ = {};
+  records_->vec.enc_ctx = &records_->enc_ctx;
+  const auto is_there = [](ub4 entry) { return entry != no_entry; };
+  const auto first = static_cast<std::size_t>(std::ranges::find_if(entries, is_there) - entries.begin());
+  std::size_t end = entries.size();
+  while (end > first && !is_there(entries[end - 1])) --end;
+  records_->range.min_code = first == end ? 1 : first; // above the greatest: no code is looked up
+  records_->range.max_code = first == end ? 0 : end - 1;
+
+  std::size_t segments_there = 0, segments = 0;
+  for (std::size_t at = first / segment_slots * segment_slots; at < end; at += segment_slots, ++segments)
+    segments_there += has_entry(entries.subspan(at, std::min<std::size_t>(segment_slots, end - at)));
+  if (segments_there * bytes_of(segment_slots, width) + segments * sizeof(void *) < bytes_of(end - first, width) / 4) {
+    mapping_ = TableMapping::indirect;
+    place_segments(entries, first, end);
+  } else if (first > end - first) {
+    mapping_ = TableMapping::offset;
+    records_->range.code_base = first;
+    place_flat(entries.first(end), first);
+  } else {
+    place_flat(entries.first(end), 0);
+  }
+}
+
+void TranslationTable::place_flat(std::span<const ub4> entries, std::size_t first) {
+  entries_ = AlignedBuffer(bytes_of(entries.size() - first, width_));
+  for (std::size_t code = first; code < entries.size(); ++code)
+    store_entry(entries_.data(), code - first, entries[code], width_);
+  records_->vec.bv = reinterpret_cast<ub8 *>(entries_.data());
+}
+
+void TranslationTable::place_segments(std::span<const ub4> entries, std::size_t first, std::size_t end) {
+  std::vector<std::size_t> there;
+  const std::size_t segment_bytes = bytes_of(segment_slots, width_);
+  segments_.resize((end + segment_slots - 1) / segment_slots);
+  for (std::size_t segment = first / segment_slots; segment < segments_.size(); ++segment) {
+    const std::size_t at = segment * segment_slots;
+    if (has_entry(entries.subspan(at, std::min<std::size_t>(segment_slots, end - at)))) there.push_back(segment);
+  }
+  entries_ = AlignedBuffer(there.size() * segment_bytes);
+  std::byte *table = entries_.data();
+  for (const std::size_t segment : there) {
+    for (std::size_t slot = 0; slot < segment_slots; ++slot) {
+      const std::size_t code = segment * segment_slots + slot;
+      store_entry(table, slot, code < end ? entries[code] : no_entry, width_);
+    }
+    segments_[segment] = table;
+    table += segment_bytes;
+  }
+  records_->enc_ctx.bloom_shift = segment_shift;
+  records_->enc_ctx.bloom_word_mask = segment_slots - 1;
+  records_->vec.bv = reinterpret_cast<ub8 *>(segments_.data());
+}
+
+std::size_t TranslationTable::stored_bytes() const noexcept {
+  return entries_.size() + segments_.size() * sizeof(segments_.front());
+}
+
+ub4 TranslationTable::key(TranslatedRows rows, bool hands_out) const noexcept {
+  const int code_width = width_ == EntryWidth::bit      ? -1
+                         : width_ == EntryWidth::nibble ? -4
+                                                        : static_cast<int>(bits_of(width_) / 8);
+  return mipo_key(MIPO_OP_XLATE, static_cast<ub4>(mapping_),
+                  mipo_xlate_convert_width(code_width, static_cast<ub4>(rows)),
+                  hands_out ? MIPO_VARIANT_C2D : MIPO_VARIANT_PLAIN);
+}
+
+ub4 TranslationTable::group_key_key() const noexcept {
+  const ub4 of_table = key(TranslatedRows::codes, true);
+  return (of_table & ~ub4{3 << 5}) | MIPO_FAMILY_XLATE_GROUPKEY << 5;
+}
+
+std::vector<ub4> equal_codes(const Dictionary &from, const Dictionary &to) {
+  if (from.type() != to.type())
+    throw ValueError(type_name(from.type()) + " and " + type_name(to.type()) + " have no values in common");
+  // Both ascend: one walk finds all.
+  std::vector<ub4> codes(from.code_count(), no_entry);
+  const bool texts = from.type().kind == ValueKind::text;
+  for (ub8 a = from.first_code(), b = to.first_code(); a < from.code_count() && b < to.code_count();) {
+    const int order =
+        texts ? from.text(a).compare(to.text(b)) : (from.number(a) > to.number(b)) - (from.number(a) < to.number(b));
+    if (order == 0) codes[a] = static_cast<ub4>(b);
+    a += order <= 0;
+    b += order >= 0;
+  }
+  return codes;
+}
+
+} // namespace mipo::host
