@@ -23,6 +23,7 @@ add_executable(host_kit_test
   host_encoding_test.cpp
   host_resumable_test.cpp
   host_stream_test.cpp
+  host_translation_test.cpp
   host_values_test.cpp)
 if(MIPO_BUILD_TOOLS)
   target_sources(host_kit_test PRIVATE host_column_file_test.cpp host_csv_test.cpp host_zstd_test.cpp)

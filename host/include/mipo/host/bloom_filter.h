@@ -1,0 +1,72 @@
+// Hashes of columns, and Bloom filters over them: which rows of one column may have their value in another one. Only in
+// builds with MIPO_BUILD_TOOLS.
+#ifndef MIPO_HOST_BLOOM_FILTER_H
+#define MIPO_HOST_BLOOM_FILTER_H
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "mipo/host/aligned_buffer.h"
+#include "mipo/host/library.h"
+
+namespace mipo::host {
+
+/// XXH3 of 64 bits, as the entry mipo_hash_dydi calls it.
+ub8 xxh3_hash(const void *value, ub8 length, ub8 seed);
+
+/// A hash for each row. The library writes them as native words and reads big-endian ones: the kit keeps the latter.
+class HashedRows {
+public:
+  /// Of the rows of a column in one of the seven forms that mipo_hash_dydi takes. Throws MissingKernel, or
+  /// ArgumentError if the column has none of the forms.
+  HashedRows(const Library &library, const mipo_vec &column, ub8 seed = 0);
+
+  ub4 rows() const noexcept { return records_->vec.nrows; }
+  ub8 hash(ub4 row) const noexcept;
+  /// To hand to mipo_bloom_dydi; lives as long as this.
+  const mipo_vec &vec() const noexcept { return records_->vec; }
+
+private:
+  struct Records {
+    mipo_enc_ctx enc_ctx;
+    mipo_vec vec;
+  };
+  AlignedBuffer hashes_;
+  std::unique_ptr<Records> records_;
+};
+
+struct BloomOptions {
+  /// Wanted part of rows without a counterpart that pass all the same, above 0 and below 1. As one bit is looked at for
+  /// each row, 1 % takes about 100 bits a key.
+  double false_positives = 0.05;
+  /// Bytes of a segment, a power of two; 0 for one array. Segments may be added to a filter without moving the others.
+  std::size_t segment_bytes = 0;
+};
+
+class BloomFilter {
+public:
+  /// Of the hashes of all keys. Sizes are powers of two, 8 bytes to 512 MiB; a filter that would be larger lets more
+  /// rows pass. Throws ArgumentError for options out of range.
+  explicit BloomFilter(std::span<const ub8> hashes, const BloomOptions &options = {});
+  explicit BloomFilter(const HashedRows &rows, const BloomOptions &options = {});
+
+  std::size_t bytes() const noexcept { return bits_.size(); }
+  /// The part of all hashes that pass.
+  double density() const noexcept;
+  /// To hand to mipo_bloom_dydi; lives as long as the filter.
+  const mipo_vec &vec() const noexcept { return records_->vec; }
+
+private:
+  struct Records {
+    mipo_enc_ctx enc_ctx;
+    mipo_vec vec;
+  };
+  AlignedBuffer bits_;
+  std::vector<const std::byte *> segments_;
+  std::unique_ptr<Records> records_;
+};
+
+} // namespace mipo::host
+
+#endif
