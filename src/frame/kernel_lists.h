@@ -13,7 +13,7 @@
 #include "scan/kernels.inc"
 #include "xlate/kernels.inc"
 
-#define FOR_EACH_KERNEL(ROW)                      \
+#define FOR_EACH_KERNEL(ROW)                            \
   DICT_BYTE_ALIGNED_PREDICATES(PREDICATE_ROW, ROW)      \
   DICT_BYTE_ALIGNED_NULL_PREDICATES(PREDICATE_ROW, ROW) \
   DICT_ONE_BIT_PREDICATES(PREDICATE_ROW, ROW)           \

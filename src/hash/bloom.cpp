@@ -57,7 +57,7 @@ FOR_EACH_BLOOM_MEMBER(DEFINE_MEMBER)
 
 ub4 mipo_bloom_dydi(mipo_vec *res, const mipo_vec *hashes, const mipo_vec *filter, mipo_call_ctx *ctx, ub4 kind) {
   constexpr ub1 one_bit = 1;
-  constexpr decltype(&mipo_bloom_hash32) members[2][2][2] = {
+  static constexpr decltype(&mipo_bloom_hash32) members[2][2][2] = {
       // by kind, hash width, selection
       {{mipo_bloom_hash32, mipo_bloom_hash32_selective}, {mipo_bloom_hash64, mipo_bloom_hash64_selective}},
       {{mipo_2bit_bloom_hash32, mipo_2bit_bloom_hash32_selective},

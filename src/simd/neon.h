@@ -10,7 +10,6 @@
 
 namespace mipo::simd {
 
-
 // The low halves of all lanes of a, then of b: for lanes of ones or zeros, the same lanes at half the width.
 [[gnu::always_inline]] inline Vector<ub1> narrow(Vector<ub2> a, Vector<ub2> b) {
   return (Vector<ub1>)vuzp1q_u8((uint8x16_t)a, (uint8x16_t)b);

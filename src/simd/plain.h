@@ -16,7 +16,6 @@
 
 namespace mipo::simd {
 
-
 template <class AnyVector>
 MIPO_LANE_LOOP auto lane_bits(AnyVector a, AnyVector b, AnyVector c, AnyVector d, AnyVector e, AnyVector f, AnyVector g,
                               AnyVector h) {

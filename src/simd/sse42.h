@@ -9,7 +9,6 @@
 
 namespace mipo::simd {
 
-
 [[gnu::always_inline]] inline ub4 top_bits_of_bytes(__m128i bytes) {
   return static_cast<ub4>(_mm_movemask_epi8(bytes));
 }
