@@ -24,8 +24,7 @@ struct Translated {
 // What the table's kernels say of a column.
 Translated translate(const Library &library, const TranslationTable &table, TranslatedRows layout,
                      const mipo_vec &column, mipo_call_ctx ctx) {
-  const unsigned bits = static_cast<unsigned>(table.width());
-  std::vector<ub1> out(column.nrows * 4 + 8);
+  std::vector<ub1> out(handed_out_bytes(column.nrows, table.width()) + 8);
   Translated translated;
   ctx.xlate_ctx = table.range();
   ctx.xlate_out = out.data();
@@ -44,12 +43,8 @@ Translated translate(const Library &library, const TranslationTable &table, Tran
     }
     translated.rows = found;
   }
-  for (ub4 row = 0; row < column.nrows; ++row) {
-    ub4 entry = 0;
-    for (unsigned bit = 0; bit < bits && bits > 1; ++bit)
-      entry |= ub4{out[(row * bits + bit) / 8]} >> (row * bits + bit) % 8 % 8 << bit & 1u << bit;
-    translated.entries.push_back(entry);
-  }
+  for (ub4 row = 0; row < column.nrows && table.width() != EntryWidth::bit; ++row)
+    translated.entries.push_back(handed_out(out.data(), table.width(), row));
   return translated;
 }
 
@@ -81,27 +76,18 @@ TEST(TranslationTables, FindWhatTheyWereMadeOf) {
     std::vector<ub4> codes = {0, static_cast<ub4>(c.codes), static_cast<ub4>(c.first), 0xffffffff};
     for (int row = 0; row < 500; ++row)
       codes.push_back(static_cast<ub4>(row % 3 == 0 ? c.first + random() % 3 * c.step : random() % (c.codes + 20)));
-    std::vector<ub4> stored;
-    for (const ub4 code : codes) stored.push_back(__builtin_bswap32(code));
-    mipo_enc_ctx enc{};
-    mipo_vec column{};
-    enc.flags = MIPO_HASHED;
-    enc.bits = 32;
-    column.data = stored.data();
-    column.nrows = static_cast<ub4>(stored.size());
-    column.enc_ctx = &enc;
+    TranslatedCodes column(static_cast<ub4>(codes.size()));
+    column.set(codes);
     const TranslationTable table(entries), bits = TranslationTable::of_members(members);
     EXPECT_EQ(table.mapping(), c.mapping);
     EXPECT_EQ(table.width(), c.width);
     EXPECT_EQ(bits.width(), EntryWidth::bit);
-    const Translated found = translate(library, table, TranslatedRows::codes, column, {});
-    EXPECT_EQ(translate(library, bits, TranslatedRows::codes, column, {}).rows, found.rows);
+    const Translated found = translate(library, table, TranslatedRows::codes, column.vec(), {});
+    EXPECT_EQ(translate(library, bits, TranslatedRows::codes, column.vec(), {}).rows, found.rows);
     for (std::size_t row = 0; row < codes.size(); ++row) {
       const ub4 expected = codes[row] < c.codes ? entries[codes[row]] : no_entry;
       ASSERT_EQ(found.rows[row], expected != no_entry) << codes[row];
-      if (expected != no_entry) {
-        ASSERT_EQ(found.entries[row], expected) << codes[row];
-      }
+      ASSERT_EQ(found.entries[row], expected) << codes[row];
     }
   }
   const TranslationTable empty(std::vector<ub4>(20, no_entry));
@@ -114,6 +100,11 @@ TEST(TranslationTables, EqualValuesHaveEachOthersCodes) {
   EXPECT_EQ(equal_codes(Dictionary({ValueKind::integer}, {-5, 3, 9}, true),
                         Dictionary({ValueKind::integer}, {3, 4, 9}, false)),
             (std::vector<ub4>{no_entry, no_entry, 0, 2}));
+  // 0.50 and 2.00 have equals among whole numbers, or not.
+  const Dictionary hundredths({ValueKind::decimal, 2}, {-100, 50, 200}, false),
+      whole({ValueKind::integer}, {-1, 2, 50}, true);
+  EXPECT_EQ(equal_codes(hundredths, whole), (std::vector<ub4>{1, no_entry, 2}));
+  EXPECT_EQ(equal_codes(whole, hundredths), (std::vector<ub4>{no_entry, 0, 2, no_entry}));
   EXPECT_THROW(equal_codes(Dictionary(from, false), Dictionary({ValueKind::integer}, {1}, false)), ValueError);
 }
 

@@ -5,8 +5,11 @@
 #include <cstddef>
 #include <limits>
 #include <optional>
+#include <span>
 
 #include "chunk_values.h"
+#include "column_codes.h"
+#include "group_keys.h"
 #include "measure.h"
 #include "mipo/host/context.h"
 #include "parallel.h"
@@ -31,7 +34,8 @@ struct Sums {
 
 // The steps of one aggregation, by what they are: threads fill in rows and time, each in an own copy.
 struct StepNumbers {
-  std::size_t keys, rows;
+  std::size_t rows;
+  std::size_t keys, end_of_keys; // a step or several
   struct OfMeasure {
     std::size_t read, words, sum, count, extremes;
   };
@@ -42,6 +46,7 @@ struct Work {
   const host::Library &library;
   const Plan &plan;
   const KeySpace &keys;
+  const DigitTables &digits;
   const std::vector<Measure> &measures;
   const host::Result *within;
   ub4 chunk;
@@ -54,7 +59,8 @@ public:
       : work_(work),
         numbers_(numbers),
         steps_(std::move(steps)),
-        rows_(work.library, work.plan, work.within, work.chunk),
+        rows_(work.library, work.within, work.plan.table->row_count),
+        keys_(work.library, work.keys, work.digits, work.chunk),
         add_(host::entry(work.library, &mipo_specialized_ctx::mipo_gby_sum_dydi)),
         sums_(work.measures.size()) {
     const ub8 groups = work.keys.size();
@@ -102,12 +108,7 @@ public:
       merge_all(sums_[m].least, other.sums_[m].least, [](ub8 a, ub8 b) { return std::min(a, b); });
       merge_all(sums_[m].greatest, other.sums_[m].greatest, [](ub8 a, ub8 b) { return std::max(a, b); });
     }
-    for (std::size_t i = 0; i < steps_.size(); ++i) {
-      steps_[i].rows_in += other.steps_[i].rows_in;
-      steps_[i].rows_out += other.steps_[i].rows_out;
-      steps_[i].rows_read += other.steps_[i].rows_read;
-      steps_[i].seconds += other.steps_[i].seconds;
-    }
+    for (std::size_t i = 0; i < steps_.size(); ++i) steps_[i].add(other.steps_[i]);
   }
 
   std::vector<Sums> &sums() { return sums_; }
@@ -119,8 +120,8 @@ private:
     const bool grouped = !work_.plan.keys.empty();
     rows_.go_to(begin, end);
     if (rows_.count() == 0) return;
-    if (grouped) rows_.read_keys(work_.keys, steps_[numbers_.keys]);
-    const ub4 *keys = grouped ? rows_.keys() : nullptr;
+    if (grouped) keys_.read(rows_, std::span(steps_).subspan(numbers_.keys, numbers_.end_of_keys - numbers_.keys));
+    const ub4 *keys = grouped ? keys_.data() : nullptr;
     if (work_.counts_rows) add(numbers_.rows, row_counts_.data(), ones_.data(), 8, keys);
     for (std::size_t i = 0; i < sums_.size(); ++i) take_measure(i, keys);
   }
@@ -173,26 +174,23 @@ private:
     const Stopwatch stopwatch;
     for (ub4 i = 0; i < rows_.count(); ++i) {
       const ub8 code = codes_[i];
-      if (code == ChunkValues::no_value) continue;
+      if (code == ColumnCodes::no_value) continue;
       const ub4 group = keys != nullptr ? keys[i] : 0;
       if (measure.wants_least) sums.least[group] = std::min(sums.least[group], code);
       if (measure.wants_greatest) sums.greatest[group] = std::max(sums.greatest[group], code + 1);
     }
-    step.seconds += stopwatch.seconds();
-    step.rows_in += rows_.count();
-    step.rows_read += rows_.count();
+    step.add(stopwatch, rows_.count(), rows_.count());
   }
 
   void finish(std::size_t step, const Stopwatch &stopwatch) {
-    steps_[step].seconds += stopwatch.seconds();
-    steps_[step].rows_in += rows_.count();
-    steps_[step].rows_read += rows_.count();
+    steps_[step].add(stopwatch, rows_.count(), rows_.count());
   }
 
   const Work &work_;
   const StepNumbers &numbers_;
   std::vector<Step> steps_;
   ChunkRows rows_;
+  GroupKeys keys_;
   decltype(mipo_specialized_ctx::mipo_gby_sum_dydi) add_;
   std::vector<std::unique_ptr<ChunkValues>> values_;
   std::vector<Sums> sums_;
@@ -326,27 +324,21 @@ Step sum_step(const std::string &condition) {
   return entry_step("mipo_gby_sum_dydi", offsetof(mipo_specialized_ctx, mipo_gby_sum_dydi), condition);
 }
 
-std::vector<Step> steps_of(const Plan &plan, const KeySpace &keys, const std::vector<Measure> &measures,
+std::vector<Step> steps_of(const KeySpace &keys, const DigitTables &digits, const std::vector<Measure> &measures,
                            StepNumbers &numbers) {
   std::vector<Step> steps;
   const auto add = [&](Step step) {
     steps.push_back(std::move(step));
     return steps.size() - 1;
   };
-  std::string names;
-  for (const host::Column *column : plan.keys) names += (names.empty() ? "" : ", ") + column->name;
-  numbers.keys =
-      add(keys.by_kernel() ? entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi),
-                                        "GROUP BY " + names)
-                           : row_step("group keys", "GROUP BY " + names));
+  numbers.keys = 0;
+  if (keys.places() != 0) steps = GroupKeys::blank_steps(keys, digits);
+  numbers.end_of_keys = steps.size();
   numbers.rows = add(sum_step("count(*)"));
   for (const Measure &measure : measures) {
-    const bool by_kernel = measure.column != nullptr && unpacks_by_kernel(*measure.column);
     StepNumbers::OfMeasure of;
-    of.read =
-        add(by_kernel ? kernel_step(measure.column->data.key(MIPO_OP_DECODE_UNPACK, MIPO_VARIANT_PLAIN), measure.text)
-            : measure.column != nullptr ? row_step("read values", measure.text)
-                                        : row_step("calculate", measure.text));
+    of.read = add(measure.column != nullptr ? codes_step(*measure.column, measure.text)
+                                            : row_step("calculate", measure.text));
     of.words = add(row_step("values of codes", measure.text));
     of.sum = add(sum_step((measure.wants_sum ? "sum" : "count") + measure.text));
     of.count = add(sum_step("count" + measure.text));
@@ -373,12 +365,13 @@ std::unique_ptr<Groups> aggregate(const host::Library &library, const Plan &plan
   const bool counts_rows =
       !plan.keys.empty() && std::none_of(measures.begin(), measures.end(), SummedGroups::counts_rows);
   const bool runs_in_keys = std::any_of(plan.keys.begin(), plan.keys.end(),
-                                        [](const host::Column *column) { return column->data.has_runs(); });
+                                        [](const RowColumn *column) { return column->stored().data.has_runs(); });
   const ub4 chunk =
       static_cast<ub4>(std::min<ub8>(runs_in_keys ? chunk_rows_of_runs : chunk_rows, (ub8{rows} / 64 + 1) * 64));
-  const Work work{library, plan, keys, measures, within, chunk, counts_rows};
+  const DigitTables digits(library, keys, steps);
+  const Work work{library, plan, keys, digits, measures, within, chunk, counts_rows};
   StepNumbers numbers;
-  const std::vector<Step> blank_steps = steps_of(plan, keys, measures, numbers);
+  const std::vector<Step> blank_steps = steps_of(keys, digits, measures, numbers);
   if (keys.size() > most_groups_of_threads) threads = 1;
   threads = std::max(1u, std::min<unsigned>(threads, rows / work.chunk + 1));
 

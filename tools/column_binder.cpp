@@ -8,34 +8,18 @@
 #include "query_error.h"
 
 namespace mipo::tools {
+namespace {
 
-void ColumnBinder::check_qualifier(const std::string &qualifier, std::size_t position) const {
-  if (qualifier.empty()) return;
-  const std::string &name = name_.alias.empty() ? name_.name : name_.alias;
-  if (qualifier != name) {
-    throw QueryError(fmt::format("the table {} is not in FROM, which names {}", qualifier, name), position);
-  }
+const std::string &name_in_query(const TableName &table) {
+  return table.alias.empty() ? table.name : table.alias;
 }
 
-const host::Column &ColumnBinder::column(const ColumnName &wanted) const {
-  const host::Column &named = find(wanted);
-  named.data.check();
-  return named;
-}
-
-const host::Column &ColumnBinder::find(const ColumnName &wanted) const {
-  check_qualifier(wanted.qualifier, wanted.position);
-  if (const host::Column *exact = table_.find(wanted.name)) return *exact;
+// The column of one table that a name stands for, or null.
+const host::Column *find_in(const host::Table &table, const ColumnName &wanted) {
+  if (const host::Column *exact = table.find(wanted.name)) return exact;
   const host::Column *found = nullptr;
-  std::string names;
-  for (const host::Column &column : table_.columns) {
-    names += (names.empty() ? "" : ", ") + column.name;
-    if (!equal_without_case(column.name, wanted.name)) continue;
-    if (wanted.quoted) {
-      throw QueryError(
-          fmt::format("there is no column \"{}\"; without quotes it would be {}", wanted.name, column.name),
-          wanted.position);
-    }
+  for (const host::Column &column : table.columns) {
+    if (wanted.quoted || !equal_without_case(column.name, wanted.name)) continue;
     if (found != nullptr) {
       throw QueryError(fmt::format("{} may be \"{}\" or \"{}\": write the name in double quotes", wanted.name,
                                    found->name, column.name),
@@ -43,33 +27,169 @@ const host::Column &ColumnBinder::find(const ColumnName &wanted) const {
     }
     found = &column;
   }
-  if (found == nullptr) {
-    throw QueryError(fmt::format("there is no column {}; the columns are {}{}", wanted.name, names,
-                                 wanted.quoted ? " (a string constant goes between single quotes)" : ""),
-                     wanted.position);
-  }
-  return *found;
+  return found;
 }
 
-const host::Column &ColumnBinder::column(const Expression &expression) const {
+} // namespace
+
+ColumnBinder::ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables,
+                           std::deque<RowColumn> &columns)
+    : columns_(columns), several_(!query.joins.empty()) {
+  scopes_.push_back({&query.table, tables.front(), std::nullopt});
+  for (std::size_t i = 0; i < query.joins.size(); ++i) join(query.joins[i], *tables[i + 1]);
+}
+
+void ColumnBinder::join(const Join &join, const host::Table &table) {
+  const std::string &name = name_in_query(join.table);
+  for (const InScope &scope : scopes_) {
+    if (name_in_query(*scope.name) != name) continue;
+    throw QueryError(fmt::format("two tables are named {}: give one of them another name behind AS", name),
+                     join.table.position);
+  }
+  // One side is a column of the joined table, the other one of those in front of it.
+  const InScope joined{&join.table, &table, std::nullopt};
+  const auto in_joined = [&](const ColumnName &side) -> const host::Column * {
+    return side.qualifier.empty() || side.qualifier == name ? find_in(table, side) : nullptr;
+  };
+  const auto in_front = [&](const ColumnName &side) {
+    return std::any_of(scopes_.begin(), scopes_.end(), [&](const InScope &scope) {
+      return (side.qualifier.empty() || side.qualifier == name_in_query(*scope.name)) && find_in(*scope.table, side);
+    });
+  };
+  for (const bool turned : {false, true}) {
+    const ColumnName &left = join.sides[turned], &right = join.sides[!turned];
+    const host::Column *unique = in_joined(right);
+    if (unique == nullptr || !in_front(left)) continue;
+    if (left.qualifier.empty() && in_joined(left) != nullptr) {
+      throw QueryError(fmt::format("{} may be a column of {}: write the table in front of it", left.name, name),
+                       left.position);
+    }
+    if (right.qualifier.empty() && in_front(right)) {
+      throw QueryError(fmt::format("{} is a column of several tables: write the table in front of it", right.name),
+                       right.position);
+    }
+    unique->data.check();
+    const RowColumn right_column = own_column(*unique, name + "." + unique->name);
+    scopes_.push_back({&join.table, &table, JoinedRows(column(left), right_column, join.outer, join.position)});
+    return;
+  }
+  // Whichever name is wrong: the message comes from looking for it.
+  scopes_.push_back(joined);
+  for (const ColumnName &side : join.sides) (void)column(side);
+  throw QueryError(fmt::format("ON takes an equality of a column of {} and one of the tables in front of it", name),
+                   join.position);
+}
+
+const ColumnBinder::InScope &ColumnBinder::qualified(const std::string &qualifier, std::size_t position) const {
+  for (const InScope &scope : scopes_)
+    if (name_in_query(*scope.name) == qualifier) return scope;
+  throw QueryError(fmt::format("the table {} is not in FROM, which names {}", qualifier, names(false)), position);
+}
+
+// Of the tables, or of all their columns.
+std::string ColumnBinder::names(bool with_columns) const {
+  std::string text;
+  const auto add = [&](const std::string &name) { text += (text.empty() ? "" : ", ") + name; };
+  for (const InScope &scope : scopes_) {
+    const std::string &table = name_in_query(*scope.name);
+    if (!with_columns) add(table);
+    if (with_columns)
+      for (const host::Column &column : scope.table->columns) add(several_ ? table + "." + column.name : column.name);
+  }
+  return text;
+}
+
+const RowColumn &ColumnBinder::column(const ColumnName &wanted) const {
+  const InScope *scope = nullptr;
+  const host::Column *found = nullptr;
+  if (!wanted.qualifier.empty()) {
+    scope = &qualified(wanted.qualifier, wanted.position);
+    found = find_in(*scope->table, wanted);
+  } else {
+    for (const InScope &each : scopes_) {
+      const host::Column *here = find_in(*each.table, wanted);
+      if (here == nullptr) continue;
+      if (found != nullptr) {
+        throw QueryError(fmt::format("{0} may be {1}.{0} or {2}.{0}: write the table in front of it", wanted.name,
+                                     name_in_query(*scope->name), name_in_query(*each.name)),
+                         wanted.position);
+      }
+      scope = &each;
+      found = here;
+    }
+  }
+  if (found != nullptr) return row_column(*scope, *found);
+  if (wanted.quoted) {
+    for (const InScope &each : scopes_) {
+      for (const host::Column &column : each.table->columns) {
+        if (!equal_without_case(column.name, wanted.name)) continue;
+        throw QueryError(
+            fmt::format("there is no column \"{}\"; without quotes it would be {}", wanted.name, column.name),
+            wanted.position);
+      }
+    }
+  }
+  throw QueryError(fmt::format("there is no column {}; the columns are {}{}", wanted.name, names(true),
+                               wanted.quoted ? " (a string constant goes between single quotes)" : ""),
+                   wanted.position);
+}
+
+const RowColumn &ColumnBinder::row_column(const InScope &scope, const host::Column &column) const {
+  const RowColumn *key = scope.joined ? &scope.joined->key() : nullptr;
+  std::string name = several_ ? name_in_query(*scope.name) + "." + column.name : column.name;
+  for (const RowColumn &made : columns_)
+    if (made.values == &column && made.key == key && made.name == name) return made;
+  column.data.check();
+  return columns_.emplace_back(scope.joined ? scope.joined->column(column, std::move(name))
+                                            : own_column(column, std::move(name)));
+}
+
+const RowColumn &ColumnBinder::column(const Expression &expression) const {
   if (const auto *name = std::get_if<ColumnName>(&expression.node)) return column(*name);
   throw QueryError("expected a column here: calculations are not supported in this place yet", expression.position);
 }
 
 bool ColumnBinder::has(const ColumnName &wanted) const {
-  return std::any_of(table_.columns.begin(), table_.columns.end(), [&](const host::Column &column) {
-    return wanted.quoted ? column.name == wanted.name : equal_without_case(column.name, wanted.name);
+  return std::any_of(scopes_.begin(), scopes_.end(), [&](const InScope &scope) {
+    return std::any_of(scope.table->columns.begin(), scope.table->columns.end(), [&](const host::Column &column) {
+      return wanted.quoted ? column.name == wanted.name : equal_without_case(column.name, wanted.name);
+    });
   });
 }
 
-void check_letters(const host::Column &column, LetterCase letter_case, std::size_t position) {
+std::vector<const RowColumn *> ColumnBinder::all_columns(const AllColumns &wanted) const {
+  std::vector<const RowColumn *> all;
+  const auto add = [&](const InScope &scope) {
+    for (const host::Column &column : scope.table->columns) all.push_back(&row_column(scope, column));
+  };
+  if (!wanted.qualifier.empty())
+    add(qualified(wanted.qualifier, wanted.position));
+  else
+    std::for_each(scopes_.begin(), scopes_.end(), add);
+  return all;
+}
+
+std::vector<ColumnTest> ColumnBinder::partner_tests() const {
+  std::vector<ColumnTest> tests;
+  for (const InScope &scope : scopes_) {
+    if (!scope.joined || scope.joined->outer()) continue;
+    const RowColumn &key = scope.joined->key();
+    ColumnTest test = test_of_codes(
+        key, [&](ub8 code) { return scope.joined->has_row(code); },
+        fmt::format("{} has a row of {}", key.name, name_in_query(*scope.name)));
+    if (!test.fails.empty() || key.lacks_values) tests.push_back(std::move(test));
+  }
+  return tests;
+}
+
+void check_letters(const RowColumn &column, LetterCase letter_case, std::size_t position) {
   if (letter_case == LetterCase::as_is || column.type().kind == host::ValueKind::text) return;
   throw QueryError(fmt::format("column {} has no letters: it is {}", column.name, host::type_name(column.type())),
                    position);
 }
 
 TestedColumn ColumnBinder::tested(const Operand &operand) const {
-  const host::Column &tested = column(operand.value);
+  const RowColumn &tested = column(operand.value);
   check_letters(tested, operand.letter_case, operand.value.position);
   return {&tested, operand.letter_case};
 }

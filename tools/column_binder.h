@@ -1,39 +1,58 @@
-// Names of columns, as a query writes them, to columns of the table.
+// Names of columns, as a query writes them, to columns of the tables in FROM.
 #ifndef MIPO_TOOLS_COLUMN_BINDER_H
 #define MIPO_TOOLS_COLUMN_BINDER_H
 
+#include <deque>
 #include <optional>
+#include <vector>
 
 #include "column_test.h"
+#include "joined_rows.h"
 #include "mipo/host/table.h"
 #include "query.h"
+#include "row_column.h"
 
 namespace mipo::tools {
 
-/// Name and table must outlive it. Everything throws QueryError for what the table does not have, and
-/// host::ColumnFileError for a column whose bytes are damaged: they are looked at when the column is first named.
+/// Everything throws QueryError for what the tables do not have, and host::ColumnFileError for a column whose bytes are
+/// damaged: they are looked at when the column is first named.
 class ColumnBinder {
 public:
-  ColumnBinder(const TableName &name, const host::Table &table) : name_(name), table_(table) {}
+  /// `tables` are those of FROM and of the joins, in that order. Columns are added to `columns` as they are named.
+  /// Query, tables and columns must outlive the binder.
+  ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables, std::deque<RowColumn> &columns);
 
-  const host::Column &column(const ColumnName &wanted) const;
+  /// Two names of one column give one and the same object.
+  const RowColumn &column(const ColumnName &wanted) const;
   /// The same, where nothing but a column is allowed.
-  const host::Column &column(const Expression &expression) const;
-  /// Whether the table has a column that may be meant by the name.
+  const RowColumn &column(const Expression &expression) const;
+  /// Whether some table has a column that may be meant by the name.
   bool has(const ColumnName &wanted) const;
   TestedColumn tested(const Operand &operand) const;
-  void check_qualifier(const std::string &qualifier, std::size_t position) const;
-  const host::Table &table() const { return table_; }
+  /// The columns of all tables, or of the one that is named, with their own names.
+  std::vector<const RowColumn *> all_columns(const AllColumns &wanted) const;
+  /// The rows of the first table that have the partners they need.
+  std::vector<ColumnTest> partner_tests() const;
 
 private:
-  const host::Column &find(const ColumnName &wanted) const;
+  struct InScope {
+    const TableName *name;
+    const host::Table *table;
+    std::optional<JoinedRows> joined; // all but the first
+  };
 
-  const TableName &name_;
-  const host::Table &table_;
+  void join(const Join &join, const host::Table &table);
+  const RowColumn &row_column(const InScope &scope, const host::Column &column) const;
+  const InScope &qualified(const std::string &qualifier, std::size_t position) const;
+  std::string names(bool with_columns) const;
+
+  std::vector<InScope> scopes_;
+  std::deque<RowColumn> &columns_;
+  bool several_;
 };
 
 /// Throws QueryError, at `position`, if upper() or lower() stands about something that is not text.
-void check_letters(const host::Column &column, LetterCase letter_case, std::size_t position);
+void check_letters(const RowColumn &column, LetterCase letter_case, std::size_t position);
 
 } // namespace mipo::tools
 

@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "joined_rows.h"
+#include "mipo/host/translation_table.h"
 #include "query_error.h"
 #include "text_match.h"
 
@@ -32,7 +34,7 @@ struct Place {
   ub8 lower, upper;
 };
 
-Place place_of(const host::Column &column, const Constant &constant) {
+Place place_of(const RowColumn &column, const Constant &constant) {
   const Domain &domain = column.domain();
   // A column of empty fields is called text, but nothing is known of its type: any constant will do.
   if (domain.value_count() == 0 && column.type().kind == host::ValueKind::text) {
@@ -60,7 +62,7 @@ std::string sql_text(const Constant &constant) {
   return text + "'";
 }
 
-ColumnTest test_of(const host::Column &column, CodeSet holds, std::string text) {
+ColumnTest test_of(const RowColumn &column, CodeSet holds, std::string text) {
   ColumnTest test;
   test.column = &column;
   test.fails = holds.complement(column.domain().first_code(), column.domain().code_count());
@@ -69,14 +71,14 @@ ColumnTest test_of(const host::Column &column, CodeSet holds, std::string text) 
   return test;
 }
 
-ColumnTest unknown(const host::Column &column, std::string text) {
+ColumnTest unknown(const RowColumn &column, std::string text) {
   ColumnTest test;
   test.column = &column;
   test.text = std::move(text);
   return test;
 }
 
-CodeSet codes_where(const host::Column &column, ComparisonOperator op, const Constant &constant) {
+CodeSet codes_where(const RowColumn &column, ComparisonOperator op, const Constant &constant) {
   const Place place = place_of(column, constant);
   const ub8 first = column.domain().first_code(), end = column.domain().code_count();
   const CodeSet equal(CodeRange{{place.lower, false}, {place.upper, false}});
@@ -98,7 +100,7 @@ CodeSet codes_where(const host::Column &column, ComparisonOperator op, const Con
 }
 
 // Codes of the texts for which holds(text) is true: each distinct text is looked at once.
-CodeSet codes_of_texts(const host::Column &column, auto holds) {
+CodeSet codes_of_texts(const RowColumn &column, auto holds) {
   std::vector<CodeRange> points;
   for (ub8 code = column.domain().first_code(); code < column.domain().code_count(); ++code) {
     if (holds(column.domain().text(code))) points.push_back({{code, false}, {code + 1, false}});
@@ -212,7 +214,7 @@ CodeSet codes_like(const TestedColumn &tested, const LikePattern &pattern) {
 } // namespace
 
 ColumnTest test_like(const TestedColumn &tested, const Like &like) {
-  const host::Column &column = *tested.column;
+  const RowColumn &column = *tested.column;
   const bool null_operand =
       like.pattern.kind == Constant::Kind::null || (like.escape && like.escape->kind == Constant::Kind::null);
   std::string text = fmt::format("{} {}LIKE {}", text_of(tested), like.negated ? "NOT " : "", sql_text(like.pattern));
@@ -233,11 +235,56 @@ ColumnTest test_like(const TestedColumn &tested, const Like &like) {
   return test;
 }
 
-ColumnTest test_is_null(const host::Column &column, bool negated) {
+ColumnTest test_is_null(const RowColumn &column, bool negated) {
   ColumnTest test = test_of(column, {}, {});
   test.null_holds = true;
   if (negated) test = negation(std::move(test));
   test.text = fmt::format("{} IS {}NULL", column.name, negated ? "NOT " : "");
+  return test;
+}
+
+ColumnTest test_of_codes(const RowColumn &column, const std::function<bool(ub8)> &holds, std::string text) {
+  std::vector<CodeRange> points;
+  const Domain &domain = column.domain();
+  for (ub8 code = domain.first_code(); code < domain.code_count(); ++code)
+    if (holds(code)) points.push_back({{code, false}, {code + 1, false}});
+  ColumnTest test = test_of(column, CodeSet(std::move(points)), std::move(text));
+  test.null_fails = true;
+  test.from_other_rows = true;
+  return test;
+}
+
+ColumnTest test_in_query(const TestedColumn &tested, const InQuery &in, const QueryValues &values) {
+  if (tested.letter_case != LetterCase::as_is)
+    throw QueryError("upper() and lower() with a sub-select are not supported yet", in.position);
+  const std::vector<ub4> equal = equal_codes(values.column, *tested.column, in.position);
+  std::vector<CodeRange> points;
+  for (const ub8 code : values.codes)
+    if (const ub8 member = equal[code]; member != host::no_entry)
+      points.push_back({{member, false}, {member + 1, false}});
+  ColumnTest test =
+      test_of(*tested.column, CodeSet(std::move(points)), fmt::format("{} IN {}", tested.column->name, in.text));
+  if (values.has_null) test.fails = {}; // a value that is not in the list may still equal the missing one
+  test.null_fails = values.codes.empty() && !values.has_null; // nothing is among no rows, not even what is unknown
+  test.from_other_rows = true;
+  return test;
+}
+
+ColumnTest on_stored(ColumnTest test) {
+  const RowColumn &column = *test.column;
+  if (!column.is_joined()) return test;
+  const RowColumn &key = *column.key;
+  std::vector<CodeRange> holds, fails;
+  for (ub8 code = key.domain().first_code(); code < key.domain().code_count(); ++code) {
+    const std::optional<ub8> value = column.value_of(code);
+    const CodeRange point{{code, false}, {code + 1, false}};
+    if (value ? test.holds.contains(*value) : test.null_holds) holds.push_back(point);
+    if (value ? test.fails.contains(*value) : test.null_fails) fails.push_back(point);
+  }
+  test.column = &key;
+  test.holds = CodeSet(std::move(holds));
+  test.fails = CodeSet(std::move(fails));
+  test.from_other_rows = true;
   return test;
 }
 
@@ -260,6 +307,7 @@ ColumnTest combination(Junction::Kind kind, const ColumnTest &a, const ColumnTes
   result.holds = both ? set_intersection(a.holds, b.holds) : set_union(a.holds, b.holds);
   result.fails = both ? set_union(a.fails, b.fails) : set_intersection(a.fails, b.fails);
   result.null_holds = both ? a.null_holds && b.null_holds : a.null_holds || b.null_holds;
+  result.from_other_rows = a.from_other_rows || b.from_other_rows;
   result.null_fails = both ? a.null_fails || b.null_fails : a.null_fails && b.null_fails;
   result.text = fmt::format("{} {} {}", text_within(kind, a.text, a.joined), both ? "AND" : "OR",
                             text_within(kind, b.text, b.joined));
@@ -270,7 +318,7 @@ ColumnTest combination(Junction::Kind kind, const ColumnTest &a, const ColumnTes
 namespace {
 
 // The condition that a call stands for, told with the column's values.
-std::string call_text(const host::Column &column, const KernelCall &call) {
+std::string call_text(const RowColumn &column, const KernelCall &call) {
   const auto value = [&](ub8 code) {
     const host::ValueKind kind = column.type().kind;
     const bool number = kind == host::ValueKind::integer || kind == host::ValueKind::decimal;
@@ -329,30 +377,37 @@ KernelCall call_for(const CodeRange &range, const Domain &domain) {
 }
 
 // The rows without value: those with code 0, or those that a column of numbers has no value for.
-KernelCall null_call(const host::Column &column) {
+KernelCall null_call(const RowColumn &column) {
   if (column.domain().has_null()) {
     KernelCall call = predicate_call(MIPO_OP_EQ, 0);
     call.sees_null_code = true;
     return call;
   }
-  if (column.data.validity() == nullptr) return predicate_call(MIPO_OP_LT, 0); // no code is less than 0
+  if (column.stored().data.validity() == nullptr) return predicate_call(MIPO_OP_LT, 0); // no code is less than 0
   KernelCall call = predicate_call(MIPO_OP_GE, column.domain().first_code());
   call.complemented = true;
   return call;
 }
 
+KernelCall set_call(mipo_operation operation, std::vector<CodeRange> members, bool with_null) {
+  if (with_null) members.push_back({{0, false}, {1, false}});
+  KernelCall call = predicate_call(operation, 0);
+  call.set = CodeSet(std::move(members));
+  return call;
+}
+
 // Kernels for sets exist for codes up to 32 bits.
-bool has_set_kernel(const host::Column &column) {
-  return column.data.has_dictionary() && column.data.bits() <= 32;
+bool has_set_kernel(const RowColumn &column) {
+  return column.stored().data.has_dictionary() && column.stored().data.bits() <= 32;
 }
 
 } // namespace
 
 std::vector<KernelCall> kernel_calls(const ColumnTest &test) {
-  const host::Column &column = *test.column;
+  const RowColumn &column = *test.column;
   const Domain &domain = column.domain();
   const auto &ranges = test.holds.ranges();
-  const bool has_nulls = domain.has_null() || column.data.validity() != nullptr;
+  const bool has_nulls = domain.has_null() || column.stored().data.validity() != nullptr;
   const bool takes_nulls = test.null_holds && has_nulls;
 
   std::vector<KernelCall> calls;
@@ -368,17 +423,18 @@ std::vector<KernelCall> kernel_calls(const ColumnTest &test) {
     const bool before = end.strict && end.code < domain.code_count();
     calls.push_back(before ? predicate_call(MIPO_OP_LT, end.code) : predicate_call(MIPO_OP_LE, end.code - 1));
     calls.back().sees_null_code = true;
-  } else if (ranges.size() + (takes_nulls ? 1 : 0) > 1 && has_set_kernel(column)) {
-    std::vector<CodeRange> members = ranges;
-    if (takes_nulls) members.push_back({{0, false}, {1, false}});
-    KernelCall &call = calls.emplace_back(predicate_call(MIPO_OP_SET, 0));
-    call.set = CodeSet(std::move(members));
+  } else if (ranges.size() + nulls_are_code_0 > 1 && test.from_other_rows) {
+    calls.push_back(set_call(MIPO_OP_XLATE, ranges, nulls_are_code_0));
+    if (takes_nulls && !nulls_are_code_0) calls.push_back(null_call(column));
+  } else if (ranges.size() + takes_nulls > 1 && has_set_kernel(column)) {
+    calls.push_back(set_call(MIPO_OP_SET, ranges, takes_nulls));
   } else {
     for (const CodeRange &range : ranges) calls.push_back(call_for(range, domain));
     if (takes_nulls) calls.push_back(null_call(column));
   }
   if (calls.empty()) calls.push_back(predicate_call(MIPO_OP_LT, 0)); // no code is less than 0
-  for (KernelCall &call : calls) call.text = calls.size() == 1 ? test.text : call_text(column, call);
+  for (KernelCall &call : calls)
+    call.text = calls.size() == 1 || !call.set.empty() ? test.text : call_text(column, call);
   return calls;
 }
 

@@ -87,7 +87,8 @@ public:
 
 private:
   host::Result test_column(const PlanNode &node, const host::Result *within);
-  host::Result call(const host::Column &column, const KernelCall &call, const host::Result *within);
+  host::Result call(const RowColumn &column, const KernelCall &call, const host::Result *within);
+  host::Result look_up(const RowColumn &column, const KernelCall &call, const host::Result *within);
   host::Result call_kernel(const host::Column &column, const KernelCall &call, const host::Result *within);
   ub4 call_on_slices(const Predicate &predicate, const host::EncodedColumn &column, bool selective, unsigned threads,
                      const host::Result *within, host::Result &result);
@@ -142,7 +143,9 @@ host::Result Executor::test_column(const PlanNode &node, const host::Result *wit
 }
 
 // The rows in question can be handed to a kernel unless the kernel answers for runs, or the others are meant.
-host::Result Executor::call(const host::Column &column, const KernelCall &call, const host::Result *within) {
+host::Result Executor::call(const RowColumn &tested, const KernelCall &call, const host::Result *within) {
+  if (call.operation == MIPO_OP_XLATE) return look_up(tested, call, within);
+  const host::Column &column = tested.stored();
   if (!column.data.has_runs() && !call.complemented) return call_kernel(column, call, within);
   host::Result result(rows_);
   if (call.complemented && !column.data.has_runs()) {
@@ -153,6 +156,16 @@ host::Result Executor::call(const host::Column &column, const KernelCall &call, 
   }
   if (within != nullptr) intersect(result, *within, call.text);
   return result;
+}
+
+host::Result Executor::look_up(const RowColumn &column, const KernelCall &call, const host::Result *within) {
+  std::vector<bool> members(column.domain().code_count());
+  for (const CodeRange &range : call.set.ranges())
+    std::fill(members.begin() + static_cast<std::ptrdiff_t>(range.lower.code),
+              members.begin() + static_cast<std::ptrdiff_t>(range.upper.code), true);
+  decompress(column.stored());
+  return rows_in_table(library_, host::TranslationTable::of_members(members), column, within, threads_for(rows_),
+                       call.text, steps_);
 }
 
 host::Result Executor::call_kernel(const host::Column &column, const KernelCall &call, const host::Result *within) {
@@ -353,7 +366,8 @@ namespace {
 KnownExtremes known_extremes(Executor &executor, const Plan &plan, const host::Result *within) {
   const auto column_of = [&](const PlannedAggregate &planned, AggregateFunction function) -> const host::Column * {
     const bool is_column = planned.argument && planned.argument->kind == BoundExpression::Kind::column;
-    return is_column && planned.function == function ? planned.argument->column : nullptr;
+    const bool known = is_column && planned.function == function && !planned.argument->column->is_joined();
+    return known ? planned.argument->column->values : nullptr;
   };
   const auto wanted = [&](const host::Column *column, AggregateFunction function) {
     return std::any_of(plan.aggregates.begin(), plan.aggregates.end(),
@@ -376,9 +390,12 @@ KnownExtremes known_extremes(Executor &executor, const Plan &plan, const host::R
   return known;
 }
 
-void decompress_all(Executor &executor, const BoundExpression &expression) {
-  if (expression.kind == BoundExpression::Kind::column) executor.decompress(*expression.column);
-  for (const BoundExpression &operand : expression.operands) decompress_all(executor, operand);
+// For the values of an expression to be read; adds the joined columns in it.
+void prepare(Executor &executor, const BoundExpression &expression, std::vector<const RowColumn *> &joined) {
+  if (expression.kind == BoundExpression::Kind::column && expression.column->is_joined())
+    joined.push_back(expression.column);
+  if (expression.kind == BoundExpression::Kind::column) executor.decompress(expression.column->stored());
+  for (const BoundExpression &operand : expression.operands) prepare(executor, operand, joined);
 }
 
 } // namespace
@@ -393,14 +410,15 @@ Answer execute(const host::Library &library, const Plan &plan, unsigned threads)
   answer.row_count = within != nullptr ? within->count() : rows;
   if (plan.grouped) {
     const KnownExtremes known = plan.keys.empty() ? known_extremes(executor, plan, within) : KnownExtremes();
-    for (const host::Column *key : plan.keys) executor.decompress(*key);
+    for (const RowColumn *key : plan.keys) executor.decompress(key->stored());
+    std::vector<const RowColumn *> joined; // nothing is handed out for them: values are taken by code
     for (const PlannedAggregate &planned : plan.aggregates)
-      if (planned.argument) decompress_all(executor, *planned.argument);
+      if (planned.argument) prepare(executor, *planned.argument, joined);
     answer.steps = executor.take_steps();
     answer.groups = aggregate(library, plan, within, threads, known, answer.steps);
     std::vector<ub4> all(answer.groups->count());
     std::iota(all.begin(), all.end(), 0);
-    answer.rows = result_rows(plan, ValueSource(answer.groups.get()), std::move(all));
+    answer.rows = result_rows(plan, answer.values(), std::move(all));
     return answer;
   }
   if (!qualifying) {
@@ -412,10 +430,19 @@ Answer execute(const host::Library &library, const Plan &plan, unsigned threads)
   const ub8 limit = plan.limit.value_or(std::numeric_limits<ub8>::max());
   const ub8 read = limit > std::numeric_limits<ub8>::max() - plan.offset ? limit : limit + plan.offset;
   executor.read_rows(*qualifying, answer, in_row_order ? read : std::numeric_limits<ub8>::max());
-  for (const PlannedColumn &planned : plan.output) decompress_all(executor, planned.value);
-  for (const SortKey &key : plan.order) decompress_all(executor, key.value);
-  answer.rows = result_rows(plan, ValueSource(nullptr), std::move(answer.rows));
+  std::vector<const RowColumn *> joined;
+  for (const PlannedColumn &planned : plan.output) prepare(executor, planned.value, joined);
+  for (const SortKey &key : plan.order) prepare(executor, key.value, joined);
   answer.steps = executor.take_steps();
+  if (!joined.empty() && answer.rows.size() < qualifying->count()) {
+    qualifying->bits().fill(false);
+    for (const ub4 row : answer.rows) qualifying->bits().set(row);
+    qualifying->vec()->nset = static_cast<ub4>(answer.rows.size());
+  }
+  for (const RowColumn *column : joined)
+    if (!answer.joined.contains(column))
+      answer.joined.emplace(column, HandedOutRanks(library, *column, *qualifying, answer.steps));
+  answer.rows = result_rows(plan, answer.values(), std::move(answer.rows));
   return answer;
 }
 

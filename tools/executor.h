@@ -8,7 +8,9 @@
 #include "aggregation.h"
 #include "mipo/host/library.h"
 #include "plan.h"
+#include "result.h"
 #include "step.h"
+#include "translation.h"
 
 namespace mipo::tools {
 
@@ -17,8 +19,10 @@ struct Answer {
   ub8 row_count = 0;              // rows that WHERE lets through
   std::unique_ptr<Groups> groups; // of a plan with groups
   std::vector<ub4> rows;          // the result's: numbers of rows or groups, in their order
+  HandedOutColumns joined;        // of a plan without groups
   std::vector<Step> steps;
 
+  ValueSource values() const { return {groups.get(), joined}; }
   double kernel_seconds() const;
 };
 

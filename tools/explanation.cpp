@@ -1,6 +1,6 @@
 #include "explanation.h"
 
-#include <array>
+#include <algorithm>
 #include <functional>
 
 #include <fmt/format.h>
@@ -40,8 +40,33 @@ struct StepColumn {
   std::function<std::string(const Step &, std::size_t)> text;
 };
 
-const std::array<StepColumn, 9> &step_columns() {
-  static const std::array<StepColumn, 9> columns = {{
+const char *mapping_name(host::TableMapping mapping) {
+  switch (mapping) {
+  case host::TableMapping::simple:
+    return "simple";
+  case host::TableMapping::offset:
+    return "offset";
+  case host::TableMapping::indirect:
+    break;
+  }
+  return "indirect";
+}
+
+int entry_bits(const TranslationUsed &translation) {
+  return static_cast<int>(translation.width);
+}
+
+// Shown if some step has a translation table.
+const StepColumn table_column = {{"table", CellKind::text}, [](const Step &step, std::size_t) {
+                                   if (!step.translation) return std::string("-");
+                                   const TranslationUsed &table = *step.translation;
+                                   return fmt::format("{}, {} bit{}, {} B", mapping_name(table.mapping),
+                                                      entry_bits(table), entry_bits(table) == 1 ? "" : "s",
+                                                      grouped(table.bytes));
+                                 }};
+
+const std::vector<StepColumn> &step_columns() {
+  static const std::vector<StepColumn> columns = {
       {{"step", CellKind::number}, [](const Step &, std::size_t number) { return std::to_string(number + 1); }},
       {{"kernel", CellKind::text},
        [](const Step &step, std::size_t) {
@@ -63,14 +88,11 @@ const std::array<StepColumn, 9> &step_columns() {
        [](const Step &step, std::size_t) {
          return fmt::format("{:.0f}", rate(static_cast<double>(step.rows_read), step.seconds) / 1e6);
        }},
-  }};
+  };
   return columns;
 }
 
-} // namespace
-
-void write_explanation(std::ostream &out, const Explanation &explanation) {
-  const Reading &reading = explanation.reading;
+void write_reading(std::ostream &out, const Reading &reading) {
   const double megabytes = static_cast<double>(reading.text_bytes) / 1e6;
   const std::string rows = fmt::format("{} rows, {} columns", grouped(reading.rows), reading.columns);
   if (reading.mapped)
@@ -78,13 +100,32 @@ void write_explanation(std::ostream &out, const Explanation &explanation) {
   else
     fmt::print(out, "read {}: {:.1f} MB of text, {} in {:.3f} s ({:.0f} MB/s)\n", reading.file, megabytes, rows,
                reading.seconds, rate(megabytes, reading.seconds));
+}
+
+nlohmann::ordered_json reading_json(const Reading &reading) {
+  return {{"file", reading.file},
+          {"text_bytes", reading.text_bytes},
+          {"rows", reading.rows},
+          {"columns", reading.columns},
+          {"mapped", reading.mapped},
+          {"seconds", reading.seconds},
+          {"megabytes_per_second", rate(static_cast<double>(reading.text_bytes) / 1e6, reading.seconds)}};
+}
+
+} // namespace
+
+void write_explanation(std::ostream &out, const Explanation &explanation) {
+  for (const Reading &reading : explanation.readings) write_reading(out, reading);
   const std::vector<Step> &steps = explanation.answer->steps;
   if (!steps.empty()) {
     Relation relation;
-    for (const StepColumn &column : step_columns()) relation.columns.push_back(column.head);
+    std::vector<StepColumn> columns = step_columns();
+    const bool translates = std::any_of(steps.begin(), steps.end(), [](const Step &step) { return step.translation; });
+    if (translates) columns.push_back(table_column);
+    for (const StepColumn &column : columns) relation.columns.push_back(column.head);
     relation.row_count = steps.size();
     relation.append_cell = [&](std::string &cell, std::size_t row, std::size_t column) {
-      cell += step_columns().at(column).text(steps[row], row);
+      cell += columns[column].text(steps[row], row);
       return true;
     };
     write_table(out, relation);
@@ -94,13 +135,18 @@ void write_explanation(std::ostream &out, const Explanation &explanation) {
 }
 
 nlohmann::ordered_json explanation_json(const Explanation &explanation) {
-  const Reading &reading = explanation.reading;
+  nlohmann::ordered_json readings = nlohmann::ordered_json::array();
+  for (const Reading &reading : explanation.readings) readings.push_back(reading_json(reading));
   nlohmann::ordered_json steps = nlohmann::ordered_json::array();
   for (const Step &step : explanation.answer->steps) {
     nlohmann::ordered_json entry;
     entry["kernel"] = step.name;
     if (step.kind != Step::Kind::row_by_row) entry[step.kind == Step::Kind::entry ? "slot" : "key"] = step.key;
     if (!step.expanded_by.empty()) entry["expanded_by"] = step.expanded_by;
+    if (const auto &table = step.translation) {
+      entry["table"] = {
+          {"mapping", mapping_name(table->mapping)}, {"entry_bits", entry_bits(*table)}, {"bytes", table->bytes}};
+    }
     entry["condition"] = step.condition;
     entry["rows_in"] = step.rows_in;
     entry["rows_out"] = step.rows_out;
@@ -110,14 +156,7 @@ nlohmann::ordered_json explanation_json(const Explanation &explanation) {
     steps.push_back(std::move(entry));
   }
   return {
-      {"reading",
-       {{"file", reading.file},
-        {"text_bytes", reading.text_bytes},
-        {"rows", reading.rows},
-        {"columns", reading.columns},
-        {"mapped", reading.mapped},
-        {"seconds", reading.seconds},
-        {"megabytes_per_second", rate(static_cast<double>(reading.text_bytes) / 1e6, reading.seconds)}}},
+      {"reading", std::move(readings)},
       {"level", explanation.level},
       {"steps", std::move(steps)},
       {"kernel_seconds", explanation.answer->kernel_seconds()},

@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -13,8 +14,8 @@
 namespace mipo::tools {
 
 struct Explanation {
-  Reading reading;
-  std::string level; // instruction set of the library
+  std::vector<Reading> readings; // file by file
+  std::string level;             // instruction set of the library
   const Answer *answer = nullptr;
 };
 

@@ -20,8 +20,9 @@ struct Reading {
 };
 
 /// Throws host::CsvError or host::ColumnFileError; the latter also for reading options with a column file, which has
-/// its types and encodings.
-host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading);
+/// its types and encodings. With `one_of_several`, options for columns that the file does not have are passed over.
+host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading,
+                      bool one_of_several = false);
 
 } // namespace mipo::tools
 

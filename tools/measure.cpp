@@ -10,7 +10,7 @@
 namespace mipo::tools {
 namespace {
 
-bool has_numbers(const host::Column &column) {
+bool has_numbers(const RowColumn &column) {
   const host::ValueKind kind = column.type().kind;
   return kind == host::ValueKind::integer || kind == host::ValueKind::decimal;
 }
@@ -18,7 +18,7 @@ bool has_numbers(const host::Column &column) {
 bool may_be_null(const BoundExpression &expression) {
   switch (expression.kind) {
   case BoundExpression::Kind::column:
-    return expression.column->data.rows_without_value() != 0;
+    return expression.column->lacks_values;
   case BoundExpression::Kind::constant:
     return expression.constant.is_null();
   default:
@@ -26,14 +26,14 @@ bool may_be_null(const BoundExpression &expression) {
   }
 }
 
-NumberBounds bounds_of_column(const host::Column &column) {
+NumberBounds bounds_of_column(const RowColumn &column) {
   NumberBounds bounds;
   const host::Domain &domain = column.domain();
   if (!has_numbers(column)) return bounds;
   bounds.scale = column.type().scale;
-  if (domain.value_count() == 0) return bounds;
-  bounds.low = domain.number(domain.first_code());
-  bounds.high = domain.number(domain.code_count() - 1);
+  if (column.is_joined() ? column.ranked.empty() : domain.value_count() == 0) return bounds;
+  bounds.low = domain.number(column.is_joined() ? column.ranked.front() : domain.first_code());
+  bounds.high = domain.number(column.is_joined() ? column.ranked.back() : domain.code_count() - 1);
   return bounds;
 }
 
@@ -88,11 +88,11 @@ Measure::Measure(const BoundExpression &expression, ub8 rows)
 }
 
 std::vector<sb8> Measure::words_by_code() const {
-  const host::Domain &domain = column->domain();
-  std::vector<sb8> words(domain.code_count());
+  std::vector<sb8> words(column->stored().domain().code_count());
   const bool numbers = has_numbers(*column);
-  for (ub8 code = domain.first_code(); code < words.size(); ++code)
-    words[code] = word(numbers ? domain.number(code) : 0);
+  for (ub8 code = 0; code < words.size(); ++code)
+    if (const std::optional<ub8> value = column->value_of(code))
+      words[code] = word(numbers ? column->domain().number(*value) : 0);
   return words;
 }
 

@@ -32,8 +32,8 @@ struct Measure {
   Measure(const BoundExpression &expression, ub8 rows);
 
   const BoundExpression *argument;
-  const host::Column *column; ///< if it is nothing but a column
-  NumberBounds bounds;        ///< of a column without numbers: all 0
+  const RowColumn *column; ///< if it is nothing but a column
+  NumberBounds bounds;     ///< of a column without numbers: all 0
   bool nullable;
   bool wants_sum = false, wants_count = false, wants_least = false, wants_greatest = false;
   Form form;
@@ -46,7 +46,7 @@ struct Measure {
   }
   bool adds() const { return wants_sum || wants_count; }
   bool has_extremes() const { return wants_least || wants_greatest; }
-  /// word() by code, of a column of dictionary codes.
+  /// word() by stored code, of a column of dictionary codes.
   std::vector<sb8> words_by_code() const;
 };
 

@@ -22,7 +22,7 @@ struct BoundJunction {
 
 class ConditionBinder {
 public:
-  explicit ConditionBinder(const ColumnBinder &columns) : columns_(columns) {}
+  ConditionBinder(const ColumnBinder &columns, const InnerQuery &inner) : columns_(columns), inner_(inner) {}
 
   BoundCondition condition(const Condition &condition, bool negated) const;
 
@@ -30,10 +30,12 @@ private:
   BoundCondition junction(const Junction &junction, bool negated) const;
 
   const ColumnBinder &columns_;
+  const InnerQuery &inner_;
 };
 
 BoundCondition ConditionBinder::condition(const Condition &condition, bool negated) const {
   const auto test = [&](ColumnTest bound) -> BoundCondition {
+    bound = on_stored(std::move(bound));
     return negated ? negation(std::move(bound)) : std::move(bound);
   };
   return std::visit(
@@ -43,6 +45,7 @@ BoundCondition ConditionBinder::condition(const Condition &condition, bool negat
           },
           [&](const Between &leaf) { return test(test_between(columns_.tested(leaf.operand), leaf)); },
           [&](const InList &leaf) { return test(test_in_list(columns_.tested(leaf.operand), leaf)); },
+          [&](const InQuery &leaf) { return test(test_in_query(columns_.tested(leaf.operand), leaf, inner_(leaf))); },
           [&](const Like &leaf) { return test(test_like(columns_.tested(leaf.operand), leaf)); },
           [&](const NullTest &leaf) { return test(test_is_null(columns_.column(leaf.value), leaf.negated)); },
           [&](const Junction &node) { return junction(node, negated); },
@@ -51,31 +54,42 @@ BoundCondition ConditionBinder::condition(const Condition &condition, bool negat
       condition.node);
 }
 
+// Tests on one column become one test.
+void add_operand(BoundJunction &junction, BoundCondition operand) {
+  if (auto *inner = std::get_if<BoundJunction>(&operand); inner != nullptr && inner->kind == junction.kind) {
+    for (BoundCondition &innermost : inner->operands) add_operand(junction, std::move(innermost));
+    return;
+  }
+  if (const auto *test = std::get_if<ColumnTest>(&operand)) {
+    for (BoundCondition &other : junction.operands) {
+      auto *neighbour = std::get_if<ColumnTest>(&other);
+      if (neighbour == nullptr || neighbour->column != test->column) continue;
+      *neighbour = combination(junction.kind, *neighbour, *test);
+      return;
+    }
+  }
+  junction.operands.push_back(std::move(operand));
+}
+
+BoundCondition only_operand_of(BoundJunction junction) {
+  if (junction.operands.size() == 1) return std::move(junction.operands.front());
+  return junction;
+}
+
 BoundCondition ConditionBinder::junction(const Junction &node, bool negated) const {
   const bool conjunction = (node.kind == Junction::Kind::conjunction) != negated;
   BoundJunction bound{conjunction ? Junction::Kind::conjunction : Junction::Kind::disjunction, {}};
-  const auto add = [&](BoundCondition &&operand) {
-    if (auto *test = std::get_if<ColumnTest>(&operand)) {
-      for (BoundCondition &other : bound.operands) {
-        auto *neighbour = std::get_if<ColumnTest>(&other);
-        if (neighbour == nullptr || neighbour->column != test->column) continue;
-        *neighbour = combination(bound.kind, *neighbour, *test);
-        return;
-      }
-    }
-    bound.operands.push_back(std::move(operand));
-  };
-  for (const Condition &part : node.operands) {
-    BoundCondition operand = condition(part, negated);
-    auto *inner = std::get_if<BoundJunction>(&operand);
-    if (inner == nullptr || inner->kind != bound.kind) {
-      add(std::move(operand));
-    } else {
-      for (BoundCondition &innermost : inner->operands) add(std::move(innermost));
-    }
-  }
-  if (bound.operands.size() == 1) return std::move(bound.operands.front());
-  return bound;
+  for (const Condition &part : node.operands) add_operand(bound, condition(part, negated));
+  return only_operand_of(std::move(bound));
+}
+
+// WHERE, and that each row has the partners it needs.
+std::optional<BoundCondition> row_condition(const Query &query, const ColumnBinder &columns, const InnerQuery &inner) {
+  BoundJunction all{Junction::Kind::conjunction, {}};
+  if (query.where) add_operand(all, ConditionBinder(columns, inner).condition(*query.where, false));
+  for (ColumnTest &test : columns.partner_tests()) add_operand(all, std::move(test));
+  if (all.operands.empty()) return std::nullopt;
+  return only_operand_of(std::move(all));
 }
 
 PlanNode plan_node(const BoundCondition &condition) {
@@ -101,7 +115,7 @@ PlanNode plan_node(const BoundCondition &condition) {
 
 } // namespace
 
-const host::Column *source_column(const BoundExpression &value, const Plan &plan) {
+const RowColumn *source_column(const BoundExpression &value, const Plan &plan) {
   if (value.kind == BoundExpression::Kind::column) return value.column;
   if (value.kind != BoundExpression::Kind::aggregate) return nullptr;
   const PlannedAggregate &aggregate = plan.aggregates[value.index];
@@ -111,17 +125,17 @@ const host::Column *source_column(const BoundExpression &value, const Plan &plan
 }
 
 bool is_number(const BoundExpression &value, const Plan &plan) {
-  const host::Column *source = source_column(value, plan);
+  const RowColumn *source = source_column(value, plan);
   return source == nullptr || source->type().kind == host::ValueKind::integer ||
          source->type().kind == host::ValueKind::decimal;
 }
 
-Plan plan_query(const Query &query, const host::Table &table) {
-  const ColumnBinder columns(query.table, table);
+Plan plan_query(const Query &query, const std::vector<const host::Table *> &tables, const InnerQuery &inner) {
   Plan plan;
-  plan.table = &table;
-  if (query.where) plan.where = plan_node(ConditionBinder(columns).condition(*query.where, false));
-  bind_result(query, columns, plan);
+  const ColumnBinder columns(query, tables, plan.columns);
+  plan.table = tables.front();
+  if (const auto condition = row_condition(query, columns, inner)) plan.where = plan_node(*condition);
+  bind_result(query, columns, inner, plan);
   return plan;
 }
 

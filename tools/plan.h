@@ -1,8 +1,10 @@
-// What a query becomes once the table is known: columns found, constants turned into codes, conditions into kernel
+// What a query becomes once the tables are known: columns found, constants turned into codes, conditions into kernel
 // calls.
 #ifndef MIPO_TOOLS_PLAN_H
 #define MIPO_TOOLS_PLAN_H
 
+#include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "column_test.h"
 #include "mipo/host/table.h"
 #include "query.h"
+#include "row_column.h"
 #include "value.h"
 
 namespace mipo::tools {
@@ -19,9 +22,9 @@ namespace mipo::tools {
 struct PlanNode {
   enum class Kind { column_test, all_of, any_of };
   Kind kind = Kind::column_test;
-  const host::Column *column = nullptr; // column_test
-  std::vector<KernelCall> calls;        // column_test: at least one, their rows are united
-  std::vector<PlanNode> operands;       // all_of, any_of: at least two
+  const RowColumn *column = nullptr; // column_test: of the first table
+  std::vector<KernelCall> calls;     // column_test: at least one, their rows are united
+  std::vector<PlanNode> operands;    // all_of, any_of: at least two
   std::string text;
   std::optional<Junction::Kind> joined; // the text is several conditions, joined so
 };
@@ -35,7 +38,7 @@ struct BoundExpression {
     arithmetic
   };
   Kind kind = Kind::column;
-  const host::Column *column = nullptr;  // column
+  const RowColumn *column = nullptr;     // column
   std::size_t index = 0;                 // aggregate: which of the plan's; column, in a grouped plan: which of its keys
   Value constant;                        // constant
   ArithmeticOperator op{};               // arithmetic
@@ -82,10 +85,11 @@ struct SortKey {
 };
 
 struct Plan {
-  const host::Table *table = nullptr;
+  const host::Table *table = nullptr; // the first, whose rows the query's are
+  std::deque<RowColumn> columns;      // that the query names
   std::optional<PlanNode> where;
   bool grouped = false; // the result has a row for each group; without keys all rows are one group
-  std::vector<const host::Column *> keys;
+  std::vector<const RowColumn *> keys;
   std::vector<PlannedAggregate> aggregates; // no two alike
   std::vector<PlannedColumn> output;
   std::optional<ResultCondition> having;
@@ -97,14 +101,18 @@ struct Plan {
 
 /// The column whose values the expression gives: a column itself, or the least or greatest of one. Null for numbers
 /// that are calculated.
-const host::Column *source_column(const BoundExpression &value, const Plan &plan);
+const RowColumn *source_column(const BoundExpression &value, const Plan &plan);
 /// Whether the expression gives integers, decimals or real numbers.
 bool is_number(const BoundExpression &value, const Plan &plan);
 
-/// Binds a query to the table that its FROM names. Throws QueryError for names that the table does not have, for
-/// constants that a column cannot be compared with, and for values that are neither grouped by nor aggregated. The
-/// table must outlive the plan.
-Plan plan_query(const Query &query, const host::Table &table);
+/// Answers the query within a condition.
+using InnerQuery = std::function<QueryValues(const InQuery &)>;
+
+/// Binds a query to the tables of its FROM and its joins, in the order in which they stand there. Throws QueryError for
+/// names that the tables do not have, for constants that a column cannot be compared with, for joins to several rows,
+/// and for values that are neither grouped by nor aggregated. The tables, and what `inner` refers to, must outlive the
+/// plan.
+Plan plan_query(const Query &query, const std::vector<const host::Table *> &tables, const InnerQuery &inner);
 
 } // namespace mipo::tools
 

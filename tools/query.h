@@ -76,6 +76,16 @@ struct InList {
   bool negated = false;
 };
 
+struct Query;
+
+// Whether the operand is among the rows of a query with one output column.
+struct InQuery {
+  Operand operand;
+  std::vector<Query> query; // exactly one; a vector because Query is incomplete here
+  std::string text;         // of the query, in its parentheses
+  std::size_t position = 0;
+};
+
 struct Like {
   Operand operand;
   Constant pattern;
@@ -99,7 +109,7 @@ struct Negation {
 };
 
 struct Condition {
-  std::variant<Comparison, Between, InList, Like, NullTest, Junction, Negation> node;
+  std::variant<Comparison, Between, InList, InQuery, Like, NullTest, Junction, Negation> node;
 };
 
 // All columns: * or table.*
@@ -134,10 +144,19 @@ struct TableName {
   std::size_t position = 0;
 };
 
+// FROM ... [LEFT] JOIN table ON a = b
+struct Join {
+  TableName table;
+  bool outer = false;  // rows without partner stay
+  ColumnName sides[2]; // of the equality, as they are written
+  std::size_t position = 0;
+};
+
 struct Query {
   std::vector<OutputItem> output;
   bool distinct = false;
   TableName table;
+  std::vector<Join> joins;        // in the order in which they are written
   std::optional<Condition> where; // its operands are columns, or upper() or lower() of one
   std::vector<GroupItem> group_by;
   std::optional<Condition> having;

@@ -1,46 +1,26 @@
 #include "commands.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <set>
-#include <system_error>
 #include <thread>
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
 
-#include "characters.h"
-#include "executor.h"
+#include "answered_query.h"
 #include "explanation.h"
-#include "file_reading.h"
-#include "plan.h"
 #include "query_error.h"
+#include "query_tables.h"
 #include "result.h"
 #include "sql_parser.h"
 
 namespace mipo::tools {
 namespace {
 
-std::string file_of(const TableName &table, const std::map<std::string, std::string> &bound) {
-  for (const auto &[name, file] : bound) {
-    if (table.quoted ? name == table.name : equal_without_case(name, table.name)) return file;
-  }
-  if (!table.quoted) {
-    throw QueryError(fmt::format("there is no table {}: bind it to a file with --table {}=FILE, or write the file's "
-                                 "path between double quotes",
-                                 table.name, table.name),
-                     table.position);
-  }
-  if (!std::filesystem::exists(table.name)) {
-    throw QueryError(fmt::format("there is no file {}", table.name), table.position);
-  }
-  return table.name;
-}
-
 Relation relation_of(const Plan &plan, const Answer &answer) {
   Relation relation;
   relation.row_count = answer.rows.size();
-  const ValueSource source(answer.groups.get());
+  const ValueSource source = answer.values();
   relation.append_cell = [&plan, &answer, source](std::string &out, std::size_t row, std::size_t column) {
     const Value value = source.value(plan.output[column].value, answer.rows[row]);
     value.append_to(out);
@@ -83,16 +63,14 @@ void print(const Relation &relation, const Explanation &explanation, const Query
 void query_command(const QueryOptions &options, const Streams &streams) {
   const Query query = parse_query(options.sql);
   const host::Library library = host::Library::open();
-  Explanation explanation;
-  explanation.level = library.level();
-  const host::Table table = read_file(file_of(query.table, options.tables), options.reading, explanation.reading);
-  const Plan plan = plan_query(query, table);
+  QueryTables tables(options.tables, options.reading);
+  tables.read(query);
   const unsigned threads = options.threads != 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
-  const Answer answer = execute(library, plan, threads);
-  explanation.answer = &answer;
-  const Relation relation = relation_of(plan, answer);
+  const AnsweredQuery answered = answer_query(
+      library, query, [&](const TableName &name) -> const host::Table & { return tables.table(name); }, threads);
+  const Relation relation = relation_of(*answered.plan, answered.answer);
   if (options.format == OutputFormat::json) refuse_repeated_names(relation);
-  print(relation, explanation, options, streams);
+  print(relation, {tables.readings(), std::string(library.level()), &answered.answer}, options, streams);
 }
 
 } // namespace mipo::tools

@@ -111,8 +111,9 @@ Value ValueSource::value(const BoundExpression &expression, std::size_t number) 
   case BoundExpression::Kind::column: {
     if (groups_ != nullptr) return groups_->key(number, expression.index);
     const auto row = static_cast<ub4>(number);
-    const host::EncodedColumn &data = expression.column->data;
-    return data.has_value(row) ? Value(CodedValue{&data.domain(), data.code(row)}) : Value();
+    const RowColumn &column = *expression.column;
+    const std::optional<ub8> code = column.is_joined() ? joined_->at(&column).code(row) : column.code(row);
+    return code ? Value(CodedValue{&column.domain(), *code}) : Value();
   }
   case BoundExpression::Kind::aggregate:
     return groups_->aggregate(number, expression.index);

@@ -7,14 +7,15 @@
 
 #include "aggregation.h"
 #include "plan.h"
+#include "translation.h"
 
 namespace mipo::tools {
 
-/// Where values come from: the rows of the table or the groups of the plan, by number.
+/// Where values come from: the rows of the first table or the groups of the plan, by number.
 class ValueSource {
 public:
-  /// `groups` is null for a plan without groups.
-  explicit ValueSource(const Groups *groups) : groups_(groups) {}
+  /// `groups` is null for a plan without groups; `joined` has the values of its joined columns. Both must outlive it.
+  ValueSource(const Groups *groups, const HandedOutColumns &joined) : groups_(groups), joined_(&joined) {}
 
   Value value(const BoundExpression &expression, std::size_t number) const;
   /// SQL's three truth values: nothing is unknown.
@@ -22,6 +23,7 @@ public:
 
 private:
   const Groups *groups_;
+  const HandedOutColumns *joined_;
 };
 
 /// Of `candidates`, those that HAVING, DISTINCT, OFFSET and LIMIT leave, in the order that the plan wants.

@@ -27,8 +27,8 @@ bool has_aggregate(const Expression &expression) {
 
 class ResultBinder {
 public:
-  ResultBinder(const Query &query, const ColumnBinder &columns, Plan &plan)
-      : query_(query), columns_(columns), plan_(plan) {}
+  ResultBinder(const Query &query, const ColumnBinder &columns, const InnerQuery &inner, Plan &plan)
+      : query_(query), columns_(columns), inner_(inner), plan_(plan) {}
 
   void bind();
 
@@ -37,23 +37,24 @@ private:
   void bind_output();
   void bind_distinct();
   void bind_order();
-  void add_key(const host::Column &column);
+  void add_key(const RowColumn &column);
   const Expression &output_expression(const OutputPosition &wanted) const;
   const Expression *output_named(const ColumnName &name) const;
   const Expression &unless_alias(const Expression &written) const;
   BoundExpression expression(const Expression &expression);
-  BoundExpression column(const ColumnName &name);
+  BoundExpression column(const RowColumn &column, std::size_t position);
   BoundExpression aggregate(const Expression &written, const Expression::Aggregate &call);
   BoundExpression row_value(const Expression &expression);
   std::string text(const BoundExpression &expression) const;
   std::string operand_text(const BoundExpression &operand, ArithmeticOperator outer, bool right) const;
   ResultCondition condition(const Condition &condition);
   ResultCondition test(const Operand &operand, auto coded, auto number);
-  const host::Column *coded_column(const BoundExpression &value) const;
+  const RowColumn *coded_column(const BoundExpression &value) const;
   ResultCondition comparison(const BoundExpression &value, ComparisonOperator op, const Constant &constant);
 
   const Query &query_;
   const ColumnBinder &columns_;
+  const InnerQuery &inner_;
   Plan &plan_;
   bool in_aggregate_ = false;
 };
@@ -78,7 +79,7 @@ void ResultBinder::bind() {
   if (query_.distinct) bind_distinct();
 }
 
-void ResultBinder::add_key(const host::Column &column) {
+void ResultBinder::add_key(const RowColumn &column) {
   if (std::find(plan_.keys.begin(), plan_.keys.end(), &column) == plan_.keys.end()) plan_.keys.push_back(&column);
 }
 
@@ -130,18 +131,16 @@ const Expression &ResultBinder::unless_alias(const Expression &written) const {
 void ResultBinder::bind_output() {
   for (const OutputItem &item : query_.output) {
     if (const auto *all = std::get_if<AllColumns>(&item.value)) {
-      columns_.check_qualifier(all->qualifier, all->position);
-      for (const host::Column &each : columns_.table().columns) {
-        ColumnName name{"", each.name, true, all->position};
-        plan_.output.push_back({each.name, column(name)});
-      }
+      for (const RowColumn *each : columns_.all_columns(*all))
+        plan_.output.push_back({each->values->name, column(*each, all->position)});
       continue;
     }
     const auto &written = std::get<Expression>(item.value);
     BoundExpression value = expression(written);
     const bool counts = value.kind == BoundExpression::Kind::aggregate &&
                         plan_.aggregates[value.index].function == AggregateFunction::row_count;
-    std::string name = item.name ? *item.name : counts ? "count" : text(value);
+    const bool is_column = value.kind == BoundExpression::Kind::column;
+    std::string name = item.name ? *item.name : counts ? "count" : is_column ? value.column->values->name : text(value);
     plan_.output.push_back({std::move(name), std::move(value)});
   }
 }
@@ -194,7 +193,7 @@ void ResultBinder::bind_order() {
 
 BoundExpression ResultBinder::expression(const Expression &written) {
   return std::visit(Overloaded{
-                        [&](const ColumnName &name) { return column(name); },
+                        [&](const ColumnName &name) { return column(columns_.column(name), name.position); },
                         [&](const Constant &constant) {
                           BoundExpression bound;
                           bound.kind = BoundExpression::Kind::constant;
@@ -219,14 +218,13 @@ BoundExpression ResultBinder::expression(const Expression &written) {
                     written.node);
 }
 
-BoundExpression ResultBinder::column(const ColumnName &name) {
+BoundExpression ResultBinder::column(const RowColumn &column, std::size_t position) {
   BoundExpression bound;
-  bound.column = &columns_.column(name);
+  bound.column = &column;
   if (!plan_.grouped || in_aggregate_) return bound;
   const auto key = std::find(plan_.keys.begin(), plan_.keys.end(), bound.column);
   if (key == plan_.keys.end()) {
-    throw QueryError(fmt::format("column {} must stand in GROUP BY or in an aggregate", bound.column->name),
-                     name.position);
+    throw QueryError(fmt::format("column {} must stand in GROUP BY or in an aggregate", bound.column->name), position);
   }
   bound.index = static_cast<std::size_t>(key - plan_.keys.begin());
   return bound;
@@ -286,7 +284,7 @@ std::string ResultBinder::operand_text(const BoundExpression &operand, Arithmeti
 }
 
 // The column whose values a value is one of, if any.
-const host::Column *ResultBinder::coded_column(const BoundExpression &value) const {
+const RowColumn *ResultBinder::coded_column(const BoundExpression &value) const {
   return source_column(value, plan_);
 }
 
@@ -307,7 +305,7 @@ ResultCondition ResultBinder::comparison(const BoundExpression &value, Compariso
 // A test by codes where the value is a column's, else one of numbers.
 ResultCondition ResultBinder::test(const Operand &operand, auto coded, auto number) {
   const BoundExpression value = expression(unless_alias(operand.value));
-  if (const host::Column *source = coded_column(value)) {
+  if (const RowColumn *source = coded_column(value)) {
     check_letters(*source, operand.letter_case, operand.value.position);
     ResultCondition bound;
     bound.kind = ResultCondition::Kind::coded;
@@ -365,6 +363,14 @@ ResultCondition ResultBinder::condition(const Condition &written) {
                   return negated_if(leaf.negated, junction_of(Kind::any_of, std::move(members)));
                 });
           },
+          [&](const InQuery &leaf) {
+            return test(
+                leaf.operand, [&](const TestedColumn &tested) { return test_in_query(tested, leaf, inner_(leaf)); },
+                [&](const BoundExpression &value) -> ResultCondition {
+                  throw QueryError(fmt::format("{} is calculated: IN with a sub-select takes a column", text(value)),
+                                   leaf.operand.value.position);
+                });
+          },
           [&](const Like &leaf) {
             return test(
                 leaf.operand, [&](const TestedColumn &tested) { return test_like(tested, leaf); },
@@ -392,8 +398,8 @@ ResultCondition ResultBinder::condition(const Condition &written) {
 
 } // namespace
 
-void bind_result(const Query &query, const ColumnBinder &columns, Plan &plan) {
-  ResultBinder(query, columns, plan).bind();
+void bind_result(const Query &query, const ColumnBinder &columns, const InnerQuery &inner, Plan &plan) {
+  ResultBinder(query, columns, inner, plan).bind();
 }
 
 } // namespace mipo::tools

@@ -8,7 +8,7 @@
 namespace mipo::tools {
 
 /// Fills in all of `plan` but table and WHERE. Throws QueryError.
-void bind_result(const Query &query, const ColumnBinder &columns, Plan &plan);
+void bind_result(const Query &query, const ColumnBinder &columns, const InnerQuery &inner, Plan &plan);
 
 } // namespace mipo::tools
 

@@ -72,6 +72,7 @@ Condition SqlConditions::condition(const Json &node, int depth) const {
     return {NullTest{operand(fields.at("arg"), depth).value, fields.at("nulltesttype") == "IS_NOT_NULL"}};
   }
   if (is_node(node, "A_Expr")) return operator_expression(node, depth);
+  if (is_node(node, "SubLink")) return in_query(node, depth);
   if (is_node(node, "ColumnRef") || is_node(node, "A_Const")) {
     throw QueryError("expected a condition here, such as delay > 10", position);
   }
@@ -127,6 +128,16 @@ Condition SqlConditions::like(const Json &fields, bool negated, int depth) const
     like.pattern = expressions_.constant(right);
   }
   return {std::move(like)};
+}
+
+Condition SqlConditions::in_query(const Json &node, int depth) const {
+  const Json &fields = node_fields(node);
+  if (fields.at("subLinkType") != "ANY_SUBLINK" || fields.contains("operName")) refusals_.expression(node);
+  SqlRefusals::unknown_fields(fields, {"subLinkType", "testexpr", "subselect", "location"}, "this form of IN");
+  InQuery in{operand(fields.at("testexpr"), depth), {}, {}, fields.at("location").get<std::size_t>()};
+  in.query.push_back(select_(node_fields(fields.at("subselect"))));
+  in.text = tokens_.text_in_parentheses(in.position);
+  return {std::move(in)};
 }
 
 // Of a comparison: an operand, or a constant.

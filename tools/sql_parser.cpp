@@ -22,6 +22,9 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr std::size_t most_joins = 64;
+constexpr int deepest_query = 16;
+
 class Parser {
 public:
   explicit Parser(std::string_view text)
@@ -31,11 +34,13 @@ public:
 
 private:
   Json syntax_tree() const;
-  Query select(const Json &fields) const;
+  Query select(const Json &fields, int depth = 0) const;
   bool distinct(const Json &select) const;
   OutputItem output_item(const Json &target) const;
-  TableName table(const Json &select) const;
-  Condition condition(const Json &node, SqlConditions::Clause clause) const;
+  void from(const Json &select, Query &query) const;
+  void from_item(const Json &node, Query &query) const;
+  TableName table(const Json &fields) const;
+  Condition condition(const Json &node, SqlConditions::Clause clause, int depth) const;
   std::variant<OutputPosition, Expression> grouped_or_ordered(const Json &node, std::string_view clause) const;
   OrderItem order_item(const Json &node) const;
   std::optional<std::uint64_t> row_limit(const Json &select, const char *field, std::string_view clause) const;
@@ -90,7 +95,8 @@ Query Parser::parse() const {
   return select(node_fields(statement));
 }
 
-Query Parser::select(const Json &fields) const {
+// `depth` counts the queries around it.
+Query Parser::select(const Json &fields, int depth) const {
   if (fields.at("op") != "SETOP_NONE") {
     for (const char *keyword : {"union", "intersect", "except"}) {
       if (const auto position = tokens_.find_keyword(keyword)) {
@@ -105,19 +111,19 @@ Query Parser::select(const Json &fields) const {
 
   Query query;
   query.distinct = distinct(fields);
-  query.table = table(fields);
+  from(fields, query);
   if (!fields.contains("targetList")) {
     throw QueryError("the list of columns is empty", tokens_.find_keyword("from"));
   }
   for (const Json &target : fields.at("targetList")) query.output.push_back(output_item(target));
   if (fields.contains("whereClause")) {
-    query.where = condition(fields.at("whereClause"), SqlConditions::Clause::where);
+    query.where = condition(fields.at("whereClause"), SqlConditions::Clause::where, depth);
   }
   for (const Json &item : fields.value("groupClause", Json::array())) {
     query.group_by.push_back(grouped_or_ordered(item, "GROUP BY"));
   }
   if (fields.contains("havingClause")) {
-    query.having = condition(fields.at("havingClause"), SqlConditions::Clause::having);
+    query.having = condition(fields.at("havingClause"), SqlConditions::Clause::having, depth);
   }
   for (const Json &item : fields.value("sortClause", Json::array())) query.order_by.push_back(order_item(item));
   if (fields.at("limitOption") == "LIMIT_OPTION_WITH_TIES") {
@@ -152,19 +158,48 @@ OutputItem Parser::output_item(const Json &target) const {
   return item;
 }
 
-TableName Parser::table(const Json &select) const {
+void Parser::from(const Json &select, Query &query) const {
   if (!select.contains("fromClause")) throw QueryError("FROM is missing: a query reads a table", text_.size());
   const Json &entries = select.at("fromClause");
-  for (const Json &entry : entries) {
-    if (!is_node(entry, "RangeVar")) refusals_.from_entry(entry);
+  from_item(entries[0], query);
+  for (std::size_t i = 1; i < entries.size(); ++i) {
+    if (!is_node(entries[i], "RangeVar")) refusals_.from_entry(entries[i]);
+    throw QueryError("tables side by side in FROM are not supported yet: write JOIN ... ON ...",
+                     node_position(node_fields(entries[i])));
   }
-  const Json &fields = node_fields(entries[0]);
+}
+
+// A table, or joins nested on the left: ((first JOIN second) JOIN third).
+void Parser::from_item(const Json &node, Query &query) const {
+  if (is_node(node, "RangeVar")) {
+    query.table = table(node_fields(node));
+    return;
+  }
+  if (!is_node(node, "JoinExpr")) refusals_.from_entry(node);
+  const Json &fields = node_fields(node);
+  from_item(fields.at("larg"), query);
+  refusals_.unknown_join(fields);
+  if (query.joins.size() == most_joins)
+    throw QueryError(fmt::format("more than {} joins in one query", most_joins), node_position(fields.at("rarg")));
+  Join join;
+  join.table = table(node_fields(fields.at("rarg")));
+  join.outer = fields.at("jointype") == "JOIN_LEFT";
+  const Json &condition = fields.at("quals");
+  join.position = node_position(node_fields(condition));
+  const std::string expected = "ON takes an equality of two columns here, one of them the joined table's";
+  if (!is_node(condition, "A_Expr")) throw QueryError(expected, join.position);
+  const Json &equality = node_fields(condition);
+  if (equality.at("kind") != "AEXPR_OP" || string_of(equality.at("name").back()) != "=" ||
+      !is_node(equality.at("lexpr"), "ColumnRef") || !is_node(equality.at("rexpr"), "ColumnRef"))
+    throw QueryError(expected, join.position);
+  join.sides[0] = expressions_.column(equality.at("lexpr"));
+  join.sides[1] = expressions_.column(equality.at("rexpr"));
+  query.joins.push_back(std::move(join));
+}
+
+TableName Parser::table(const Json &fields) const {
   const std::size_t position = node_position(fields);
   if (fields.contains("schemaname")) refusals_.unquoted_path(position);
-  if (entries.size() > 1) {
-    throw QueryError("more than one table in FROM (a join) is not supported yet",
-                     node_position(node_fields(entries[1])));
-  }
   if (!fields.contains("inh")) throw QueryError("ONLY is not supported", tokens_.find_keyword("only"));
   SqlRefusals::unknown_fields(fields, {"relname", "inh", "relpersistence", "alias", "location"}, "this form of FROM");
 
@@ -180,8 +215,12 @@ TableName Parser::table(const Json &select) const {
   return table;
 }
 
-Condition Parser::condition(const Json &node, SqlConditions::Clause clause) const {
-  return SqlConditions(clause, expressions_, refusals_).condition(node);
+Condition Parser::condition(const Json &node, SqlConditions::Clause clause, int depth) const {
+  const auto inner = [&](const Json &fields) {
+    if (depth == deepest_query) throw QueryError("queries are nested too deeply", node_position(fields));
+    return select(fields, depth + 1);
+  };
+  return SqlConditions(clause, tokens_, expressions_, refusals_, inner).condition(node);
 }
 
 std::variant<OutputPosition, Expression> Parser::grouped_or_ordered(const Json &node, std::string_view clause) const {

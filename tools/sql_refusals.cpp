@@ -145,7 +145,7 @@ void SqlRefusals::from_entry(const Json &node) const {
   const std::string &type = node_type(node);
   const Json &fields = node_fields(node);
   if (type == "JoinExpr") {
-    not_supported("JOIN is", tokens_.find_keyword("join").value_or(node_position(fields)));
+    not_supported("a join in parentheses is", tokens_.find_keyword("join").value_or(node_position(fields)));
   }
   if (type == "RangeSubselect") {
     // The sub-select has no position of its own; its keyword is the second SELECT of the text.
@@ -160,6 +160,27 @@ void SqlRefusals::from_entry(const Json &node) const {
     not_supported("TABLESAMPLE is", tokens_.find_keyword("tablesample").value_or(node_position(fields)));
   }
   not_supported(fmt::format("this entry of FROM (\"{}\") is", type), node_position(fields));
+}
+
+void SqlRefusals::unknown_join(const Json &fields) const {
+  const std::size_t joined_at = node_position(fields.at("rarg"));
+  // Its keywords stand in front of the joined table: the last ones there are its own.
+  const auto refuse = [&](std::string_view what, std::string_view keyword) {
+    std::size_t position = joined_at;
+    for (auto found = tokens_.find_keyword(keyword); found && *found < joined_at;
+         found = tokens_.find_keyword(keyword, *found + 1))
+      position = *found;
+    not_supported(what, position);
+  };
+  if (fields.contains("isNatural")) refuse("NATURAL JOIN is", "natural");
+  if (fields.at("jointype") == "JOIN_RIGHT") refuse("RIGHT JOIN is", "right");
+  if (fields.at("jointype") == "JOIN_FULL") refuse("FULL JOIN is", "full");
+  if (!is_node(fields.at("rarg"), "RangeVar")) from_entry(fields.at("rarg"));
+  if (fields.contains("usingClause"))
+    throw QueryError("USING is not supported yet: write ON and both columns",
+                     tokens_.find_keyword("using", joined_at).value_or(joined_at));
+  if (!fields.contains("quals")) refuse("a join without ON is", "join");
+  unknown_fields(fields, {"jointype", "larg", "rarg", "quals", "rtindex"}, "this form of JOIN");
 }
 
 void SqlRefusals::expression(const Json &node) const {

@@ -32,6 +32,9 @@ public:
   /// Refuses an entry of FROM that is not a table's name.
   [[noreturn]] void from_entry(const nlohmann::json &node) const;
 
+  /// Refuses what a join has beside two tables and a condition, and joins that keep rows of the second table.
+  void unknown_join(const nlohmann::json &fields) const;
+
   /// An unquoted file name in FROM, which the parser takes for a schema and a table.
   [[noreturn]] void unquoted_path(std::size_t position) const;
 

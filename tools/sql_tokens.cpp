@@ -52,6 +52,17 @@ std::optional<std::size_t> SqlTokens::index_at(std::size_t position) const {
   return static_cast<std::size_t>(found - tokens_.begin());
 }
 
+std::string SqlTokens::text_in_parentheses(std::size_t start) const {
+  std::size_t opened_at = 0;
+  int depth = 0;
+  for (std::size_t i = 0; i < tokens_.size(); ++i) {
+    if (tokens_[i].start < start) continue;
+    if (text(i) == "(" && ++depth == 1) opened_at = tokens_[i].start;
+    if (text(i) == ")" && --depth == 0) return std::string(query_.substr(opened_at, tokens_[i].end - opened_at));
+  }
+  return {};
+}
+
 std::string SqlTokens::name_at(std::size_t position, const std::string &parsed) const {
   const auto index = index_at(position);
   if (!index) return parsed;

@@ -35,6 +35,9 @@ public:
   const SqlToken &operator[](std::size_t index) const { return tokens_[index]; }
   std::string_view text(std::size_t index) const;
 
+  /// The text of the first pair of parentheses from `start` on, with them; empty without one.
+  std::string text_in_parentheses(std::size_t start) const;
+
   /// The name at `position`, of which the parser made `parsed`: it cuts long names. With the case of one in quotes.
   std::string name_at(std::size_t position, const std::string &parsed) const;
 

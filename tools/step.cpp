@@ -21,6 +21,12 @@ Step kernel_step(ub4 key, const std::string &condition) {
   return step;
 }
 
+Step translation_step(ub4 key, const host::TranslationTable &table, const std::string &condition) {
+  Step step = kernel_step(key, condition);
+  step.translation = {table.mapping(), table.width(), table.stored_bytes()};
+  return step;
+}
+
 Step row_step(const char *name, const std::string &condition) {
   Step step;
   step.kind = Step::Kind::row_by_row;

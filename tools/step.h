@@ -3,11 +3,29 @@
 #define MIPO_TOOLS_STEP_H
 
 #include <chrono>
+#include <optional>
 #include <string>
 
+#include "mipo/host/translation_table.h"
 #include "mipo/integers.h"
 
 namespace mipo::tools {
+
+class Stopwatch {
+public:
+  double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
+
+private:
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point start_ = Clock::now();
+};
+
+/// The table that a translation kernel looks codes up in.
+struct TranslationUsed {
+  host::TableMapping mapping;
+  host::EntryWidth width;
+  std::size_t bytes;
+};
 
 /// One call of a kernel or of an entry of the record, or rows that the program reads one by one.
 struct Step {
@@ -22,21 +40,29 @@ struct Step {
   ub8 rows_read = 0;       // rows that the call looked at: rows_in of a selective call, else all
   bool selective = false;
   double seconds = 0;
-};
+  std::optional<TranslationUsed> translation;
 
-class Stopwatch {
-public:
-  double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
-
-private:
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point start_ = Clock::now();
+  /// Adds the time that has passed, and rows.
+  void add(const Stopwatch &stopwatch, ub8 in, ub8 read) {
+    seconds += stopwatch.seconds();
+    rows_in += in;
+    rows_read += read;
+  }
+  /// Adds the time and rows of the same step on another thread.
+  void add(const Step &other) {
+    seconds += other.seconds;
+    rows_in += other.rows_in;
+    rows_out += other.rows_out;
+    rows_read += other.rows_read;
+  }
 };
 
 /// A step by an entry of the record, which lies at `byte_in_record`.
 Step entry_step(const char *name, std::size_t byte_in_record, const std::string &condition);
 /// A step by a column kernel.
 Step kernel_step(ub4 key, const std::string &condition);
+/// A step by a translation kernel with this table.
+Step translation_step(ub4 key, const host::TranslationTable &table, const std::string &condition);
 /// A step that the program makes itself.
 Step row_step(const char *name, const std::string &condition);
 

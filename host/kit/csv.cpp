@@ -183,8 +183,10 @@ void CsvReader::take_header() {
       if (std::ranges::find(names_, name) == names_.end())
         fail(what + " is given for column " + printable(name) + ", but the columns are " + list_columns());
   };
-  check_names(options_.kinds, "a type");
-  check_names(options_.encodings, "an encoding");
+  if (!options_.may_lack_columns) {
+    check_names(options_.kinds, "a type");
+    check_names(options_.encodings, "an encoding");
+  }
   encoders_.resize(names_.size());
   has_header_ = true;
 }

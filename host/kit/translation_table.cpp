@@ -130,18 +130,82 @@ ub4 TranslationTable::group_key_key() const noexcept {
   return (of_table & ~ub4{3 << 5}) | MIPO_FAMILY_XLATE_GROUPKEY << 5;
 }
 
-std::vector<ub4> equal_codes(const Dictionary &from, const Dictionary &to) {
-  if (from.type() != to.type())
-    throw ValueError(type_name(from.type()) + " and " + type_name(to.type()) + " have no values in common");
+ub4 handed_out(const void *entries, EntryWidth width, ub8 row) noexcept {
+  const auto *bytes = static_cast<const unsigned char *>(entries);
+  const unsigned bits = bits_of(width);
+  ub4 entry = 0;
+  if (bits < 8) {
+    const unsigned per_byte = 8 / bits;
+    entry = ub4{bytes[row / per_byte]} >> row % per_byte * bits & ((1u << bits) - 1);
+  } else {
+    std::memcpy(&entry, bytes + row * (bits / 8), bits / 8);
+  }
+  return entry == static_cast<ub4>((ub8{1} << bits) - 1) ? no_entry : entry;
+}
+
+std::size_t handed_out_bytes(ub8 rows, EntryWidth width) noexcept {
+  return bytes_of(rows, width);
+}
+
+TranslatedCodes::TranslatedCodes(ub4 capacity)
+    : codes_(std::size_t{capacity} * sizeof(ub4)), records_(std::make_unique<Records>()) {
+  *records_ = {};
+  records_->enc_ctx.flags = MIPO_HASHED;
+  records_->enc_ctx.bits = 32;
+  records_->vec.data = codes_.data();
+  records_->vec.enc_ctx = &records_->enc_ctx;
+}
+
+void TranslatedCodes::set(std::span<const ub4> codes) noexcept {
+  auto *stored = reinterpret_cast<ub4 *>(codes_.data());
+  for (std::size_t row = 0; row < codes.size(); ++row) stored[row] = __builtin_bswap32(codes[row]);
+  records_->vec.nrows = static_cast<ub4>(codes.size());
+}
+
+namespace {
+
+__extension__ typedef __int128 WideNumber;
+
+bool has_numbers(const Domain &domain) {
+  return domain.type().kind == ValueKind::integer || domain.type().kind == ValueKind::decimal;
+}
+
+// The order of the value of a code of `from` and one of `to`.
+class ValueOrder {
+public:
+  ValueOrder(const Domain &from, const Domain &to) : from_(from), to_(to) {
+    if (has_numbers(from) && has_numbers(to)) {
+      for (int scale = from.type().scale; scale < to.type().scale; ++scale) from_factor_ *= 10;
+      for (int scale = to.type().scale; scale < from.type().scale; ++scale) to_factor_ *= 10;
+    } else if (from.type() != to.type()) {
+      throw ValueError(type_name(from.type()) + " and " + type_name(to.type()) + " have no values in common");
+    }
+  }
+
+  int operator()(ub8 a, ub8 b) const {
+    if (from_.type().kind == ValueKind::text) return from_.text(a).compare(to_.text(b));
+    const WideNumber left = from_factor_ * from_.number(a), right = to_factor_ * to_.number(b);
+    return (left > right) - (left < right);
+  }
+
+private:
+  const Domain &from_, &to_;
+  WideNumber from_factor_ = 1, to_factor_ = 1;
+};
+
+} // namespace
+
+std::vector<ub4> equal_codes(const Domain &from, const Domain &to) {
+  if (std::max(from.code_count(), to.code_count()) >= no_entry)
+    throw ArgumentError("translation between domains of 2^32 - 1 codes or more");
   // Both ascend: one walk finds all.
   std::vector<ub4> codes(from.code_count(), no_entry);
-  const bool texts = from.type().kind == ValueKind::text;
+  const ValueOrder order(from, to);
   for (ub8 a = from.first_code(), b = to.first_code(); a < from.code_count() && b < to.code_count();) {
-    const int order =
-        texts ? from.text(a).compare(to.text(b)) : (from.number(a) > to.number(b)) - (from.number(a) < to.number(b));
-    if (order == 0) codes[a] = static_cast<ub4>(b);
-    a += order <= 0;
-    b += order >= 0;
+    const int ordered = order(a, b);
+    if (ordered == 0) codes[a] = static_cast<ub4>(b);
+    a += ordered <= 0;
+    b += ordered >= 0;
   }
   return codes;
 }

@@ -16,6 +16,7 @@ struct CsvOptions {
   std::string table_name;                    ///< empty: the file's name up to its first point
   std::map<std::string, ValueKind> kinds;    ///< by column name; the others are inferred from all their values
   std::map<std::string, Encoding> encodings; ///< by column name; the others are chosen from the data
+  bool may_lack_columns = false;             ///< kinds and encodings of columns that the file lacks are passed over
   char delimiter = ',';
   Compressor compressor; ///< as in ColumnOptions; zstd_compress for compressed encodings if there is none
   /// Called now and then with the bytes of the file read so far and the size of the file. May throw to stop.
@@ -29,9 +30,9 @@ struct CsvOptions {
 /// or CR. A byte order mark in front is skipped.
 ///
 /// Throws CsvError, naming file, line and column, for: a file that cannot be read or decompressed, no header, an empty
-/// or repeated column name, an override for a column that does not exist, a row with another number of fields than the
-/// header, broken quoting, bytes that are not UTF-8, a field that is no value of the column's given kind, and an
-/// encoding that cannot hold the values of its column.
+/// or repeated column name, an override for a column that does not exist (unless it may lack columns), a row with
+/// another number of fields than the header, broken quoting, bytes that are not UTF-8, a field that is no value of the
+/// column's given kind, and an encoding that cannot hold the values of its column.
 Table read_csv(const std::filesystem::path &path, const CsvOptions &options = {});
 
 } // namespace mipo::host

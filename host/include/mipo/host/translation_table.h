@@ -9,7 +9,7 @@
 
 #include "mipo/call.h"
 #include "mipo/host/aligned_buffer.h"
-#include "mipo/host/dictionary.h"
+#include "mipo/host/domain.h"
 #include "mipo/keys.h"
 #include "mipo/xlate.h"
 
@@ -81,9 +81,35 @@ private:
   std::unique_ptr<Records> records_;
 };
 
+/// What a kernel has handed out for a row, in the width of its table; `no_entry` for its absent value.
+ub4 handed_out(const void *entries, EntryWidth width, ub8 row) noexcept;
+/// Bytes that kernels hand out for so many rows.
+std::size_t handed_out_bytes(ub8 rows, EntryWidth width) noexcept;
+
+/// Codes in the layout that the kernels for `TranslatedRows::codes` take.
+class TranslatedCodes {
+public:
+  /// Room for so many codes.
+  explicit TranslatedCodes(ub4 capacity);
+
+  /// Takes the codes, in native byte order. There must be room for them.
+  void set(std::span<const ub4> codes) noexcept;
+  /// To hand to the kernel; lives as long as this.
+  const mipo_vec &vec() const noexcept { return records_->vec; }
+
+private:
+  struct Records {
+    mipo_enc_ctx enc_ctx;
+    mipo_vec vec;
+  };
+  AlignedBuffer codes_;
+  std::unique_ptr<Records> records_;
+};
+
 /// For each code of `from`, the code of the equal value of `to`; `no_entry` where there is none, and for rows without
-/// value. Throws ValueError if values of the two types cannot be equal.
-std::vector<ub4> equal_codes(const Dictionary &from, const Dictionary &to);
+/// value. Numbers with different digits behind the point can be equal. Throws ValueError if values of the two types
+/// cannot, ArgumentError for domains of 2^32 - 1 codes and more.
+std::vector<ub4> equal_codes(const Domain &from, const Domain &to);
 
 } // namespace mipo::host
 

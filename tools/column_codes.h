@@ -1,0 +1,60 @@
+// The codes that the selected rows of a chunk have in a column.
+#ifndef MIPO_TOOLS_COLUMN_CODES_H
+#define MIPO_TOOLS_COLUMN_CODES_H
+
+#include <vector>
+
+#include "chunk_rows.h"
+#include "row_column.h"
+#include "step.h"
+
+namespace mipo::tools {
+
+/// Whether a kernel unpacks the column's codes.
+bool unpacks_by_kernel(const host::Column &column);
+
+/// Codes of the stored column: of a joined one, those of its key. By kernel, or read one by one; the column must be
+/// plain or decompressed then. Chunks are read in ascending order.
+class ColumnCodes {
+public:
+  static constexpr ub8 no_value = ~ub8{0};
+
+  ColumnCodes(const host::Library &library, const RowColumn &column, ub4 chunk);
+
+  const RowColumn &column() const { return column_; }
+  bool by_kernel() const { return by_kernel_; }
+  /// Reads the chunk's codes, and adds rows and time to `step`.
+  void read(ChunkRows &rows, Step &step);
+  /// Stored codes, one for each selected row, if by_kernel().
+  const ub4 *unpacked() const { return unpacked_.data(); }
+
+  /// Calls take(i, code) for each of `count` rows with the code of the column's own value, or no_value.
+  void each(ub4 count, auto take) const {
+    if (by_kernel_ && column_.is_joined())
+      for (ub4 i = 0; i < count; ++i) take(i, value_by_code_[unpacked_[i]]);
+    else if (by_kernel_)
+      for (ub4 i = 0; i < count; ++i) take(i, has_null_ && unpacked_[i] == 0 ? no_value : unpacked_[i]);
+    else
+      for (ub4 i = 0; i < count; ++i) take(i, read_[i]);
+  }
+
+private:
+  void unpack(ChunkRows &rows);
+
+  const host::Library &library_;
+  const RowColumn &column_;
+  const host::EncodedColumn &data_;
+  bool by_kernel_, has_null_;
+  mipo_vec vec_;
+  std::vector<ub4> unpacked_;      // stored codes
+  std::vector<ub8> read_;          // codes of values
+  std::vector<ub8> value_by_code_; // of a joined column that a kernel unpacks
+  ub4 run_index_ = 0, run_end_ = 0;
+};
+
+/// A step for the reading of a column's codes.
+Step codes_step(const RowColumn &column, const std::string &condition);
+
+} // namespace mipo::tools
+
+#endif

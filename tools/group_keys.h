@@ -1,0 +1,58 @@
+// The group numbers of the selected rows of chunks.
+#ifndef MIPO_TOOLS_GROUP_KEYS_H
+#define MIPO_TOOLS_GROUP_KEYS_H
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "column_codes.h"
+#include "key_space.h"
+#include "mipo/host/library.h"
+
+namespace mipo::tools {
+
+/// Digits by code, as the kernels that fold them into group numbers read them: one table for each column.
+class DigitTables {
+public:
+  /// The digits are handed out by the translation kernels, each table in a step. There are none unless the method is
+  /// folding.
+  DigitTables(const host::Library &library, const KeySpace &keys, std::vector<Step> &steps);
+
+  struct Table {
+    std::vector<std::byte> entries;
+    ub4 key; // of the kernel that folds them
+  };
+  const Table &operator[](std::size_t place) const { return tables_[place]; }
+
+private:
+  std::vector<Table> tables_;
+};
+
+class GroupKeys {
+public:
+  /// All must outlive it.
+  GroupKeys(const host::Library &library, const KeySpace &keys, const DigitTables &digits, ub4 chunk);
+
+  /// What read() has to be given: the steps of its work, without rows or time.
+  static std::vector<Step> blank_steps(const KeySpace &keys, const DigitTables &digits);
+  /// Adds rows and time to `steps`, which are the blank ones.
+  void read(ChunkRows &rows, std::span<Step> steps);
+  const ub4 *data() const { return numbers_.data(); }
+
+private:
+  void read_codes(ChunkRows &rows);
+  void fold(ChunkRows &rows, std::span<Step> steps);
+
+  const host::Library &library_;
+  const KeySpace &keys_;
+  const DigitTables &digits_;
+  std::vector<ub4> numbers_, further_codes_;
+  std::vector<mipo_vec> columns_;                   // by codes
+  std::vector<std::unique_ptr<ColumnCodes>> codes_; // by folding: of each stored column once
+  std::vector<std::size_t> codes_of_place_;
+};
+
+} // namespace mipo::tools
+
+#endif

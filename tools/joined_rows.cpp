@@ -1,0 +1,96 @@
+#include "joined_rows.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "mipo/host/translation_table.h"
+#include "mipo/host/zstd_decompressor.h"
+#include "query_error.h"
+
+namespace mipo::tools {
+namespace {
+
+void check_code_count(const RowColumn &column, std::size_t position) {
+  const ub8 codes = column.domain().code_count();
+  if (codes <= most_join_codes) return;
+  std::string message =
+      fmt::format("{} has {} codes: columns of at most {} can be looked up", column.name, codes, most_join_codes);
+  if (!column.values->data.has_dictionary())
+    message += fmt::format("; with --encode {}=dict they may be fewer", column.values->name);
+  throw QueryError(message, position);
+}
+
+// The row of each value of a column that has none of them twice.
+std::vector<ub4> rows_by_value(const RowColumn &unique, std::size_t position) {
+  const host::EncodedColumn &data = unique.values->data;
+  host::ZstdDecompressor decompressor;
+  data.decompress(decompressor);
+  std::vector<ub4> rows(unique.domain().code_count(), no_row);
+  for (ub4 row = 0; row < data.rows(); ++row) {
+    if (!data.has_value(row)) continue;
+    const ub8 code = data.code(row);
+    if (rows[code] != no_row) {
+      throw QueryError(fmt::format("{} is not unique: two rows have {}. Joins to several rows are not supported yet; "
+                                   "the table with many rows goes first, behind FROM",
+                                   unique.name, unique.domain().value(code)),
+                       position);
+    }
+    rows[code] = row;
+  }
+  return rows;
+}
+
+} // namespace
+
+std::vector<ub4> equal_codes(const RowColumn &from, const RowColumn &to, std::size_t position) {
+  check_code_count(from, position);
+  check_code_count(to, position);
+  // A column of empty fields is called text, but nothing is known of its type.
+  if (from.domain().value_count() == 0 || to.domain().value_count() == 0)
+    return std::vector<ub4>(from.domain().code_count(), host::no_entry);
+  try {
+    return host::equal_codes(from.domain(), to.domain());
+  } catch (const host::ValueError &error) {
+    throw QueryError(fmt::format("{} and {}: {}", from.name, to.name, error.what()), position);
+  }
+}
+
+JoinedRows::JoinedRows(const RowColumn &left, const RowColumn &right, bool outer, std::size_t position)
+    : key_(left.is_joined() ? left.key : &left), outer_(outer) {
+  const std::vector<ub4> equal = equal_codes(left, right, position), rows = rows_by_value(right, position);
+  check_code_count(*key_, position);
+  row_by_code_.assign(key_->domain().code_count(), no_row);
+  for (ub8 code = key_->domain().first_code(); code < row_by_code_.size(); ++code) {
+    const std::optional<ub8> value = left.value_of(code);
+    if (value && equal[*value] != host::no_entry) row_by_code_[code] = rows[equal[*value]];
+  }
+}
+
+RowColumn JoinedRows::column(const host::Column &column, std::string name) const {
+  host::ZstdDecompressor decompressor;
+  column.data.decompress(decompressor);
+  RowColumn joined{std::move(name), &column, key_, {}, {}, outer_ && key_->lacks_values};
+  const auto value_at = [&](ub8 code) -> std::optional<ub8> {
+    const ub4 row = row_by_code_[code];
+    return row != no_row && column.data.has_value(row) ? std::optional(column.data.code(row)) : std::nullopt;
+  };
+  const ub8 first = key_->domain().first_code();
+  for (ub8 code = first; code < row_by_code_.size(); ++code) {
+    const std::optional<ub8> value = value_at(code);
+    if (value) joined.ranked.push_back(*value);
+    joined.lacks_values |= !value && (outer_ || has_row(code));
+  }
+  std::sort(joined.ranked.begin(), joined.ranked.end());
+  joined.ranked.erase(std::unique(joined.ranked.begin(), joined.ranked.end()), joined.ranked.end());
+  joined.rank_by_code.assign(row_by_code_.size(), host::no_entry);
+  for (ub8 code = first; code < row_by_code_.size(); ++code) {
+    if (const std::optional<ub8> value = value_at(code)) {
+      const auto found = std::lower_bound(joined.ranked.begin(), joined.ranked.end(), *value);
+      joined.rank_by_code[code] = static_cast<ub4>(found - joined.ranked.begin());
+    }
+  }
+  return joined;
+}
+
+} // namespace mipo::tools

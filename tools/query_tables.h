@@ -1,0 +1,43 @@
+// The tables of a query: files, each read once however often the query names it.
+#ifndef MIPO_TOOLS_QUERY_TABLES_H
+#define MIPO_TOOLS_QUERY_TABLES_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "file_reading.h"
+#include "mipo/host/table.h"
+#include "query.h"
+
+namespace mipo::tools {
+
+class QueryTables {
+public:
+  /// `files` are bound to names in FROM; other names are paths. Both must outlive the object.
+  QueryTables(const std::map<std::string, std::string> &files, const ReadingOptions &options)
+      : files_(files), options_(options) {}
+
+  /// Reads the files of all tables that the query names, also in the queries within it. Throws QueryError for a name
+  /// that stands for no file, what read_file() throws, and host::Error for options about columns that no table has.
+  void read(const Query &query);
+
+  /// The table of a name that was read.
+  const host::Table &table(const TableName &name) const { return tables_.at(file_of(name)); }
+  /// How reading went, file by file.
+  const std::vector<Reading> &readings() const { return readings_; }
+
+private:
+  std::string file_of(const TableName &table) const;
+  void check_options() const;
+
+  const std::map<std::string, std::string> &files_;
+  const ReadingOptions &options_;
+  std::map<std::string, host::Table> tables_; // by file
+  std::vector<Reading> readings_;
+};
+
+} // namespace mipo::tools
+
+#endif

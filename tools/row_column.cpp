@@ -1,0 +1,25 @@
+#include "row_column.h"
+
+#include "mipo/host/translation_table.h"
+
+namespace mipo::tools {
+
+std::optional<ub8> RowColumn::value_of(ub8 stored_code) const {
+  if (!is_joined()) return domain().is_null(stored_code) ? std::nullopt : std::optional(stored_code);
+  const ub4 rank = rank_by_code[stored_code];
+  return rank == host::no_entry ? std::nullopt : std::optional(ranked[rank]);
+}
+
+std::optional<ub8> RowColumn::code(ub4 row) const {
+  const host::EncodedColumn &data = stored().data;
+  if (!data.has_value(row)) return std::nullopt;
+  return value_of(data.code(row));
+}
+
+RowColumn own_column(const host::Column &column, std::string name) {
+  RowColumn own{std::move(name), &column, nullptr, {}, {}, false};
+  own.lacks_values = column.data.rows_without_value() != 0;
+  return own;
+}
+
+} // namespace mipo::tools

@@ -1,0 +1,42 @@
+// A column as the rows of a query see it. The rows are those of the first table; each row of it has a row of every
+// joined table, or none, and which one hangs on the code that it has in a column of the first table, the key:
+//
+//   row ──> code of the key ──> value of the joined column        flights.origin ──> airports.state
+//
+#ifndef MIPO_TOOLS_ROW_COLUMN_H
+#define MIPO_TOOLS_ROW_COLUMN_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mipo/host/table.h"
+
+namespace mipo::tools {
+
+struct RowColumn {
+  std::string name;               ///< with the table's in front, if the query has several tables
+  const host::Column *values;     ///< the column that the values are of
+  const RowColumn *key = nullptr; ///< of a joined column: a column of the first table
+  std::vector<ub8> ranked;        ///< of a joined column: the codes of values that rows may have, ascending
+  std::vector<ub4> rank_by_code;  ///< by code of the key: which of these, or host::no_entry
+  bool lacks_values = false;      ///< some rows may be without value
+
+  const host::Domain &domain() const { return values->domain(); }
+  const host::ValueType &type() const { return values->type(); }
+  bool is_joined() const { return key != nullptr; }
+  /// The column of the first table whose codes the rows have.
+  const host::Column &stored() const { return is_joined() ? *key->values : *values; }
+
+  /// The code of the value that goes with a code of stored(); nothing if there is none.
+  std::optional<ub8> value_of(ub8 stored_code) const;
+  /// The code of a row's value; nothing for a row without value. stored() must be plain or decompressed.
+  std::optional<ub8> code(ub4 row) const;
+};
+
+/// A column of the first table.
+RowColumn own_column(const host::Column &column, std::string name);
+
+} // namespace mipo::tools
+
+#endif

@@ -1,0 +1,203 @@
+#include "translation.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <deque>
+#include <numeric>
+
+#include <fmt/format.h>
+
+#include "column_codes.h"
+#include "parallel.h"
+#include "row_ranges.h"
+
+namespace mipo::tools {
+namespace {
+
+// Rows of a chunk: their codes, as unpacked and as translated, stay in the first-level cache.
+constexpr ub4 chunk_rows = 1 << 12;
+
+// Of fewer rows than one in so many, each is looked up by itself; of more, all are, and those asked for are kept.
+constexpr ub8 one_in = 4;
+
+void check(ub4 code, const Step &step) {
+  if (code == MIPO_DONE || code == MIPO_EMPTY) return;
+  throw host::Error(fmt::format("{} answered {}: {}", step.name, host::code_name(code), host::code_text(code)));
+}
+
+// The codes that rows have in a column of the first table, a chunk at a time, for translation kernels.
+class CodesToTranslate {
+public:
+  CodesToTranslate(const host::Library &library, const RowColumn &column, ub4 rows, Step reading, Step translating)
+      : rows_(library, nullptr, rows),
+        codes_(library, column, chunk_rows),
+        vec_(chunk_rows),
+        reading_(std::move(reading)),
+        translating_(std::move(translating)) {
+    if (!codes_.by_kernel()) read_.resize(chunk_rows);
+  }
+
+  // Calls translate(codes) with the codes of the rows from `begin` on.
+  void chunk(ub4 begin, ub4 end, auto translate) {
+    rows_.go_to(begin, end);
+    codes_.read(rows_, reading_);
+    const ub4 count = end - begin;
+    const Stopwatch stopwatch;
+    if (codes_.by_kernel()) {
+      vec_.set({codes_.unpacked(), count});
+    } else {
+      // No code is that of no value: no table has it.
+      codes_.each(count, [&](ub4 i, ub8 code) { read_[i] = static_cast<ub4>(code); });
+      vec_.set({read_.data(), count});
+    }
+    translate(vec_.vec());
+    translating_.add(stopwatch, count, count);
+  }
+
+  void add_steps(Step &reading, Step &translating) const {
+    reading.add(reading_);
+    translating.add(translating_);
+  }
+
+private:
+  ChunkRows rows_;
+  ColumnCodes codes_;
+  host::TranslatedCodes vec_;
+  std::vector<ub4> read_;
+  Step reading_, translating_;
+};
+
+bool any_selected(const host::BitVector &bits, ub4 begin, ub4 end) {
+  const ub8 *words = bits.words();
+  return std::any_of(words + begin / 64, words + (ub8{end} + 63) / 64, [](ub8 word) { return word != 0; });
+}
+
+void for_each_chunk(ub4 first, ub4 end, auto take) {
+  for (ub4 begin = first; begin < end;) {
+    const ub4 stop = end - begin < chunk_rows ? end : begin + chunk_rows;
+    take(begin, stop);
+    begin = stop;
+  }
+}
+
+} // namespace
+
+host::Result rows_in_table(const host::Library &library, const host::TranslationTable &table, const RowColumn &column,
+                           const host::Result *within, unsigned threads, const std::string &condition,
+                           std::vector<Step> &steps) {
+  const host::EncodedColumn &data = column.stored().data;
+  const ub4 rows = data.rows();
+  Step reading = codes_step(column, "codes of " + column.name);
+  Step translating = translation_step(table.key(), table, condition);
+  translating.selective = within != nullptr && ub8{within->count()} * one_in < rows;
+  const auto kernel = library.xlate(table.key());
+  host::Result result(rows);
+  if (data.has_runs()) threads = 1;
+  const std::vector<ub4> bounds = bounds_of_ranges(rows, threads);
+  std::vector<ub4> counts(threads);
+  std::deque<CodesToTranslate> codes;
+  for (unsigned i = 0; i < threads; ++i) codes.emplace_back(library, column, rows, reading, translating);
+  in_parallel(threads, [&](unsigned i) {
+    for_each_chunk(bounds[i], bounds[i + 1], [&](ub4 begin, ub4 end) {
+      if (within != nullptr && !any_selected(within->bits(), begin, end)) return;
+      codes[i].chunk(begin, end, [&](const mipo_vec &source) {
+        ub4 first_and_last[2];
+        mipo_vec target{};
+        target.bv = result.bits().words() + begin / 64;
+        target.data = first_and_last;
+        mipo_call_ctx ctx{};
+        ctx.xlate_ctx = table.range();
+        ctx.eval_flags = MIPO_EVAL_COUNT_ONLY;
+        if (translating.selective) ctx.ones_vec = within->bits().words() + begin / 64;
+        check(kernel(&target, &source, &table.vec(), &ctx), translating);
+        if (within != nullptr && !translating.selective) {
+          target.nset = 0;
+          for (ub4 word = begin / 64; word < (ub8{end} + 63) / 64; ++word) {
+            ub8 &bits = result.bits().words()[word];
+            bits &= within->bits().words()[word];
+            target.nset += static_cast<ub4>(std::popcount(bits));
+          }
+        }
+        counts[i] += target.nset;
+      });
+    });
+  });
+  result.vec()->nset = std::accumulate(counts.begin(), counts.end(), ub4{0});
+  for (const CodesToTranslate &of_thread : codes) of_thread.add_steps(reading, translating);
+  for (Step *step : {&reading, &translating}) step->seconds /= threads;
+  reading.rows_out = reading.rows_in;
+  translating.rows_in = within != nullptr ? within->count() : rows;
+  translating.rows_out = result.count();
+  steps.push_back(std::move(reading));
+  steps.push_back(std::move(translating));
+  return result;
+}
+
+Step hand_out(const host::Library &library, const host::TranslationTable &table, std::span<const ub4> codes,
+              std::byte *entries, const std::string &condition) {
+  const ub4 key = table.key(host::TranslatedRows::codes, true);
+  Step step = translation_step(key, table, condition);
+  const auto count = static_cast<ub4>(codes.size());
+  host::TranslatedCodes source(count);
+  source.set(codes);
+  host::Result found(count);
+  ub4 first_and_last[2];
+  found.vec()->data = first_and_last;
+  mipo_call_ctx ctx{};
+  ctx.xlate_ctx = table.range();
+  ctx.xlate_out = entries;
+  const auto kernel = library.xlate(key);
+  const Stopwatch stopwatch;
+  check(kernel(found.vec(), &source.vec(), &table.vec(), &ctx), step);
+  step.add(stopwatch, count, count);
+  step.rows_out = found.count();
+  return step;
+}
+
+HandedOutRanks::HandedOutRanks(const host::Library &library, const RowColumn &joined, const host::Result &within,
+                               std::vector<Step> &steps)
+    : joined_(&joined) {
+  const RowColumn &key_column = *joined.key;
+  const ub4 rows = key_column.stored().data.rows();
+  const host::TranslationTable table{std::span(joined.rank_by_code)};
+  const ub4 key = table.key(host::TranslatedRows::codes, true);
+  width_ = table.width();
+  entries_.resize(host::handed_out_bytes(rows, width_) + 1);
+  Step reading = codes_step(key_column, "codes of " + key_column.name);
+  Step translating = translation_step(key, table, joined.name);
+  CodesToTranslate codes(library, key_column, rows, reading, translating);
+  host::Result found(rows);
+  const auto kernel = library.xlate(key);
+  for_each_chunk(0, rows, [&](ub4 begin, ub4 end) {
+    if (!any_selected(within.bits(), begin, end)) return;
+    codes.chunk(begin, end, [&](const mipo_vec &source) {
+      std::byte *const out = entries_.data() + host::handed_out_bytes(begin, width_);
+      // Under a selection kernels leave the places of codes out of range as they are.
+      std::memset(out, 0xff, host::handed_out_bytes(end - begin, width_));
+      ub4 first_and_last[2];
+      mipo_vec target{};
+      target.bv = found.bits().words() + begin / 64;
+      target.data = first_and_last;
+      mipo_call_ctx ctx{};
+      ctx.xlate_ctx = table.range();
+      ctx.xlate_out = out;
+      ctx.ones_vec = within.bits().words() + begin / 64;
+      check(kernel(&target, &source, &table.vec(), &ctx), translating);
+      translating.rows_out += target.nset;
+    });
+  });
+  codes.add_steps(reading, translating);
+  reading.rows_out = reading.rows_in;
+  translating.rows_in = within.count();
+  translating.selective = true;
+  steps.push_back(std::move(reading));
+  steps.push_back(std::move(translating));
+}
+
+std::optional<ub8> HandedOutRanks::code(ub4 row) const {
+  const ub4 rank = host::handed_out(entries_.data(), width_, row);
+  return rank == host::no_entry ? std::nullopt : std::optional(joined_->ranked[rank]);
+}
+
+} // namespace mipo::tools

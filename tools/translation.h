@@ -1,0 +1,48 @@
+// Rows whose codes a translation table has, and what it has for them, by the kernels for translation.
+#ifndef MIPO_TOOLS_TRANSLATION_H
+#define MIPO_TOOLS_TRANSLATION_H
+
+#include <map>
+#include <span>
+#include <vector>
+
+#include "mipo/host/library.h"
+#include "mipo/host/translation_table.h"
+#include "row_column.h"
+#include "step.h"
+
+namespace mipo::tools {
+
+/// Sets the bits of the rows whose code is in the table, on so many threads. With `within`, other rows are left out.
+/// The column must be one of the first table, and plain or decompressed. Adds the steps of reading codes and of looking
+/// them up.
+host::Result rows_in_table(const host::Library &library, const host::TranslationTable &table, const RowColumn &column,
+                           const host::Result *within, unsigned threads, const std::string &condition,
+                           std::vector<Step> &steps);
+
+/// Stores in `entries` (handed_out_bytes() of them) what the table has for each code.
+Step hand_out(const host::Library &library, const host::TranslationTable &table, std::span<const ub4> codes,
+              std::byte *entries, const std::string &condition);
+
+/// The ranks of a joined column's values, by row; of rows that were not asked for, anything.
+class HandedOutRanks {
+public:
+  /// For the rows of `within`. Adds the steps of reading codes and of handing out.
+  HandedOutRanks(const host::Library &library, const RowColumn &joined, const host::Result &within,
+                 std::vector<Step> &steps);
+
+  /// The code of the row's value, or nothing.
+  std::optional<ub8> code(ub4 row) const;
+
+private:
+  const RowColumn *joined_;
+  host::EntryWidth width_;
+  std::vector<std::byte> entries_;
+};
+
+/// Of all joined columns that a result without groups shows or is ordered by.
+using HandedOutColumns = std::map<const RowColumn *, HandedOutRanks>;
+
+} // namespace mipo::tools
+
+#endif
