@@ -9,6 +9,7 @@
 
 #include "mipo/host/bit_vector.h"
 #include "mipo/host/decimal_values.h"
+#include "mipo/host/dictionary.h"
 #include "mipo/host/errors.h"
 #include "mipo/host/library.h"
 #include "mipo/host/translation_table.h"
@@ -94,18 +95,14 @@ TEST(TranslationTables, FindWhatTheyWereMadeOf) {
   EXPECT_GT(empty.range()->min_code, empty.range()->max_code);
 }
 
-TEST(TranslationTables, EqualValuesHaveEachOthersCodes) {
+TEST(TranslationTables, EqualValuesFindEachOther) {
   const std::vector<std::string_view> from = {"ATL", "LAX", "ORD", "SFO"}, to = {"BOS", "LAX", "SFO", "ZRH"};
-  EXPECT_EQ(equal_codes(Dictionary(from, false), Dictionary(to, true)), (std::vector<ub4>{no_entry, 2, no_entry, 3}));
-  EXPECT_EQ(equal_codes(Dictionary({ValueKind::integer}, {-5, 3, 9}, true),
-                        Dictionary({ValueKind::integer}, {3, 4, 9}, false)),
-            (std::vector<ub4>{no_entry, no_entry, 0, 2}));
-  // 0.50 and 2.00 have equals among whole numbers, or not.
-  const Dictionary hundredths({ValueKind::decimal, 2}, {-100, 50, 200}, false),
-      whole({ValueKind::integer}, {-1, 2, 50}, true);
-  EXPECT_EQ(equal_codes(hundredths, whole), (std::vector<ub4>{1, no_entry, 2}));
-  EXPECT_EQ(equal_codes(whole, hundredths), (std::vector<ub4>{no_entry, 0, 2, no_entry}));
-  EXPECT_THROW(equal_codes(Dictionary(from, false), Dictionary({ValueKind::integer}, {1}, false)), ValueError);
+  EXPECT_EQ(equal_values(Dictionary(from, false), Dictionary(to, true)), (std::vector<ub4>{no_entry, 1, no_entry, 2}));
+  const ValueType hundredths{ValueKind::decimal, 2};
+  const Dictionary prices(hundredths, {-100, 50, 200}, false), counts({ValueKind::integer}, {-1, 2, 50}, true);
+  EXPECT_EQ(equal_values(prices, counts), (std::vector<ub4>{0, no_entry, 1}));
+  EXPECT_EQ(equal_values(counts, prices), (std::vector<ub4>{0, 2, no_entry}));
+  EXPECT_THROW(equal_values(Dictionary(from, false), counts), ValueError);
 }
 
 TEST(DecimalValues, BytesAndKeys) {

@@ -293,7 +293,7 @@ TEST(QueryAggregate, OutputColumnsAreNamedAsTheyAreCalculated) {
   };
   for (const auto &[written, name] : cases) {
     const tools::Query query = tools::parse_query(fmt::format("SELECT {} FROM flights", written));
-    EXPECT_EQ(tools::plan_query(query, engines.table()).output.front().name, name);
+    EXPECT_EQ(tools::plan_query(query, {&engines.table()}, {}).output.front().name, name);
   }
 }
 

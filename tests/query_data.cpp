@@ -41,8 +41,10 @@ void for_each_line(std::string_view text, Take take) {
 std::vector<std::string_view> fields_of(std::string_view line) {
   std::vector<std::string_view> fields;
   for (std::size_t start = 0;;) {
-    const std::size_t end = line.find(',', start);
-    fields.push_back(line.substr(start, end - start));
+    const bool quoted = line.substr(start, 1) == "\"";
+    const std::size_t end = line.find(',', quoted ? line.find('"', start + 1) : start);
+    const std::string_view field = line.substr(start, end - start);
+    fields.push_back(quoted ? field.substr(1, field.size() - 2) : field);
     if (end == std::string_view::npos) return fields;
     start = end + 1;
   }
@@ -92,19 +94,28 @@ std::string flights_with_gaps() {
   return text;
 }
 
-SqliteTable::SqliteTable(const std::string &declaration, std::string_view csv, const std::string &name)
-    : database_(nullptr, sqlite3_close), name_(name) {
+std::string airports_text() {
+  std::ifstream file(MIPO_TEST_AIRPORTS, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+SqliteTables::SqliteTables() : database_(nullptr, sqlite3_close) {
   sqlite3 *database = nullptr;
   const int opened = sqlite3_open(":memory:", &database);
   database_.reset(database);
   if (opened != SQLITE_OK) fail("open");
-  run("PRAGMA case_sensitive_like = ON; CREATE TABLE " + name_ + " (" + declaration + "); BEGIN");
+  run("PRAGMA case_sensitive_like = ON");
+}
+
+void SqliteTables::add(const std::string &declaration, std::string_view csv, const std::string &name) {
+  sqlite3 *const database = database_.get();
+  run("CREATE TABLE " + name + " (" + declaration + "); BEGIN");
   sqlite3_stmt *insert = nullptr;
   bool header = true;
   for_each_line(csv, [&](std::string_view line) {
     const auto fields = fields_of(line);
     if (header) {
-      std::string sql = "INSERT INTO " + name_ + " VALUES (?";
+      std::string sql = "INSERT INTO " + name + " VALUES (?";
       for (std::size_t i = 1; i < fields.size(); ++i) sql += ", ?";
       if (sqlite3_prepare_v2(database, (sql + ")").c_str(), -1, &insert, nullptr) != SQLITE_OK) fail("prepare");
       header = false;
@@ -124,8 +135,8 @@ SqliteTable::SqliteTable(const std::string &declaration, std::string_view csv, c
   run("COMMIT");
 }
 
-std::vector<std::uint32_t> SqliteTable::rows(const std::string &where_and_limit) const {
-  const std::string sql = "SELECT rowid - 1 FROM " + name_ + " " + where_and_limit;
+std::vector<std::uint32_t> SqliteTables::rows(const std::string &name, const std::string &where_and_limit) const {
+  const std::string sql = "SELECT rowid - 1 FROM " + name + " " + where_and_limit;
   sqlite3_stmt *statement = nullptr;
   if (sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail(sql);
   std::vector<std::uint32_t> rows;
@@ -136,7 +147,7 @@ std::vector<std::uint32_t> SqliteTable::rows(const std::string &where_and_limit)
   return rows;
 }
 
-ResultRows SqliteTable::result(const std::string &sql) const {
+ResultRows SqliteTables::result(const std::string &sql) const {
   sqlite3_stmt *statement = nullptr;
   if (sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail(sql);
   ResultRows rows;
@@ -158,11 +169,11 @@ ResultRows SqliteTable::result(const std::string &sql) const {
   return rows;
 }
 
-void SqliteTable::run(const std::string &sql) const {
+void SqliteTables::run(const std::string &sql) const {
   if (sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail(sql);
 }
 
-void SqliteTable::fail(const std::string &what) const {
+void SqliteTables::fail(const std::string &what) const {
   throw std::runtime_error(what + ": " + sqlite3_errmsg(database_.get()));
 }
 

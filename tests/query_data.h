@@ -33,14 +33,20 @@ struct Cell {
 };
 using ResultRows = std::vector<std::vector<Cell>>;
 
-/// A table of SQLite in memory with the rows of a CSV text without quotes: column types as declared, empty fields NULL.
-class SqliteTable {
-public:
-  /// `declaration` as in CREATE TABLE, for instance "delay INTEGER, origin TEXT".
-  SqliteTable(const std::string &declaration, std::string_view csv, const std::string &name = "flights");
+/// The text of the shipped airports.
+std::string airports_text();
 
-  /// The numbers (from 0) of the rows that a condition and what follows it select, in the order of the rows.
-  std::vector<std::uint32_t> rows(const std::string &where_and_limit) const;
+/// Tables of SQLite in memory with the rows of CSV texts, whose fields may stand in quotes but hold none: column types
+/// as declared, empty fields NULL.
+class SqliteTables {
+public:
+  SqliteTables();
+
+  /// `declaration` as in CREATE TABLE, for instance "delay INTEGER, origin TEXT".
+  void add(const std::string &declaration, std::string_view csv, const std::string &name);
+
+  /// The numbers (from 0) of the rows of a table that a condition and what follows it select, in the order of the rows.
+  std::vector<std::uint32_t> rows(const std::string &name, const std::string &where_and_limit) const;
   ResultRows result(const std::string &sql) const;
 
 private:
@@ -48,7 +54,6 @@ private:
   [[noreturn]] void fail(const std::string &what) const;
 
   std::unique_ptr<sqlite3, int (*)(sqlite3 *)> database_;
-  std::string name_;
 };
 
 } // namespace mipo::tests

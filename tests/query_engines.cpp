@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "plan.h"
 #include "result.h"
 #include "sql_parser.h"
 
@@ -65,41 +64,53 @@ std::string printed(const ResultRows &rows) {
 
 BothEngines::BothEngines(const std::string &declaration, const std::string &csv, const std::string &file,
                          const host::CsvOptions &options, const std::string &name)
-    : file_(scratch_file(file, csv)),
-      library_(host::Library::open()),
-      table_(host::read_csv(file_, options)),
-      sqlite_(declaration, csv, name) {
+    : first_(name), library_(host::Library::open()) {
+  add(declaration, csv, file, options, name);
 }
 
-void BothEngines::read_again(const host::CsvOptions &options) {
-  table_ = host::read_csv(file_, options);
+void BothEngines::add(const std::string &declaration, const std::string &csv, const std::string &file,
+                      const host::CsvOptions &options, const std::string &name) {
+  const std::string path = scratch_file(file, csv);
+  tables_.emplace(name, FileTable{path, host::read_csv(path, options)});
+  sqlite_.add(declaration, csv, name);
+}
+
+void BothEngines::read_again(const std::string &name, const host::CsvOptions &options) {
+  FileTable &known = tables_.at(name);
+  known.table = host::read_csv(known.file, options);
+}
+
+tools::AnsweredQuery BothEngines::answered(const std::string &sql, unsigned threads) const {
+  const auto find = [&](const tools::TableName &name) -> const host::Table & {
+    const auto found = tables_.find(name.name);
+    return (found != tables_.end() ? found : tables_.find(first_))->second.table;
+  };
+  return tools::answer_query(library_, tools::parse_query(sql), find, threads);
 }
 
 tools::Answer BothEngines::answer(const std::string &sql) const {
-  const tools::Plan plan = tools::plan_query(tools::parse_query(sql), table_);
-  tools::Answer answer = tools::execute(library_, plan);
-  answer.groups.reset();
-  return answer;
+  tools::AnsweredQuery answered = this->answered(sql, 1);
+  answered.answer.groups.reset();
+  return std::move(answered.answer);
 }
 
 void BothEngines::expect_same_rows(const std::string &column, const std::string &clause,
                                    const std::string &sqlite_clause) const {
-  const auto expected = sqlite_.rows(sqlite_clause);
+  const auto expected = sqlite_.rows(first_, sqlite_clause);
   const tools::Answer got = answer("SELECT " + column + " FROM flights " + clause);
-  EXPECT_EQ(got.rows, expected) << clause << "\n" << table_.row_count << " rows in all";
+  EXPECT_EQ(got.rows, expected) << clause << "\n" << table().row_count << " rows in all";
   if (sqlite_clause.find("LIMIT") == std::string::npos) {
     EXPECT_EQ(answer("SELECT count(*) FROM flights " + clause).row_count, expected.size()) << clause;
   }
 }
 
 ResultRows BothEngines::result(const std::string &sql, unsigned threads) const {
-  const tools::Plan plan = tools::plan_query(tools::parse_query(sql), table_);
-  const tools::Answer answer = tools::execute(library_, plan, threads);
-  const tools::ValueSource source(answer.groups.get());
+  const tools::AnsweredQuery answered = this->answered(sql, threads);
+  const tools::ValueSource source = answered.answer.values();
   ResultRows rows;
-  for (const ub4 number : answer.rows) {
+  for (const ub4 number : answered.answer.rows) {
     std::vector<Cell> &row = rows.emplace_back();
-    for (const tools::PlannedColumn &column : plan.output) {
+    for (const tools::PlannedColumn &column : answered.plan->output) {
       const tools::Value value = source.value(column.value, number);
       Cell &cell = row.emplace_back();
       if (!value.is_null()) value.append_to(cell.text.emplace());

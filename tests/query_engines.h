@@ -1,10 +1,11 @@
-// A CSV text read by the program and by SQLite, to put the same questions to both.
+// CSV texts read by the program and by SQLite, to put the same questions to both.
 #ifndef MIPO_TESTS_QUERY_ENGINES_H
 #define MIPO_TESTS_QUERY_ENGINES_H
 
+#include <map>
 #include <string>
 
-#include "executor.h"
+#include "answered_query.h"
 #include "mipo/host/csv.h"
 #include "mipo/host/library.h"
 #include "query_data.h"
@@ -18,10 +19,15 @@ public:
   BothEngines(const std::string &declaration, const std::string &csv, const std::string &file,
               const host::CsvOptions &options = {}, const std::string &name = "flights");
 
-  /// Reads the file once more, with other encodings.
-  void read_again(const host::CsvOptions &options);
+  /// One more table.
+  void add(const std::string &declaration, const std::string &csv, const std::string &file,
+           const host::CsvOptions &options, const std::string &name);
 
-  const host::Table &table() const { return table_; }
+  /// Reads a table's file once more, with other encodings.
+  void read_again(const host::CsvOptions &options) { read_again(first_, options); }
+  void read_again(const std::string &name, const host::CsvOptions &options);
+
+  const host::Table &table() const { return tables_.at(first_).table; }
 
   /// The rows and the steps. Without the groups, which would refer to the plan.
   tools::Answer answer(const std::string &sql) const;
@@ -36,12 +42,18 @@ public:
   void expect_same_result(const std::string &sql, Order order = Order::any, unsigned threads = 1) const;
 
 private:
+  struct FileTable {
+    std::string file;
+    host::Table table;
+  };
+
+  tools::AnsweredQuery answered(const std::string &sql, unsigned threads) const;
   ResultRows result(const std::string &sql, unsigned threads) const;
 
-  std::string file_;
+  std::string first_;
+  std::map<std::string, FileTable> tables_; // by name
   host::Library library_;
-  host::Table table_;
-  SqliteTable sqlite_;
+  SqliteTables sqlite_;
 };
 
 } // namespace mipo::tests

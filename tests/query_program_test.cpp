@@ -129,7 +129,7 @@ TEST(QueryProgram, ExplanationsKeepTheOutputReadableForPrograms) {
   EXPECT_EQ(step.at("rows_in"), 2);
   EXPECT_EQ(step.at("rows_out"), 2);
   EXPECT_EQ(step.at("selective"), false);
-  EXPECT_EQ(explain.at("reading").at("rows"), 4);
+  EXPECT_EQ(explain.at("reading").at(0).at("rows"), 4);
   EXPECT_GT(explain.at("kernel_seconds").get<double>(), 0);
 
   const Outcome csv =

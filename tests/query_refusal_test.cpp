@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "answered_query.h"
 #include "mipo/host/csv.h"
-#include "plan.h"
 #include "query_data.h"
 #include "query_error.h"
 #include "sql_parser.h"
@@ -19,10 +19,28 @@ struct Refusal {
   const char *message;
 };
 
+host::Table small_table() {
+  return host::read_csv(scratch_file("small.csv", "name,Size,size,when,price\n"
+                                                  "a,1,1,2001-01-01 10:00,1.50\n"
+                                                  ",2,,2001-01-02 10:00,2\n"));
+}
+
+// Whatever the name, the small table; but u is the other one.
+struct Tables {
+  host::Table small = small_table();
+  host::Table other = host::read_csv(scratch_file("other.csv", "id,twice,name,size,when\n"
+                                                               "1,a,x,7,2001-01-01\n"
+                                                               "2,a,y,8,\n"
+                                                               ",b,,9,2001-01-02\n"));
+};
+
 // The first line of the description, "<line>:<column>: <message>", or nothing if the query is accepted.
-std::string refusal_of(const std::string &sql, const host::Table &table) {
+std::string refusal_of(const std::string &sql, const Tables &tables) {
+  static const host::Library library = host::Library::open();
   try {
-    tools::plan_query(tools::parse_query(sql), table);
+    tools::answer_query(library, tools::parse_query(sql), [&](const tools::TableName &name) -> const host::Table & {
+      return name.name == "u" ? tables.other : tables.small;
+    });
     return {};
   } catch (const tools::QueryError &error) {
     const std::string text = tools::describe(error, sql);
@@ -30,20 +48,14 @@ std::string refusal_of(const std::string &sql, const host::Table &table) {
   }
 }
 
-host::Table small_table() {
-  return host::read_csv(scratch_file("small.csv", "name,Size,size,when,price\n"
-                                                  "a,1,1,2001-01-01 10:00,1.50\n"
-                                                  ",2,,2001-01-02 10:00,2\n"));
-}
-
 void expect_refused(const std::vector<Refusal> &refusals) {
-  const host::Table table = small_table();
+  const Tables tables;
   for (const Refusal &refusal : refusals) {
     std::string sql = refusal.sql;
     const std::size_t place = sql.find('@');
     ASSERT_NE(place, std::string::npos) << sql;
     sql.erase(place, 1);
-    const std::string got = refusal_of(sql, table);
+    const std::string got = refusal_of(sql, tables);
     EXPECT_EQ(got.rfind("1:" + std::to_string(place + 1) + ": ", 0), 0u) << sql << "\n" << got;
     EXPECT_NE(got.find(refusal.message), std::string::npos) << sql << "\n" << got;
   }
@@ -65,8 +77,7 @@ TEST(QueryRefusal, ClausesByName) {
       {"@WITH u AS (SELECT 1) SELECT * FROM u", "WITH"},
       {"SELECT name FROM t @UNION ALL SELECT name FROM t", "UNION"},
       {"@VALUES (1)", "VALUES"},
-      {"SELECT name FROM t @JOIN u ON t.a = u.a", "JOIN"},
-      {"SELECT name FROM t, @u", "more than one table"},
+      {"SELECT name FROM t, @u", "write JOIN ... ON ..."},
       {"SELECT name FROM (@SELECT 1) u", "sub-select in FROM"},
       {"SELECT name FROM @range(1)", "a function in FROM"},
       {"SELECT name FROM t @TABLESAMPLE system (3)", "TABLESAMPLE"},
@@ -83,6 +94,54 @@ TEST(QueryRefusal, ClausesByName) {
       {"@CREATE TABLE u (a int)", "CREATE is not supported"},
       {"@EXPLAIN SELECT * FROM t", "--explain"},
       {"SELECT * FROM t; @SELECT * FROM t", "more than one statement"},
+  });
+}
+
+TEST(QueryRefusal, Joins) {
+  expect_refused({
+      {"SELECT 1 FROM t @RIGHT JOIN u ON t.name = u.name", "RIGHT JOIN is"},
+      {"SELECT 1 FROM t @FULL JOIN u ON t.name = u.name", "FULL JOIN is"},
+      {"SELECT 1 FROM t @NATURAL JOIN u", "NATURAL JOIN is"},
+      {"SELECT 1 FROM t JOIN u @USING (name)", "write ON"},
+      {"SELECT 1 FROM t CROSS @JOIN u", "a join without ON"},
+      {"SELECT 1 FROM t LEFT JOIN (v @JOIN u ON v.name = u.name) ON t.name = u.name", "a join in parentheses"},
+      {"SELECT 1 FROM t JOIN u ON t.name = u.name JOIN (@SELECT 1) w ON t.name = w.name", "a sub-select in FROM"},
+      {"SELECT 1 FROM t JOIN u ON t.name @< u.name", "an equality of two columns"},
+      {"SELECT 1 FROM t JOIN u ON t.name @= 'x'", "an equality of two columns"},
+      {"SELECT 1 FROM t JOIN u ON t.name = u.name @AND t.size = u.size", "an equality of two columns"},
+      {"SELECT 1 FROM t JOIN u ON t.name @= t.size", "a column of u and one of the tables in front"},
+      {"SELECT 1 FROM t JOIN u ON u.name @= u.size", "a column of u and one of the tables in front"},
+      {"SELECT 1 FROM t JOIN u ON @t.nix = u.name", "there is no column nix; the columns are t.name, "},
+      {"SELECT 1 FROM t JOIN u ON t.name = @w.name", "the table w is not in FROM, which names t, u"},
+      {"SELECT 1 FROM t JOIN u ON t.name = u.name JOIN u AS w ON @nix = w.name", "there is no column nix"},
+      {"SELECT 1 FROM t JOIN @t ON t.name = t.name", "two tables are named t"},
+      {"SELECT 1 FROM t JOIN u ON @name = u.name", "name may be a column of u"},
+      {"SELECT 1 FROM t JOIN u ON t.name = @name", "name is a column of several tables"},
+      {"SELECT 1 FROM t JOIN u ON t.name @= u.twice", "u.twice is not unique: two rows have a"},
+      {"SELECT 1 FROM t JOIN u ON t.name @= u.id", "have no values in common"},
+      {"SELECT 1 FROM t JOIN u ON t.when @= u.when", "have no values in common"},
+      {"SELECT @name FROM t JOIN u ON t.name = u.name", "name may be t.name or u.name"},
+      {"SELECT @w.name FROM t JOIN u ON t.name = u.name", "the table w is not in FROM, which names t, u"},
+      {"SELECT @w.* FROM t JOIN u ON t.name = u.name", "the table w is not in FROM, which names t, u"},
+      {"SELECT @u.name FROM t JOIN u AS w ON t.name = w.name", "which names t, w"},
+      {"SELECT u.id FROM t JOIN u ON t.name = u.name GROUP BY u.id, u.twice HAVING @u.size > 1",
+       "column u.size must stand in GROUP BY"},
+  });
+}
+
+TEST(QueryRefusal, SubSelects) {
+  expect_refused({
+      {"SELECT * FROM t WHERE size @IN (SELECT id, size FROM u)", "one column: this one gives 2"},
+      {"SELECT * FROM t WHERE size @IN (SELECT count(*) FROM u)", "count is calculated"},
+      {"SELECT * FROM t WHERE size @IN (SELECT id + 1 FROM u)", "id + 1 is calculated"},
+      {"SELECT * FROM t WHERE size @IN (SELECT name FROM u)", "have no values in common"},
+      {"SELECT * FROM t WHERE size IN (SELECT id FROM u WHERE @price > 1)", "there is no column price"},
+      {"SELECT * FROM t WHERE size IN (SELECT id FROM u WHERE name @IN (SELECT id + 1 FROM u) LIMIT 1)",
+       "id + 1 is calculated"},
+      {"SELECT * FROM t WHERE lower(name) @IN (SELECT name FROM u)", "upper() and lower() with a sub-select"},
+      {"SELECT * FROM t WHERE size @+ 1 IN (SELECT id FROM u)", "calculations in WHERE"},
+      {"SELECT count(*) FROM t HAVING @count(*) IN (SELECT id FROM u)", "IN with a sub-select takes a column"},
+      {"SELECT * FROM t WHERE size @= ANY (SELECT id FROM u)", "sub-selects"},
   });
 }
 
@@ -111,7 +170,7 @@ TEST(QueryRefusal, ExpressionsByName) {
       {"SELECT * FROM t WHERE size @IS DISTINCT FROM 1", "IS DISTINCT FROM"},
       {"SELECT * FROM t WHERE size @BETWEEN SYMMETRIC 2 AND 1", "BETWEEN SYMMETRIC"},
       {"SELECT * FROM t WHERE size @= ANY ('{1}')", "ANY"},
-      {"SELECT * FROM t WHERE size @IN (SELECT 1)", "sub-selects"},
+      {"SELECT * FROM t WHERE size = @(SELECT 1)", "sub-selects"},
       {"SELECT * FROM t WHERE @EXISTS (SELECT 1)", "sub-selects"},
       {"SELECT * FROM t WHERE @CASE WHEN size = 1 THEN true END", "CASE"},
       {"SELECT * FROM t WHERE @coalesce(size, 1) = 1", "COALESCE"},
@@ -235,10 +294,10 @@ TEST(QueryRefusal, TextThatIsNotSqlPointsToTheFirstBadWord) {
       {"SELECT * FROM @flights.csv WHERE size = 1", "FROM \"flights.csv\""},
       {"SELECT * FROM @'data/flights.csv'", "FROM \"data/flights.csv\""},
   });
-  const host::Table table = small_table();
-  EXPECT_NE(refusal_of("", table).find("the query is empty"), std::string::npos);
-  EXPECT_NE(refusal_of(" ; -- nothing", table).find("the query is empty"), std::string::npos);
-  EXPECT_NE(refusal_of("SELECT \xff FROM t", table).find("not valid UTF-8"), std::string::npos);
+  const Tables tables;
+  EXPECT_NE(refusal_of("", tables).find("the query is empty"), std::string::npos);
+  EXPECT_NE(refusal_of(" ; -- nothing", tables).find("the query is empty"), std::string::npos);
+  EXPECT_NE(refusal_of("SELECT \xff FROM t", tables).find("not valid UTF-8"), std::string::npos);
   const auto repeated = [](const char *word) {
     std::string text;
     for (int i = 0; i < 2000; ++i) text += word;
@@ -249,7 +308,7 @@ TEST(QueryRefusal, TextThatIsNotSqlPointsToTheFirstBadWord) {
         "SELECT count(*) FROM t HAVING " + repeated("NOT ") + "count(*) = 1",
         "SELECT " + repeated("- ") + "size FROM t", "SELECT 1" + repeated(" + size") + " FROM t",
         "SELECT size FROM t ORDER BY sum(1" + repeated(" * size") + ")"}) {
-    EXPECT_NE(refusal_of(deep, table).find("nested too deeply"), std::string::npos) << deep.substr(0, 60);
+    EXPECT_NE(refusal_of(deep, tables).find("nested too deeply"), std::string::npos) << deep.substr(0, 60);
   }
 }
 
@@ -279,10 +338,10 @@ TEST(QueryRefusal, NamesAreTakenWhole) {
   EXPECT_THROW(tools::parse_query("SELECT a AS " + long_column + " FROM t"), tools::QueryError);
 
   const host::Table table = small_table();
-  const tools::Plan plan = tools::plan_query(tools::parse_query("SELECT SIZE, \"Size\", Price FROM t"), table);
-  EXPECT_EQ(plan.output[0].value.column, table.find("size"));
-  EXPECT_EQ(plan.output[1].value.column, table.find("Size"));
-  EXPECT_EQ(plan.output[2].value.column, table.find("price"));
+  const tools::Plan plan = tools::plan_query(tools::parse_query("SELECT SIZE, \"Size\", Price FROM t"), {&table}, {});
+  EXPECT_EQ(plan.output[0].value.column->values, table.find("size"));
+  EXPECT_EQ(plan.output[1].value.column->values, table.find("Size"));
+  EXPECT_EQ(plan.output[2].value.column->values, table.find("price"));
 }
 
 } // namespace

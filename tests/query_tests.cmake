@@ -6,10 +6,12 @@ add_executable(query_test
   query_aggregate_test.cpp
   query_data.cpp
   query_engines.cpp
+  query_join_test.cpp
   query_program_test.cpp
   query_refusal_test.cpp
   query_sqlite_test.cpp)
 target_compile_definitions(query_test PRIVATE
+  MIPO_TEST_AIRPORTS="${CMAKE_SOURCE_DIR}/data/airports.csv"
   MIPO_TEST_FLIGHTS="${CMAKE_SOURCE_DIR}/data/flights-300k.csv.zst"
   MIPO_TEST_PROGRAM="$<TARGET_FILE:mipo_cli>")
 target_link_libraries(query_test PRIVATE

@@ -254,16 +254,35 @@ ColumnTest test_of_codes(const RowColumn &column, const std::function<bool(ub8)>
   return test;
 }
 
+namespace {
+
+// The codes of `column` whose values are among those of a query.
+CodeSet equal_codes(const RowColumn &column, const QueryValues &values, std::size_t position) {
+  const Domain &from = values.column.domain(), &to = column.domain();
+  check_comparable(values.column, column, position);
+  std::vector<CodeRange> points;
+  const auto add = [&](ub8 code) { points.push_back({{code, false}, {code + 1, false}}); };
+  if (std::max(index_count(from), index_count(to)) <= most_join_codes) {
+    const std::vector<ub4> equal = equal_values(values.column, column, position);
+    for (const ub8 code : values.codes)
+      if (const ub4 value = equal[code - from.first_code()]; value != host::no_entry) add(value + to.first_code());
+  } else {
+    const bool numbers = from.type().kind == host::ValueKind::integer || from.type().kind == host::ValueKind::decimal;
+    const Literal::Form form = numbers ? Literal::Form::number : Literal::Form::string;
+    for (const ub8 code : values.codes)
+      if (const std::optional<ub8> found = to.find({form, from.value(code)})) add(*found);
+  }
+  return CodeSet(std::move(points));
+}
+
+} // namespace
+
 ColumnTest test_in_query(const TestedColumn &tested, const InQuery &in, const QueryValues &values) {
   if (tested.letter_case != LetterCase::as_is)
     throw QueryError("upper() and lower() with a sub-select are not supported yet", in.position);
-  const std::vector<ub4> equal = equal_codes(values.column, *tested.column, in.position);
-  std::vector<CodeRange> points;
-  for (const ub8 code : values.codes)
-    if (const ub8 member = equal[code]; member != host::no_entry)
-      points.push_back({{member, false}, {member + 1, false}});
+  const RowColumn &column = *tested.column;
   ColumnTest test =
-      test_of(*tested.column, CodeSet(std::move(points)), fmt::format("{} IN {}", tested.column->name, in.text));
+      test_of(column, equal_codes(column, values, in.position), fmt::format("{} IN {}", column.name, in.text));
   if (values.has_null) test.fails = {}; // a value that is not in the list may still equal the missing one
   test.null_fails = values.codes.empty() && !values.has_null; // nothing is among no rows, not even what is unknown
   test.from_other_rows = true;
@@ -423,7 +442,7 @@ std::vector<KernelCall> kernel_calls(const ColumnTest &test) {
     const bool before = end.strict && end.code < domain.code_count();
     calls.push_back(before ? predicate_call(MIPO_OP_LT, end.code) : predicate_call(MIPO_OP_LE, end.code - 1));
     calls.back().sees_null_code = true;
-  } else if (ranges.size() + nulls_are_code_0 > 1 && test.from_other_rows) {
+  } else if (ranges.size() + nulls_are_code_0 > 1 && test.from_other_rows && index_count(domain) <= most_join_codes) {
     calls.push_back(set_call(MIPO_OP_XLATE, ranges, nulls_are_code_0));
     if (takes_nulls && !nulls_are_code_0) calls.push_back(null_call(column));
   } else if (ranges.size() + takes_nulls > 1 && has_set_kernel(column)) {

@@ -159,10 +159,10 @@ host::Result Executor::call(const RowColumn &tested, const KernelCall &call, con
 }
 
 host::Result Executor::look_up(const RowColumn &column, const KernelCall &call, const host::Result *within) {
-  std::vector<bool> members(column.domain().code_count());
+  const ub8 base = index_base(column.domain());
+  std::vector<bool> members(index_count(column.domain()));
   for (const CodeRange &range : call.set.ranges())
-    std::fill(members.begin() + static_cast<std::ptrdiff_t>(range.lower.code),
-              members.begin() + static_cast<std::ptrdiff_t>(range.upper.code), true);
+    for (ub8 code = range.lower.code; code < range.upper.code; ++code) members[code - base] = true;
   decompress(column.stored());
   return rows_in_table(library_, host::TranslationTable::of_members(members), column, within, threads_for(rows_),
                        call.text, steps_);

@@ -12,19 +12,6 @@ namespace {
 // Kernels unpack up to this many codes behind the ones that are wanted: so they always see room left.
 constexpr ub4 spare = 64;
 
-// The stored columns of all places, each once.
-std::vector<const RowColumn *> columns_to_read(const KeySpace &keys, std::vector<std::size_t> &of_place) {
-  std::vector<const RowColumn *> columns;
-  for (std::size_t place = 0; place < keys.places(); ++place) {
-    const RowColumn &column = keys.column(place);
-    const auto same = std::find_if(columns.begin(), columns.end(),
-                                   [&](const RowColumn *other) { return &other->stored() == &column.stored(); });
-    of_place.push_back(static_cast<std::size_t>(same - columns.begin()));
-    if (same == columns.end()) columns.push_back(&column);
-  }
-  return columns;
-}
-
 } // namespace
 
 DigitTables::DigitTables(const host::Library &library, const KeySpace &keys, std::vector<Step> &steps) {
@@ -35,8 +22,9 @@ DigitTables::DigitTables(const host::Library &library, const KeySpace &keys, std
     std::vector<ub4> codes(digits.size());
     for (std::size_t code = 0; code < codes.size(); ++code) codes[code] = static_cast<ub4>(code);
     std::vector<std::byte> entries(host::handed_out_bytes(codes.size(), table.width()) + 1);
-    steps.push_back(hand_out(library, table, codes, entries.data(), "digits of " + keys.column(place).name));
-    tables_.push_back({std::move(entries), table.group_key_key()});
+    steps.push_back(hand_out(library, table, codes, entries.data(), "digits of " + keys.names(place)));
+    const TranslationUsed used{host::TableMapping::simple, table.width(), entries.size() - 1};
+    tables_.push_back({std::move(entries), table.group_key_key(), used});
   }
 }
 
@@ -45,18 +33,16 @@ GroupKeys::GroupKeys(const host::Library &library, const KeySpace &keys, const D
   if (keys.method() == KeySpace::Method::codes) {
     further_codes_.resize(chunk + spare);
     for (std::size_t place = 0; place < keys.places(); ++place)
-      columns_.push_back(keys.column(place).stored().data.vec());
+      columns_.push_back(keys.stored(place).values->data.vec());
   }
   if (keys.method() == KeySpace::Method::folding) {
-    for (const RowColumn *column : columns_to_read(keys, codes_of_place_))
-      codes_.push_back(std::make_unique<ColumnCodes>(library, *column, chunk));
+    for (std::size_t place = 0; place < keys.places(); ++place) codes_.emplace_back(library, keys.stored(place), chunk);
   }
 }
 
 std::vector<Step> GroupKeys::blank_steps(const KeySpace &keys, const DigitTables &digits) {
   std::string names;
-  for (std::size_t place = 0; place < keys.places(); ++place)
-    names += (names.empty() ? "" : ", ") + keys.column(place).name;
+  for (std::size_t place = 0; place < keys.places(); ++place) names += (names.empty() ? "" : ", ") + keys.names(place);
   switch (keys.method()) {
   case KeySpace::Method::codes:
     return {entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi), "GROUP BY " + names)};
@@ -66,11 +52,11 @@ std::vector<Step> GroupKeys::blank_steps(const KeySpace &keys, const DigitTables
     break;
   }
   std::vector<Step> steps;
-  std::vector<std::size_t> of_place;
-  for (const RowColumn *column : columns_to_read(keys, of_place))
-    steps.push_back(codes_step(*column, "codes of " + column->stored().name));
-  for (std::size_t place = 0; place < keys.places(); ++place)
-    steps.push_back(kernel_step(digits[place].key, "GROUP BY " + keys.column(place).name));
+  for (std::size_t place = 0; place < keys.places(); ++place) {
+    steps.push_back(codes_step(keys.stored(place), "codes of " + keys.stored(place).name));
+    Step &fold = steps.emplace_back(kernel_step(digits[place].key, "GROUP BY " + keys.names(place)));
+    fold.translation = digits[place].used;
+  }
   return steps;
 }
 
@@ -106,11 +92,11 @@ void GroupKeys::read_codes(ChunkRows &rows) {
 
 void GroupKeys::fold(ChunkRows &rows, std::span<Step> steps) {
   std::fill_n(numbers_.begin(), rows.count(), 0);
-  for (std::size_t i = 0; i < codes_.size(); ++i) codes_[i]->read(rows, steps[i]);
   for (std::size_t place = 0; place < keys_.places(); ++place) {
+    codes_[place].read(rows, steps[2 * place]);
     mipo_vec numbers{}, codes{};
     numbers.data = numbers_.data();
-    codes.data = const_cast<ub4 *>(codes_[codes_of_place_[place]]->unpacked());
+    codes.data = const_cast<ub4 *>(codes_[place].unpacked());
     codes.nrows = rows.count();
     mipo_call_ctx ctx{};
     ctx.xlate_out = const_cast<std::byte *>(digits_[place].entries.data());
@@ -118,7 +104,7 @@ void GroupKeys::fold(ChunkRows &rows, std::span<Step> steps) {
     const auto kernel = library_.xlate(digits_[place].key);
     const Stopwatch stopwatch;
     kernel(&numbers, &codes, nullptr, &ctx);
-    steps[codes_.size() + place].add(stopwatch, rows.count(), rows.count());
+    steps[2 * place + 1].add(stopwatch, rows.count(), rows.count());
   }
 }
 

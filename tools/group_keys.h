@@ -2,7 +2,6 @@
 #ifndef MIPO_TOOLS_GROUP_KEYS_H
 #define MIPO_TOOLS_GROUP_KEYS_H
 
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -12,7 +11,8 @@
 
 namespace mipo::tools {
 
-/// Digits by code, as the kernels that fold them into group numbers read them: one table for each column.
+/// Digits by code, as the kernels that fold them into group numbers read them: one table for each
+/// digit.
 class DigitTables {
 public:
   /// The digits are handed out by the translation kernels, each table in a step. There are none unless the method is
@@ -22,6 +22,7 @@ public:
   struct Table {
     std::vector<std::byte> entries;
     ub4 key; // of the kernel that folds them
+    TranslationUsed used;
   };
   const Table &operator[](std::size_t place) const { return tables_[place]; }
 
@@ -48,9 +49,8 @@ private:
   const KeySpace &keys_;
   const DigitTables &digits_;
   std::vector<ub4> numbers_, further_codes_;
-  std::vector<mipo_vec> columns_;                   // by codes
-  std::vector<std::unique_ptr<ColumnCodes>> codes_; // by folding: of each stored column once
-  std::vector<std::size_t> codes_of_place_;
+  std::vector<mipo_vec> columns_;  // by codes
+  std::vector<ColumnCodes> codes_; // by folding
 };
 
 } // namespace mipo::tools

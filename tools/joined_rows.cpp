@@ -12,7 +12,7 @@ namespace mipo::tools {
 namespace {
 
 void check_code_count(const RowColumn &column, std::size_t position) {
-  const ub8 codes = column.domain().code_count();
+  const ub8 codes = index_count(column.domain());
   if (codes <= most_join_codes) return;
   std::string message =
       fmt::format("{} has {} codes: columns of at most {} can be looked up", column.name, codes, most_join_codes);
@@ -26,68 +26,79 @@ std::vector<ub4> rows_by_value(const RowColumn &unique, std::size_t position) {
   const host::EncodedColumn &data = unique.values->data;
   host::ZstdDecompressor decompressor;
   data.decompress(decompressor);
-  std::vector<ub4> rows(unique.domain().code_count(), no_row);
+  const ub8 base = index_base(unique.domain());
+  std::vector<ub4> rows(index_count(unique.domain()), no_row);
   for (ub4 row = 0; row < data.rows(); ++row) {
     if (!data.has_value(row)) continue;
     const ub8 code = data.code(row);
-    if (rows[code] != no_row) {
+    ub4 &known = rows[code - base];
+    if (known != no_row) {
       throw QueryError(fmt::format("{} is not unique: two rows have {}. Joins to several rows are not supported yet; "
                                    "the table with many rows goes first, behind FROM",
                                    unique.name, unique.domain().value(code)),
                        position);
     }
-    rows[code] = row;
+    known = row;
   }
   return rows;
 }
 
 } // namespace
 
-std::vector<ub4> equal_codes(const RowColumn &from, const RowColumn &to, std::size_t position) {
+void check_comparable(const RowColumn &a, const RowColumn &b, std::size_t position) {
+  // A column of empty fields is called text, but nothing is known of its type.
+  if (a.domain().value_count() == 0 || b.domain().value_count() == 0) return;
+  try {
+    host::check_comparable(a.type(), b.type());
+  } catch (const host::ValueError &error) {
+    throw QueryError(fmt::format("{} and {}: {}", a.name, b.name, error.what()), position);
+  }
+}
+
+std::vector<ub4> equal_values(const RowColumn &from, const RowColumn &to, std::size_t position) {
+  check_comparable(from, to, position);
   check_code_count(from, position);
   check_code_count(to, position);
-  // A column of empty fields is called text, but nothing is known of its type.
   if (from.domain().value_count() == 0 || to.domain().value_count() == 0)
-    return std::vector<ub4>(from.domain().code_count(), host::no_entry);
-  try {
-    return host::equal_codes(from.domain(), to.domain());
-  } catch (const host::ValueError &error) {
-    throw QueryError(fmt::format("{} and {}: {}", from.name, to.name, error.what()), position);
-  }
+    return std::vector<ub4>(from.domain().code_count() - from.domain().first_code(), host::no_entry);
+  return host::equal_values(from.domain(), to.domain());
 }
 
 JoinedRows::JoinedRows(const RowColumn &left, const RowColumn &right, bool outer, std::size_t position)
     : key_(left.is_joined() ? left.key : &left), outer_(outer) {
-  const std::vector<ub4> equal = equal_codes(left, right, position), rows = rows_by_value(right, position);
+  const host::Domain &from = left.domain(), &to = right.domain(), &of_key = key_->domain();
+  const std::vector<ub4> equal = equal_values(left, right, position), rows = rows_by_value(right, position);
   check_code_count(*key_, position);
-  row_by_code_.assign(key_->domain().code_count(), no_row);
-  for (ub8 code = key_->domain().first_code(); code < row_by_code_.size(); ++code) {
+  row_by_index_.assign(index_count(of_key), no_row);
+  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
     const std::optional<ub8> value = left.value_of(code);
-    if (value && equal[*value] != host::no_entry) row_by_code_[code] = rows[equal[*value]];
+    const ub4 partner = value ? equal[*value - from.first_code()] : host::no_entry;
+    if (partner != host::no_entry)
+      row_by_index_[code - index_base(of_key)] = rows[partner + to.first_code() - index_base(to)];
   }
 }
 
 RowColumn JoinedRows::column(const host::Column &column, std::string name) const {
   host::ZstdDecompressor decompressor;
   column.data.decompress(decompressor);
+  const host::Domain &of_key = key_->domain();
   RowColumn joined{std::move(name), &column, key_, {}, {}, outer_ && key_->lacks_values};
   const auto value_at = [&](ub8 code) -> std::optional<ub8> {
-    const ub4 row = row_by_code_[code];
+    const ub4 row = row_of(code);
     return row != no_row && column.data.has_value(row) ? std::optional(column.data.code(row)) : std::nullopt;
   };
-  const ub8 first = key_->domain().first_code();
-  for (ub8 code = first; code < row_by_code_.size(); ++code) {
+  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
     const std::optional<ub8> value = value_at(code);
     if (value) joined.ranked.push_back(*value);
     joined.lacks_values |= !value && (outer_ || has_row(code));
   }
   std::sort(joined.ranked.begin(), joined.ranked.end());
   joined.ranked.erase(std::unique(joined.ranked.begin(), joined.ranked.end()), joined.ranked.end());
-  joined.rank_by_code.assign(row_by_code_.size(), host::no_entry);
-  for (ub8 code = first; code < row_by_code_.size(); ++code) {
+  joined.rank_by_index.assign(row_by_index_.size(), host::no_entry);
+  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
     if (const std::optional<ub8> value = value_at(code)) {
       const auto found = std::lower_bound(joined.ranked.begin(), joined.ranked.end(), *value);
-      joined.rank_by_code[code] = static_cast<ub4>(found - joined.ranked.begin());
+      joined.rank_by_index[code - index_base(of_key)] = static_cast<ub4>(found - joined.ranked.begin());
     }
   }
   return joined;

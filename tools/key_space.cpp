@@ -1,11 +1,11 @@
 #include "key_space.h"
 
 #include <algorithm>
+#include <map>
 
 #include <fmt/format.h>
 
 #include "column_codes.h"
-#include "mipo/host/translation_table.h"
 #include "query_error.h"
 
 namespace mipo::tools {
@@ -22,57 +22,106 @@ std::string with_separators(ub8 number) {
 
 } // namespace
 
-KeySpace::Place KeySpace::place_of(const RowColumn &column) {
-  const host::Domain &domain = column.domain();
-  Place place{&column, 0, column.ranked.size(), 0, column.lacks_values};
-  if (!column.is_joined()) {
-    place.first_code = domain.has_null() ? 0 : domain.first_code(); // numbers are codes far above 0
-    place.digits = domain.code_count() - place.first_code;
-    place.bits = static_cast<unsigned>(column.values->data.bits());
-    place.null_is_extra = column.lacks_values && !domain.has_null();
-  }
-  place.digits = std::max<ub8>(place.digits + place.null_is_extra, 1);
-  return place;
+void KeySpace::number_codes(Place &place) {
+  const host::Domain &domain = place.stored->domain();
+  place.first_code = domain.has_null() ? 0 : domain.first_code(); // numbers are codes far above 0
+  place.bits = static_cast<unsigned>(place.stored->values->data.bits());
+  place.null_is_extra = place.stored->lacks_values && !domain.has_null();
+  place.digits = std::max<ub8>(domain.code_count() - place.first_code + place.null_is_extra, 1);
 }
 
-KeySpace::KeySpace(const std::vector<const RowColumn *> &columns) {
-  WideInteger product = 1, shifted = 1;
-  std::string names;
-  for (const RowColumn *column : columns) {
-    const Place place = place_of(*column);
-    if (!unpacks_by_kernel(column->stored()))
-      method_ = Method::row_by_row;
-    else if (column->is_joined() && method_ == Method::codes)
-      method_ = Method::folding;
-    product *= place.digits;
-    if (shifted <= most_groups) shifted = place.digits + ((shifted - 1) << std::min(place.bits, 32u));
-    names += (names.empty() ? "" : ", ") + column->name;
-    places_.push_back(place);
-    if (product > most_groups) {
-      const ub8 shown = product > ~ub8{0} ? ~ub8{0} : static_cast<ub8>(product);
-      std::string message = fmt::format("GROUP BY {} could give {} groups: at most {} are possible", names,
-                                        with_separators(shown), with_separators(most_groups));
-      if (!column->is_joined() && !column->values->data.has_dictionary())
-        message += fmt::format("; with --encode {}=dict they may be fewer", column->values->name);
-      throw QueryError(message);
+void KeySpace::number_combinations(Place &place) {
+  using Combination = std::vector<std::optional<ub8>>;
+  const host::Domain &domain = place.stored->domain();
+  // Nothing if no row has such a combination: a column that every row has a value of has none there.
+  const auto combination_at = [&](std::optional<ub8> code) -> std::optional<Combination> {
+    Combination values;
+    for (const RowColumn *column : place.columns) {
+      values.push_back(code ? column->value_of(*code) : std::nullopt);
+      if (!values.back() && !column->lacks_values) return std::nullopt;
     }
+    return values;
+  };
+  std::map<Combination, std::optional<ub8>> code_of;
+  const auto add = [&](std::optional<ub8> code) {
+    if (auto combination = combination_at(code)) code_of.emplace(std::move(*combination), code);
+  };
+  add(std::nullopt);
+  for (ub8 code = domain.first_code(); code < domain.code_count(); ++code) add(code);
+
+  std::map<Combination, ub4> digit_of;
+  for (const auto &[combination, code] : code_of) {
+    digit_of.emplace(combination, static_cast<ub4>(digit_of.size()));
+    place.code_by_digit.push_back(code);
+  }
+  const auto digit_at = [&](std::optional<ub8> code) -> ub4 {
+    const auto combination = combination_at(code);
+    return combination ? digit_of.at(*combination) : 0; // not asked for
+  };
+  place.digit_without_value = digit_at(std::nullopt);
+  place.digit_by_index.assign(index_count(domain), place.digit_without_value);
+  for (ub8 code = domain.first_code(); code < domain.code_count(); ++code)
+    place.digit_by_index[code - index_base(domain)] = digit_at(code);
+  place.digits = std::max<ub8>(place.code_by_digit.size(), 1);
+}
+
+KeySpace::KeySpace(const std::vector<const RowColumn *> &columns) : columns_(columns) {
+  for (const RowColumn *column : columns) {
+    const RowColumn *stored = column->is_joined() ? column->key : column;
+    const auto same = std::find_if(places_.begin(), places_.end(),
+                                   [&](const Place &place) { return place.stored->values == stored->values; });
+    place_of_column_.push_back(static_cast<std::size_t>(same - places_.begin()));
+    if (same == places_.end()) places_.emplace_back().stored = stored;
+    places_[place_of_column_.back()].columns.push_back(column);
+  }
+  WideInteger product = 1, shifted = 1;
+  std::string hint;
+  for (Place &place : places_) {
+    const bool joined = std::any_of(place.columns.begin(), place.columns.end(),
+                                    [](const RowColumn *column) { return column->is_joined(); });
+    if (joined)
+      number_combinations(place);
+    else
+      number_codes(place);
+    if (!unpacks_by_kernel(place.stored->stored()))
+      method_ = Method::row_by_row;
+    else if (joined && method_ == Method::codes)
+      method_ = Method::folding;
+    if (!joined && !place.stored->values->data.has_dictionary() && hint.empty())
+      hint = fmt::format("; with --encode {}=dict they may be fewer", place.stored->values->name);
+    if (product <= ~ub8{0}) product *= place.digits;
+    if (shifted <= most_groups) shifted = place.digits + ((shifted - 1) << std::min(place.bits, 32u));
+  }
+  if (product > most_groups) {
+    std::string all_names;
+    for (const RowColumn *column : columns) all_names += (all_names.empty() ? "" : ", ") + column->name;
+    const ub8 shown = product > ~ub8{0} ? ~ub8{0} : static_cast<ub8>(product);
+    throw QueryError(fmt::format("GROUP BY {} could give {} groups: at most {} are possible{}", all_names,
+                                 with_separators(shown), with_separators(most_groups), hint));
   }
   shifts_ = method_ == Method::codes && shifted <= small_key_space;
   size_ = static_cast<ub8>(shifts_ ? shifted : product);
 }
 
-ub8 KeySpace::digit_of(const Place &place, ub8 stored_code) {
-  if (!place.column->is_joined()) return stored_code - place.first_code + place.null_is_extra;
-  const ub4 rank = place.column->rank_by_code[stored_code];
-  // Rows without partner are not asked for if there is no digit for no value.
-  return rank == host::no_entry ? 0 : rank + place.null_is_extra;
+std::string KeySpace::names(std::size_t place) const {
+  std::string names;
+  for (const RowColumn *column : places_[place].columns) names += (names.empty() ? "" : ", ") + column->name;
+  return names;
+}
+
+ub8 KeySpace::digit_of(const Place &place, std::optional<ub8> stored_code) {
+  if (!place.digit_by_index.empty()) {
+    if (!stored_code) return place.digit_without_value;
+    return place.digit_by_index[*stored_code - index_base(place.stored->domain())];
+  }
+  return stored_code ? *stored_code - place.first_code + place.null_is_extra : 0;
 }
 
 std::vector<ub4> KeySpace::digits_by_code(std::size_t place) const {
   const Place &at = places_[place];
-  std::vector<ub4> digits(at.column->stored().domain().code_count());
-  for (ub8 code = at.column->is_joined() ? 0 : at.first_code; code < digits.size(); ++code)
-    digits[code] = static_cast<ub4>(digit_of(at, code));
+  if (!at.digit_by_index.empty()) return at.digit_by_index;
+  std::vector<ub4> digits(at.stored->domain().code_count());
+  for (ub8 code = at.first_code; code < digits.size(); ++code) digits[code] = static_cast<ub4>(digit_of(at, code));
   return digits;
 }
 
@@ -85,27 +134,26 @@ ub4 KeySpace::weight(std::size_t place) const {
 ub8 KeySpace::number(ub4 row) const {
   ub8 number = 0;
   for (const Place &at : places_) {
-    const host::EncodedColumn &data = at.column->stored().data;
-    const ub8 digit = at.null_is_extra && !data.has_value(row) ? 0 : digit_of(at, data.code(row));
+    const ub8 digit = digit_of(at, at.stored->code(row));
     number = shifts_ ? (number << at.bits) + digit : number * at.digits + digit;
   }
   return number;
 }
 
-Value KeySpace::value(ub8 group, std::size_t place) const {
+Value KeySpace::value(ub8 group, std::size_t column) const {
+  const std::size_t place = place_of_column_[column];
   for (std::size_t behind = places_.size() - 1; behind > place; --behind)
     group = shifts_ ? group >> places_[behind].bits : group / places_[behind].digits;
   const Place &at = places_[place];
   ub8 digit = group;
   if (place != 0) digit = shifts_ ? group & ((ub8{1} << at.bits) - 1) : group % at.digits;
-  if (at.null_is_extra) {
-    if (digit == 0) return {};
-    --digit;
-  }
-  const host::Domain &domain = at.column->domain();
-  const ub8 code = at.column->is_joined() ? at.column->ranked[digit] : digit + at.first_code;
-  if (domain.is_null(code)) return {};
-  return CodedValue{&domain, code};
+  std::optional<ub8> code;
+  if (!at.code_by_digit.empty())
+    code = at.code_by_digit[digit];
+  else if (!at.null_is_extra || digit != 0)
+    code = digit - at.null_is_extra + at.first_code;
+  if (code) code = columns_[column]->value_of(*code);
+  return code ? Value(CodedValue{&columns_[column]->domain(), *code}) : Value();
 }
 
 } // namespace mipo::tools

@@ -6,7 +6,7 @@ namespace mipo::tools {
 
 std::optional<ub8> RowColumn::value_of(ub8 stored_code) const {
   if (!is_joined()) return domain().is_null(stored_code) ? std::nullopt : std::optional(stored_code);
-  const ub4 rank = rank_by_code[stored_code];
+  const ub4 rank = rank_by_index[stored_code - index_base(key->domain())];
   return rank == host::no_entry ? std::nullopt : std::optional(ranked[rank]);
 }
 

@@ -14,12 +14,20 @@
 
 namespace mipo::tools {
 
+/// Codes as indices of arrays: those of dictionaries as they are, those of numbers above the least.
+inline ub8 index_base(const host::Domain &domain) {
+  return domain.first_code() <= 1 ? 0 : domain.first_code();
+}
+inline ub8 index_count(const host::Domain &domain) {
+  return domain.code_count() - index_base(domain);
+}
+
 struct RowColumn {
   std::string name;               ///< with the table's in front, if the query has several tables
   const host::Column *values;     ///< the column that the values are of
   const RowColumn *key = nullptr; ///< of a joined column: a column of the first table
   std::vector<ub8> ranked;        ///< of a joined column: the codes of values that rows may have, ascending
-  std::vector<ub4> rank_by_code;  ///< by code of the key: which of these, or host::no_entry
+  std::vector<ub4> rank_by_index; ///< by index of the key's code: which of these, or host::no_entry
   bool lacks_values = false;      ///< some rows may be without value
 
   const host::Domain &domain() const { return values->domain(); }

@@ -145,7 +145,8 @@ void SqlRefusals::from_entry(const Json &node) const {
   const std::string &type = node_type(node);
   const Json &fields = node_fields(node);
   if (type == "JoinExpr") {
-    not_supported("a join in parentheses is", tokens_.find_keyword("join").value_or(node_position(fields)));
+    const std::size_t position = node_position(fields.at("larg"));
+    not_supported("a join in parentheses is", tokens_.find_keyword("join", position).value_or(position));
   }
   if (type == "RangeSubselect") {
     // The sub-select has no position of its own; its keyword is the second SELECT of the text.

@@ -33,6 +33,7 @@ public:
       : rows_(library, nullptr, rows),
         codes_(library, column, chunk_rows),
         vec_(chunk_rows),
+        base_(index_base(column.domain())),
         reading_(std::move(reading)),
         translating_(std::move(translating)) {
     if (!codes_.by_kernel()) read_.resize(chunk_rows);
@@ -47,8 +48,10 @@ public:
     if (codes_.by_kernel()) {
       vec_.set({codes_.unpacked(), count});
     } else {
-      // No code is that of no value: no table has it.
-      codes_.each(count, [&](ub4 i, ub8 code) { read_[i] = static_cast<ub4>(code); });
+      // Indices of codes; no table has that of no value.
+      codes_.each(count, [&](ub4 i, ub8 code) {
+        read_[i] = code == ColumnCodes::no_value ? host::no_entry : static_cast<ub4>(code - base_);
+      });
       vec_.set({read_.data(), count});
     }
     translate(vec_.vec());
@@ -64,6 +67,7 @@ private:
   ChunkRows rows_;
   ColumnCodes codes_;
   host::TranslatedCodes vec_;
+  ub8 base_;
   std::vector<ub4> read_;
   Step reading_, translating_;
 };
@@ -160,7 +164,7 @@ HandedOutRanks::HandedOutRanks(const host::Library &library, const RowColumn &jo
     : joined_(&joined) {
   const RowColumn &key_column = *joined.key;
   const ub4 rows = key_column.stored().data.rows();
-  const host::TranslationTable table{std::span(joined.rank_by_code)};
+  const host::TranslationTable table{std::span(joined.rank_by_index)};
   const ub4 key = table.key(host::TranslatedRows::codes, true);
   width_ = table.width();
   entries_.resize(host::handed_out_bytes(rows, width_) + 1);

@@ -13,9 +13,9 @@
 
 namespace mipo::tools {
 
-/// Sets the bits of the rows whose code is in the table, on so many threads. With `within`, other rows are left out.
-/// The column must be one of the first table, and plain or decompressed. Adds the steps of reading codes and of looking
-/// them up.
+/// Sets the bits of the rows whose code is in the table, by its index, on so many threads. With `within`, other rows
+/// are left out. The column must be one of the first table, and plain or decompressed. Adds the steps of reading codes
+/// and of looking them up.
 host::Result rows_in_table(const host::Library &library, const host::TranslationTable &table, const RowColumn &column,
                            const host::Result *within, unsigned threads, const std::string &condition,
                            std::vector<Step> &steps);

@@ -166,20 +166,16 @@ namespace {
 
 __extension__ typedef __int128 WideNumber;
 
-bool has_numbers(const Domain &domain) {
-  return domain.type().kind == ValueKind::integer || domain.type().kind == ValueKind::decimal;
+bool has_numbers(const ValueType &type) {
+  return type.kind == ValueKind::integer || type.kind == ValueKind::decimal;
 }
 
 // The order of the value of a code of `from` and one of `to`.
 class ValueOrder {
 public:
   ValueOrder(const Domain &from, const Domain &to) : from_(from), to_(to) {
-    if (has_numbers(from) && has_numbers(to)) {
-      for (int scale = from.type().scale; scale < to.type().scale; ++scale) from_factor_ *= 10;
-      for (int scale = to.type().scale; scale < from.type().scale; ++scale) to_factor_ *= 10;
-    } else if (from.type() != to.type()) {
-      throw ValueError(type_name(from.type()) + " and " + type_name(to.type()) + " have no values in common");
-    }
+    for (int scale = from.type().scale; scale < to.type().scale; ++scale) from_factor_ *= 10;
+    for (int scale = to.type().scale; scale < from.type().scale; ++scale) to_factor_ *= 10;
   }
 
   int operator()(ub8 a, ub8 b) const {
@@ -195,19 +191,26 @@ private:
 
 } // namespace
 
-std::vector<ub4> equal_codes(const Domain &from, const Domain &to) {
-  if (std::max(from.code_count(), to.code_count()) >= no_entry)
-    throw ArgumentError("translation between domains of 2^32 - 1 codes or more");
+void check_comparable(const ValueType &a, const ValueType &b) {
+  if (a != b && !(has_numbers(a) && has_numbers(b)))
+    throw ValueError(type_name(a) + " and " + type_name(b) + " have no values in common");
+}
+
+std::vector<ub4> equal_values(const Domain &from, const Domain &to) {
+  check_comparable(from.type(), to.type());
+  const ub8 values = from.code_count() - from.first_code();
+  if (std::max(values, to.code_count() - to.first_code()) >= no_entry)
+    throw ArgumentError("translation between domains of 2^32 - 1 values or more");
   // Both ascend: one walk finds all.
-  std::vector<ub4> codes(from.code_count(), no_entry);
+  std::vector<ub4> equal(values, no_entry);
   const ValueOrder order(from, to);
   for (ub8 a = from.first_code(), b = to.first_code(); a < from.code_count() && b < to.code_count();) {
     const int ordered = order(a, b);
-    if (ordered == 0) codes[a] = static_cast<ub4>(b);
+    if (ordered == 0) equal[a - from.first_code()] = static_cast<ub4>(b - to.first_code());
     a += ordered <= 0;
     b += ordered >= 0;
   }
-  return codes;
+  return equal;
 }
 
 } // namespace mipo::host

@@ -1,12 +1,12 @@
-// Any text as a query on a small table: an error, or an answer whose cells can all be printed, on one thread and on
-// two the same.
+// Any text as a query on a small table, whatever names it has in FROM: an error, or an answer whose cells can all be
+// printed, on one thread and on two the same.
 #include <cstdlib>
 #include <sstream>
 #include <string>
 #include <string_view>
 
+#include "answered_query.h"
 #include "bytes_as_file.h"
-#include "executor.h"
 #include "mipo/host/csv.h"
 #include "mipo/host/errors.h"
 #include "mipo/host/library.h"
@@ -36,12 +36,14 @@ host::Table small_table() {
   return host::read_csv(file.holding(reinterpret_cast<const std::uint8_t *>(text.data()), text.size()), options);
 }
 
-std::string answer_text(const host::Library &library, const tools::Plan &plan, unsigned threads) {
-  const tools::Answer answer = tools::execute(library, plan, threads);
-  const tools::ValueSource source(answer.groups.get());
+std::string answer_text(const host::Library &library, const tools::Query &query, const host::Table &table,
+                        unsigned threads) {
+  const tools::AnsweredQuery answered = tools::answer_query(
+      library, query, [&](const tools::TableName &) -> const host::Table & { return table; }, threads);
+  const tools::ValueSource source = answered.answer.values();
   std::string text;
-  for (const ub4 row : answer.rows)
-    for (const tools::PlannedColumn &column : plan.output) {
+  for (const ub4 row : answered.answer.rows)
+    for (const tools::PlannedColumn &column : answered.plan->output) {
       source.value(column.value, row).append_to(text);
       text += '\n';
     }
@@ -56,8 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
   try {
     const std::string_view text(reinterpret_cast<const char *>(bytes), size);
     if (text.find('\0') != text.npos) return 0; // no query that a person can pass has one
-    const tools::Plan plan = tools::plan_query(tools::parse_query(text), table);
-    if (answer_text(library, plan, 1) != answer_text(library, plan, 2)) std::abort();
+    const tools::Query query = tools::parse_query(text);
+    if (answer_text(library, query, table, 1) != answer_text(library, query, table, 2)) std::abort();
   } catch (const tools::QueryError &) {
   } catch (const host::Error &) {
   }

@@ -106,10 +106,14 @@ private:
   std::unique_ptr<Records> records_;
 };
 
-/// For each code of `from`, the code of the equal value of `to`; `no_entry` where there is none, and for rows without
-/// value. Numbers with different digits behind the point can be equal. Throws ValueError if values of the two types
-/// cannot, ArgumentError for domains of 2^32 - 1 codes and more.
-std::vector<ub4> equal_codes(const Domain &from, const Domain &to);
+/// Throws ValueError if no value of one type can equal one of the other. Numbers with different digits behind the point
+/// can.
+void check_comparable(const ValueType &a, const ValueType &b);
+
+/// For each value of `from`, ascending, the number of the equal value of `to`, also from 0 on; `no_entry` where there
+/// is none. The number of a value is its code less first_code(). Throws as check_comparable() does, and ArgumentError
+/// for domains of 2^32 - 1 values and more.
+std::vector<ub4> equal_values(const Domain &from, const Domain &to);
 
 } // namespace mipo::host
 
