@@ -32,7 +32,7 @@ std::string quoted(const std::string &text) {
 
 class DuckdbPeer : public Peer {
 public:
-  DuckdbPeer(const std::string &library_path, const std::string &csv_path, const host::Table &table, DuckdbTexts texts)
+  DuckdbPeer(const std::string &library_path, const PeerTables &tables, DuckdbTexts texts)
       : api_(DuckdbApi::load(library_path)) {
     if (api_.open(nullptr, &database_) != 0) throw PeerError("DuckDB does not open a database in memory");
     if (api_.connect(database_, &connection_) != 0) {
@@ -41,8 +41,10 @@ public:
     }
     try {
       run("SET threads = 1");
-      load(csv_path, table);
-      if (texts == DuckdbTexts::enumeration) enumerate_texts(table);
+      for (const PeerTable &table : tables) {
+        load(table);
+        if (texts == DuckdbTexts::enumeration) enumerate_texts(table);
+      }
     } catch (...) {
       close();
       throw;
@@ -83,19 +85,20 @@ private:
     throw error;
   }
 
-  void load(const std::string &csv_path, const host::Table &table) {
+  void load(const PeerTable &table) {
     std::string columns;
-    for (const host::Column &column : table.columns)
+    for (const host::Column &column : table.table.columns)
       columns += (columns.empty() ? "" : ", ") + quoted(column.name) + ": " + quoted(type_of(column.type()));
-    run(fmt::format("CREATE TABLE flights AS FROM read_csv({}, header = true, auto_detect = false, columns = {{{}}})",
-                    quoted(csv_path), columns));
+    run(fmt::format("CREATE TABLE {} AS FROM read_csv({}, header = true, auto_detect = false, columns = {{{}}})",
+                    table.name, quoted(table.csv_path), columns));
   }
 
-  void enumerate_texts(const host::Table &table) {
-    for (const host::Column &column : table.columns) {
+  void enumerate_texts(const PeerTable &table) {
+    for (const host::Column &column : table.table.columns) {
       if (column.type().kind != host::ValueKind::text) continue;
-      run(fmt::format("CREATE TYPE {0}_values AS ENUM (SELECT DISTINCT {0} FROM flights ORDER BY {0})", column.name));
-      run(fmt::format("ALTER TABLE flights ALTER {0} TYPE {0}_values", column.name));
+      run(fmt::format("CREATE TYPE {1}_{0} AS ENUM (SELECT DISTINCT {0} FROM {1} ORDER BY {0})", column.name,
+                      table.name));
+      run(fmt::format("ALTER TABLE {1} ALTER {0} TYPE {1}_{0}", column.name, table.name));
     }
   }
 
@@ -119,9 +122,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Peer> make_duckdb(const std::string &library_path, const std::string &csv_path,
-                                  const host::Table &table, DuckdbTexts texts) {
-  return std::make_unique<DuckdbPeer>(library_path, csv_path, table, texts);
+std::unique_ptr<Peer> make_duckdb(const std::string &library_path, const PeerTables &tables, DuckdbTexts texts) {
+  return std::make_unique<DuckdbPeer>(library_path, tables, texts);
 }
 
 } // namespace mipo::bench

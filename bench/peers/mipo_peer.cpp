@@ -1,7 +1,6 @@
-#include "executor.h"
+#include "answered_query.h"
 #include "mipo/host/library.h"
 #include "peer.h"
-#include "plan.h"
 #include "query_error.h"
 #include "result.h"
 #include "sql_parser.h"
@@ -12,20 +11,24 @@ namespace {
 
 class MipoPeer : public Peer {
 public:
-  explicit MipoPeer(const host::Table &table) : table_(table) {}
+  explicit MipoPeer(const PeerTables &tables) : tables_(tables) {}
 
   std::string name() const override { return "mipo (" + std::string(library_.level()) + ")"; }
 
   Answer run(const std::string &sql) override {
     try {
       const tools::Stopwatch watch;
-      const tools::Plan plan = tools::plan_query(tools::parse_query(sql), table_);
-      const tools::Answer result = tools::execute(library_, plan, 1);
-      const std::vector<tools::Value> values = values_of(plan, result);
+      const auto find_table = [&](const tools::TableName &name) -> const host::Table & {
+        for (const PeerTable &each : tables_)
+          if (each.name == name.name) return each.table;
+        throw PeerError("there is no table " + name.name);
+      };
+      const tools::AnsweredQuery answered = tools::answer_query(library_, tools::parse_query(sql), find_table);
+      const std::vector<tools::Value> values = values_of(answered);
       Answer answer;
       answer.wall_seconds = watch.seconds();
-      answer.kernel_seconds = result.kernel_seconds();
-      answer.rows = rows_of(plan, values);
+      answer.kernel_seconds = answered.answer.kernel_seconds();
+      answer.rows = rows_of(*answered.plan, values);
       return answer;
     } catch (const tools::QueryError &error) {
       throw PeerError(error.what());
@@ -34,12 +37,13 @@ public:
 
 private:
   // Row by row.
-  static std::vector<tools::Value> values_of(const tools::Plan &plan, const tools::Answer &result) {
-    const tools::ValueSource source(result.groups.get());
+  static std::vector<tools::Value> values_of(const tools::AnsweredQuery &answered) {
+    const tools::ValueSource source = answered.answer.values();
+    const std::vector<tools::PlannedColumn> &output = answered.plan->output;
     std::vector<tools::Value> values;
-    values.reserve(result.rows.size() * plan.output.size());
-    for (const ub4 row : result.rows)
-      for (const tools::PlannedColumn &column : plan.output) values.push_back(source.value(column.value, row));
+    values.reserve(answered.answer.rows.size() * output.size());
+    for (const ub4 row : answered.answer.rows)
+      for (const tools::PlannedColumn &column : output) values.push_back(source.value(column.value, row));
     return values;
   }
 
@@ -60,14 +64,14 @@ private:
     return rows;
   }
 
-  const host::Table &table_;
+  const PeerTables &tables_;
   host::Library library_ = host::Library::open();
 };
 
 } // namespace
 
-std::unique_ptr<Peer> make_mipo(const host::Table &table) {
-  return std::make_unique<MipoPeer>(table);
+std::unique_ptr<Peer> make_mipo(const PeerTables &tables) {
+  return std::make_unique<MipoPeer>(tables);
 }
 
 } // namespace mipo::bench

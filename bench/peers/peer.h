@@ -1,10 +1,11 @@
-// A system that answers SQL over the table `flights`, which it holds in memory, on one thread.
+// A system that answers SQL over tables that it holds in memory, on one thread.
 #ifndef MIPO_BENCH_PEERS_PEER_H
 #define MIPO_BENCH_PEERS_PEER_H
 
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "answer.h"
 #include "mipo/host/table.h"
@@ -27,8 +28,15 @@ public:
   virtual Answer run(const std::string &sql) = 0;
 };
 
-/// Works on `table` as it is, which must outlive the peer.
-std::unique_ptr<Peer> make_mipo(const host::Table &table);
+/// A table of all peers.
+struct PeerTable {
+  std::string name, csv_path;
+  host::Table table; ///< read from the file
+};
+using PeerTables = std::vector<PeerTable>;
+
+/// Works on the tables as they are. They must outlive the peer.
+std::unique_ptr<Peer> make_mipo(const PeerTables &tables);
 
 /// How DuckDB holds columns of text.
 enum class DuckdbTexts {
@@ -36,13 +44,12 @@ enum class DuckdbTexts {
   enumeration ///< a type of all the column's values, made beforehand: its nearest to a dictionary in memory
 };
 
-/// Loads the CSV file by DuckDB's own reader into a table with the names and types of `table`. `library_path` is
+/// Loads the CSV files by DuckDB's own reader into tables with the names and types of `tables`. `library_path` is
 /// libduckdb.so. Throws PeerError.
-std::unique_ptr<Peer> make_duckdb(const std::string &library_path, const std::string &csv_path,
-                                  const host::Table &table, DuckdbTexts texts);
+std::unique_ptr<Peer> make_duckdb(const std::string &library_path, const PeerTables &tables, DuckdbTexts texts);
 
-/// Loads the rows of `table`. Throws PeerError.
-std::unique_ptr<Peer> make_sqlite(const host::Table &table);
+/// Loads the rows of `tables`. Throws PeerError.
+std::unique_ptr<Peer> make_sqlite(const PeerTables &tables);
 
 } // namespace mipo::bench
 

@@ -6,7 +6,8 @@ namespace mipo::bench {
 
 struct PeerQuery {
   const char *name;
-  const char *sql; // where it has more than one row, with an order that leaves nothing open
+  const char *sql;   // where it has more than one row, with an order that leaves nothing open
+  double wanted = 1; // how many times as long as the kernels DuckDB takes at least
 };
 
 inline constexpr PeerQuery peer_queries[] = {
@@ -26,6 +27,16 @@ inline constexpr PeerQuery peer_queries[] = {
                          "GROUP BY origin, destination HAVING count(*) >= 1000 ORDER BY 4 DESC, 1, 2"},
     {"one row in a hundred", "SELECT count(*), sum(delay), sum(distance), avg(distance), min(distance) FROM flights "
                              "WHERE delay > 120"},
+    {"state to state",
+     "SELECT o.state, d.state, count(*), avg(delay) FROM flights JOIN airports o ON origin = o.iata "
+     "JOIN airports d ON destination = d.iata GROUP BY o.state, d.state ORDER BY 4 DESC, 1, 2",
+     5},
+    {"out of one state", "SELECT d.city, count(*), avg(delay) FROM flights JOIN airports o ON origin = o.iata "
+                         "JOIN airports d ON destination = d.iata WHERE o.state = 'CA' GROUP BY d.city "
+                         "ORDER BY 2 DESC, 1"},
+    {"airports of other rows", "SELECT count(*), sum(distance) FROM flights WHERE origin IN (SELECT iata FROM airports "
+                               "WHERE state = 'CA') AND destination NOT IN (SELECT iata FROM airports "
+                               "WHERE latitude < 40)"},
 };
 
 } // namespace mipo::bench

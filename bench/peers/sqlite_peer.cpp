@@ -39,33 +39,9 @@ Cell cell(sqlite3_stmt *statement, int column) {
 
 class SqlitePeer : public Peer {
 public:
-  explicit SqlitePeer(const host::Table &table) : database_(open()) {
-    std::string columns, places;
-    for (const host::Column &column : table.columns) {
-      columns += fmt::format("{}\"{}\" {}", columns.empty() ? "" : ", ", column.name, type_of(column.type()));
-      places += places.empty() ? "?" : ", ?";
-    }
+  explicit SqlitePeer(const PeerTables &tables) : database_(open()) {
     run("PRAGMA case_sensitive_like = ON"); // as it is for the others
-    run("CREATE TABLE flights (" + columns + ")");
-    run("BEGIN");
-    const Statement insertion = prepare("INSERT INTO flights VALUES (" + places + ")");
-    std::string text;
-    for (ub4 row = 0; row < table.row_count; ++row) {
-      int place = 0;
-      for (const host::Column &column : table.columns) {
-        text.clear();
-        ++place;
-        // The column's affinity makes numbers of the texts.
-        if (column.data.append_value(text, row))
-          check(
-              sqlite3_bind_text(insertion.get(), place, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
-        else
-          check(sqlite3_bind_null(insertion.get(), place));
-      }
-      if (sqlite3_step(insertion.get()) != SQLITE_DONE) fail();
-      check(sqlite3_reset(insertion.get()));
-    }
-    run("COMMIT");
+    for (const PeerTable &each : tables) load(each.name, each.table);
   }
 
   std::string name() const override { return std::string("SQLite ") + sqlite3_libversion(); }
@@ -95,6 +71,34 @@ private:
     return database;
   }
 
+  void load(const std::string &name, const host::Table &table) {
+    std::string columns, places;
+    for (const host::Column &column : table.columns) {
+      columns += fmt::format("{}\"{}\" {}", columns.empty() ? "" : ", ", column.name, type_of(column.type()));
+      places += places.empty() ? "?" : ", ?";
+    }
+    run("CREATE TABLE " + name + " (" + columns + ")");
+    run("BEGIN");
+    const Statement insertion = prepare("INSERT INTO " + name + " VALUES (" + places + ")");
+    std::string text;
+    for (ub4 row = 0; row < table.row_count; ++row) {
+      int place = 0;
+      for (const host::Column &column : table.columns) {
+        text.clear();
+        ++place;
+        // The column's affinity makes numbers of the texts.
+        if (column.data.append_value(text, row))
+          check(
+              sqlite3_bind_text(insertion.get(), place, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
+        else
+          check(sqlite3_bind_null(insertion.get(), place));
+      }
+      if (sqlite3_step(insertion.get()) != SQLITE_DONE) fail();
+      check(sqlite3_reset(insertion.get()));
+    }
+    run("COMMIT");
+  }
+
   Statement prepare(const std::string &sql) const {
     sqlite3_stmt *statement = nullptr;
     check(sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr));
@@ -111,8 +115,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Peer> make_sqlite(const host::Table &table) {
-  return std::make_unique<SqlitePeer>(table);
+std::unique_ptr<Peer> make_sqlite(const PeerTables &tables) {
+  return std::make_unique<SqlitePeer>(tables);
 }
 
 } // namespace mipo::bench
