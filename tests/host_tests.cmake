@@ -26,7 +26,7 @@ add_executable(host_kit_test
   host_translation_test.cpp
   host_values_test.cpp)
 if(MIPO_BUILD_TOOLS)
-  target_sources(host_kit_test PRIVATE host_column_file_test.cpp host_csv_test.cpp host_zstd_test.cpp)
+  target_sources(host_kit_test PRIVATE host_bloom_test.cpp host_column_file_test.cpp host_csv_test.cpp host_zstd_test.cpp)
   target_link_libraries(host_kit_test PRIVATE zstd)
 endif()
 target_link_libraries(host_kit_test PRIVATE mipo::host mipo_warnings GTest::gtest_main)

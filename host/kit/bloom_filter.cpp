@@ -14,9 +14,12 @@ namespace {
 
 constexpr ub8 least_bits = 64, greatest_bits = ub8{1} << 32;
 
-std::vector<ub8> hashes_of(const HashedRows &rows) {
+// Each once.
+std::vector<ub8> distinct_hashes(const HashedRows &rows) {
   std::vector<ub8> hashes(rows.rows());
   for (ub4 row = 0; row < rows.rows(); ++row) hashes[row] = rows.hash(row);
+  std::sort(hashes.begin(), hashes.end());
+  hashes.erase(std::unique(hashes.begin(), hashes.end()), hashes.end());
   return hashes;
 }
 
@@ -48,7 +51,7 @@ ub8 HashedRows::hash(ub4 row) const noexcept {
   return __builtin_bswap64(reinterpret_cast<const ub8 *>(hashes_.data())[row]);
 }
 
-BloomFilter::BloomFilter(const HashedRows &rows, const BloomOptions &options) : BloomFilter(hashes_of(rows), options) {
+BloomFilter::BloomFilter(const HashedRows &rows, const BloomOptions &options) : BloomFilter(distinct_hashes(rows), options) {
 }
 
 BloomFilter::BloomFilter(std::span<const ub8> hashes, const BloomOptions &options)

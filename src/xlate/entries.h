@@ -5,12 +5,20 @@
 #ifndef MIPO_XLATE_ENTRIES_H
 #define MIPO_XLATE_ENTRIES_H
 
+#include <stdint.h>
+
 #include "mipo/call.h"
 #include "mipo/vec.h"
 #include "mipo/xlate.h"
 #include "simd/simd.h"
 
 namespace mipo::xlate {
+
+/// The address so many bytes on, as a number: rows that have no slot may come out anywhere, and are sent elsewhere.
+template <class T>
+[[gnu::always_inline]] inline const T *address(const T *base, ub8 bytes) {
+  return reinterpret_cast<const T *>(reinterpret_cast<uintptr_t>(base) + bytes);
+}
 
 /// Entries of `bits` bits. Where a slot lies and what stands there are told apart, so that a row that has no slot can
 /// be sent elsewhere without a branch.
@@ -20,10 +28,7 @@ struct Entries {
   static constexpr ub4 slots_per_byte = bits < 8 ? 8 / bits : 1;
 
   [[gnu::always_inline]] static const ub1 *place(const ub1 *table, ub4 slot) {
-    if constexpr (bits < 8)
-      return table + slot / slots_per_byte;
-    else
-      return table + size_t{slot} * (bits / 8);
+    return address(table, bits < 8 ? slot / slots_per_byte : ub8{slot} * (bits / 8));
   }
   [[gnu::always_inline]] static ub4 read(const ub1 *place, ub4 slot) {
     if constexpr (bits < 8)
@@ -102,7 +107,7 @@ public:
         mask_(MIPO_VEC_ENC_CTX(table)->bloom_word_mask) {}
 
   [[gnu::always_inline]] ub4 entry(Key key, bool in_range) const {
-    const ub1 *const *cell = choose(in_range, segments_ + (key >> shift_), &no_segment_);
+    const ub1 *const *cell = choose(in_range, address(segments_, (key >> shift_) * sizeof(*segments_)), &no_segment_);
     const ub1 *segment = *cell;
     const ub4 slot = static_cast<ub4>(key) & mask_;
     const ub1 *place = choose(segment != nullptr, Entries<bits>::place(segment, slot), none_.bytes);

@@ -46,9 +46,11 @@ struct BloomOptions {
 
 class BloomFilter {
 public:
-  /// Of the hashes of all keys. Sizes are powers of two, 8 bytes to 512 MiB; a filter that would be larger lets more
-  /// rows pass. Throws ArgumentError for options out of range.
+  /// Of the hashes of all keys, each once: more of them make the filter larger than it need be. Sizes are powers of
+  /// two, 8 bytes to 512 MiB; a filter that would be larger lets more rows pass. Throws ArgumentError for options out
+  /// of range.
   explicit BloomFilter(std::span<const ub8> hashes, const BloomOptions &options = {});
+  /// Of rows that may have the same key.
   explicit BloomFilter(const HashedRows &rows, const BloomOptions &options = {});
 
   std::size_t bytes() const noexcept { return bits_.size(); }
