@@ -159,16 +159,18 @@ template <unsigned hash_bits, bool fetches_ahead>
 template <unsigned hash_bits>
 void measure_filter(std::size_t bytes, double density) {
   const auto operands = std::make_shared<ProbeOperands>(bytes, hash_bits, density);
-  const std::string what = fmt::format("{} bits, {} KiB{}", hash_bits, bytes >> 10,
-                                       density < 1 ? fmt::format(", {} % of the rows", 100 * density) : "");
+  const std::string what =
+      fmt::format("{} bits, {}{}", hash_bits,
+                  bytes < 1 << 20 ? fmt::format("{} KiB", bytes >> 10) : fmt::format("{} MiB", bytes >> 20),
+                  density < 1 ? fmt::format(", {} %", 100 * density) : "");
   const double count = operands->rows * density;
   using Loop = void (*)(ProbeOperands &);
   const std::vector<std::pair<const char *, Loop>> loops =
       density < 1 ? std::vector<std::pair<const char *, Loop>>{{"scalar", selected_loop<hash_bits, false>},
-                                                               {"fetched ahead", selected_loop<hash_bits, true>}}
+                                                               {"scalar ahead", selected_loop<hash_bits, true>}}
                   : std::vector<std::pair<const char *, Loop>>{{"scalar", scalar_loop<hash_bits>},
                                                                {"gather", gather_loop<hash_bits, 0>},
-                                                               {"gather, fetched ahead", gather_loop<hash_bits, 64>}};
+                                                               {"gather ahead", gather_loop<hash_bits, 64>}};
   for (const auto &[name, loop] : loops) {
     const std::string limit = fmt::format("{}, {}", name, what);
     declare_limit({limit, count, count * hash_bits / 8, [operands, loop = loop] { loop(*operands); }});
