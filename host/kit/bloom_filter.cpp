@@ -51,7 +51,8 @@ ub8 HashedRows::hash(ub4 row) const noexcept {
   return __builtin_bswap64(reinterpret_cast<const ub8 *>(hashes_.data())[row]);
 }
 
-BloomFilter::BloomFilter(const HashedRows &rows, const BloomOptions &options) : BloomFilter(distinct_hashes(rows), options) {
+BloomFilter::BloomFilter(const HashedRows &rows, const BloomOptions &options)
+    : BloomFilter(distinct_hashes(rows), options) {
 }
 
 BloomFilter::BloomFilter(std::span<const ub8> hashes, const BloomOptions &options)
