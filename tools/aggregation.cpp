@@ -60,7 +60,8 @@ public:
         numbers_(numbers),
         steps_(std::move(steps)),
         rows_(work.library, work.within, work.plan.table->row_count),
-        keys_(work.library, work.keys, work.digits, work.chunk),
+        codes_(work.library, work.chunk),
+        keys_(work.library, work.keys, work.digits, work.chunk, codes_),
         add_(host::entry(work.library, &mipo_specialized_ctx::mipo_gby_sum_dydi)),
         sums_(work.measures.size()) {
     const ub8 groups = work.keys.size();
@@ -77,11 +78,11 @@ public:
       }
       if (measure.wants_least) sums.least.assign(groups, ~ub8{0});
       if (measure.wants_greatest) sums.greatest.assign(groups, 0);
-      values_.push_back(make_chunk_values(work.library, measure, work.chunk, steps_, numbers.measures[i].read,
+      values_.push_back(make_chunk_values(work.library, measure, work.chunk, codes_, steps_, numbers.measures[i].read,
                                           numbers.measures[i].words));
     }
     words_.resize(work.chunk);
-    codes_.resize(work.chunk);
+    ordered_.resize(work.chunk);
     present_.resize(work.chunk);
     ones_.assign(work.chunk, 1);
   }
@@ -142,7 +143,7 @@ private:
       if (needs_presence) add(numbers.count, sums.counts.data(), present_.data(), 8, keys);
     }
     if (measure.has_extremes()) {
-      values.ordered(rows_, codes_.data());
+      values.ordered(rows_, ordered_.data());
       take_extremes(steps_[numbers.extremes], measure, sums, keys);
     }
   }
@@ -173,7 +174,7 @@ private:
   void take_extremes(Step &step, const Measure &measure, Sums &sums, const ub4 *keys) {
     const Stopwatch stopwatch;
     for (ub4 i = 0; i < rows_.count(); ++i) {
-      const ub8 code = codes_[i];
+      const ub8 code = ordered_[i];
       if (code == ColumnCodes::no_value) continue;
       const ub4 group = keys != nullptr ? keys[i] : 0;
       if (measure.wants_least) sums.least[group] = std::min(sums.least[group], code);
@@ -190,13 +191,14 @@ private:
   const StepNumbers &numbers_;
   std::vector<Step> steps_;
   ChunkRows rows_;
+  ChunkCodes codes_;
   GroupKeys keys_;
   decltype(mipo_specialized_ctx::mipo_gby_sum_dydi) add_;
   std::vector<std::unique_ptr<ChunkValues>> values_;
   std::vector<Sums> sums_;
   std::vector<sb8> row_counts_;
   std::vector<sb8> words_;
-  std::vector<ub8> codes_;
+  std::vector<ub8> ordered_;
   std::vector<ub1> present_, ones_;
 };
 

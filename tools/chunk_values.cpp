@@ -4,8 +4,6 @@
 #include <cmath>
 #include <limits>
 
-#include "column_codes.h"
-
 namespace mipo::tools {
 
 namespace {
@@ -15,8 +13,8 @@ constexpr ub8 no_value = ColumnCodes::no_value;
 // A measure that is a column.
 class ColumnValues final : public ChunkValues {
 public:
-  ColumnValues(const host::Library &library, const Measure &measure, ub4 chunk, Step &read_step, Step &words_step)
-      : measure_(measure), codes_(library, *measure.column, chunk), read_step_(read_step), words_step_(words_step) {
+  ColumnValues(const Measure &measure, ChunkCodes &codes, Step &read_step, Step &words_step)
+      : measure_(measure), codes_(codes.of(*measure.column)), read_step_(read_step), words_step_(words_step) {
     if (codes_.by_kernel() && measure.adds()) words_by_code_ = measure.words_by_code();
   }
 
@@ -46,7 +44,7 @@ public:
 
 private:
   const Measure &measure_;
-  ColumnCodes codes_;
+  ColumnCodes &codes_;
   std::vector<sb8> words_by_code_;
   Step &read_step_;
   Step &words_step_;
@@ -55,10 +53,12 @@ private:
 // A measure that is calculated, in doubles: digits, which they hold exactly, and NaN for no value.
 class CalculatedValues final : public ChunkValues {
 public:
-  CalculatedValues(const host::Library &library, const Measure &measure, ub4 chunk, Step &read_step, Step &words_step)
+  CalculatedValues(const host::Library &library, const Measure &measure, ub4 chunk, ChunkCodes &codes, Step &read_step,
+                   Step &words_step)
       : library_(library),
         measure_(measure),
         chunk_(chunk),
+        codes_(codes),
         step_(read_step),
         words_step_(words_step),
         root_(node(*measure.argument, measure.bounds.scale)) {}
@@ -91,11 +91,11 @@ public:
 
 private:
   struct Node {
-    std::unique_ptr<ColumnCodes> codes; // of a column
-    std::vector<double> by_code;        // of a column whose codes a kernel unpacks
-    double power = 1;                   // of a column: 10 to the digits that its scale lacks
-    double constant = 0;                // if there is neither codes nor operands
-    ub4 key = 0;                        // of the arithmetic kernel
+    ColumnCodes *codes = nullptr; // of a column
+    std::vector<double> by_code;  // of a column whose codes a kernel unpacks
+    double power = 1;             // of a column: 10 to the digits that its scale lacks
+    double constant = 0;          // if there is neither codes nor operands
+    ub4 key = 0;                  // of the arithmetic kernel
     std::vector<Node> operands;
     std::vector<double> values; // of the chunk's rows; of a constant there are none
   };
@@ -112,7 +112,7 @@ private:
     made.values.resize(chunk_);
     if (expression.kind == BoundExpression::Kind::column) {
       const RowColumn &column = *expression.column;
-      made.codes = std::make_unique<ColumnCodes>(library_, column, chunk_);
+      made.codes = &codes_.of(column);
       made.power = std::pow(10.0, scale - column.type().scale);
       if (!made.codes->by_kernel()) return made;
       made.by_code.assign(column.stored().domain().code_count(), std::numeric_limits<double>::quiet_NaN());
@@ -185,6 +185,7 @@ private:
   const host::Library &library_;
   const Measure &measure_;
   ub4 chunk_;
+  ChunkCodes &codes_;
   Step &step_;
   Step &words_step_;
   Node root_;
@@ -193,11 +194,11 @@ private:
 } // namespace
 
 std::unique_ptr<ChunkValues> make_chunk_values(const host::Library &library, const Measure &measure, ub4 chunk,
-                                               std::vector<Step> &steps, std::size_t read_step,
+                                               ChunkCodes &codes, std::vector<Step> &steps, std::size_t read_step,
                                                std::size_t words_step) {
   if (measure.column != nullptr)
-    return std::make_unique<ColumnValues>(library, measure, chunk, steps[read_step], steps[words_step]);
-  return std::make_unique<CalculatedValues>(library, measure, chunk, steps[read_step], steps[words_step]);
+    return std::make_unique<ColumnValues>(measure, codes, steps[read_step], steps[words_step]);
+  return std::make_unique<CalculatedValues>(library, measure, chunk, codes, steps[read_step], steps[words_step]);
 }
 
 } // namespace mipo::tools

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "chunk_rows.h"
+#include "column_codes.h"
 #include "measure.h"
 #include "mipo/host/library.h"
 #include "step.h"
@@ -24,8 +25,10 @@ public:
 };
 
 /// `read_step` and `words_step` are the places of the steps that reading and words() belong to.
+/// Library, measure, codes and steps must outlive the values.
 std::unique_ptr<ChunkValues> make_chunk_values(const host::Library &library, const Measure &measure, ub4 chunk,
-                                               std::vector<Step> &steps, std::size_t read_step, std::size_t words_step);
+                                               ChunkCodes &codes, std::vector<Step> &steps, std::size_t read_step,
+                                               std::size_t words_step);
 
 } // namespace mipo::tools
 

@@ -36,6 +36,9 @@ ColumnCodes::ColumnCodes(const host::Library &library, const RowColumn &column, 
 }
 
 void ColumnCodes::read(ChunkRows &rows, Step &step) {
+  if (read_begin_ == rows.begin() && read_end_ == rows.end()) return;
+  read_begin_ = rows.begin();
+  read_end_ = rows.end();
   const Stopwatch stopwatch;
   if (by_kernel_) {
     unpack(rows);

@@ -2,6 +2,7 @@
 #ifndef MIPO_TOOLS_COLUMN_CODES_H
 #define MIPO_TOOLS_COLUMN_CODES_H
 
+#include <map>
 #include <vector>
 
 #include "chunk_rows.h"
@@ -23,7 +24,7 @@ public:
 
   const RowColumn &column() const { return column_; }
   bool by_kernel() const { return by_kernel_; }
-  /// Reads the chunk's codes, and adds rows and time to `step`.
+  /// Reads the chunk's codes, and adds rows and time to `step`; nothing to do if they have been read.
   void read(ChunkRows &rows, Step &step);
   /// Stored codes, one for each selected row, if by_kernel().
   const ub4 *unpacked() const { return unpacked_.data(); }
@@ -50,6 +51,23 @@ private:
   std::vector<ub8> read_;          // codes of values
   std::vector<ub8> value_by_code_; // of a joined column that a kernel unpacks
   ub4 run_index_ = 0, run_end_ = 0;
+  ub4 read_begin_ = 0, read_end_ = 0; // of the last chunk
+};
+
+/// The codes of the columns that a chunk's work asks for, each column once however often it is asked for.
+class ChunkCodes {
+public:
+  ChunkCodes(const host::Library &library, ub4 chunk) : library_(library), chunk_(chunk) {}
+
+  /// Stays where it is as long as this object.
+  ColumnCodes &of(const RowColumn &column) {
+    return codes_.try_emplace(&column, library_, column, chunk_).first->second;
+  }
+
+private:
+  const host::Library &library_;
+  ub4 chunk_;
+  std::map<const RowColumn *, ColumnCodes> codes_;
 };
 
 /// A step for the reading of a column's codes.

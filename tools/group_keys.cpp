@@ -28,7 +28,8 @@ DigitTables::DigitTables(const host::Library &library, const KeySpace &keys, std
   }
 }
 
-GroupKeys::GroupKeys(const host::Library &library, const KeySpace &keys, const DigitTables &digits, ub4 chunk)
+GroupKeys::GroupKeys(const host::Library &library, const KeySpace &keys, const DigitTables &digits, ub4 chunk,
+                     ChunkCodes &codes)
     : library_(library), keys_(keys), digits_(digits), numbers_(chunk + spare) {
   if (keys.method() == KeySpace::Method::codes) {
     further_codes_.resize(chunk + spare);
@@ -36,7 +37,7 @@ GroupKeys::GroupKeys(const host::Library &library, const KeySpace &keys, const D
       columns_.push_back(keys.stored(place).values->data.vec());
   }
   if (keys.method() == KeySpace::Method::folding) {
-    for (std::size_t place = 0; place < keys.places(); ++place) codes_.emplace_back(library, keys.stored(place), chunk);
+    for (std::size_t place = 0; place < keys.places(); ++place) codes_.push_back(&codes.of(keys.stored(place)));
   }
 }
 
@@ -93,10 +94,10 @@ void GroupKeys::read_codes(ChunkRows &rows) {
 void GroupKeys::fold(ChunkRows &rows, std::span<Step> steps) {
   std::fill_n(numbers_.begin(), rows.count(), 0);
   for (std::size_t place = 0; place < keys_.places(); ++place) {
-    codes_[place].read(rows, steps[2 * place]);
+    codes_[place]->read(rows, steps[2 * place]);
     mipo_vec numbers{}, codes{};
     numbers.data = numbers_.data();
-    codes.data = const_cast<ub4 *>(codes_[place].unpacked());
+    codes.data = const_cast<ub4 *>(codes_[place]->unpacked());
     codes.nrows = rows.count();
     mipo_call_ctx ctx{};
     ctx.xlate_out = const_cast<std::byte *>(digits_[place].entries.data());

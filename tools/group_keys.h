@@ -33,7 +33,8 @@ private:
 class GroupKeys {
 public:
   /// All must outlive it.
-  GroupKeys(const host::Library &library, const KeySpace &keys, const DigitTables &digits, ub4 chunk);
+  GroupKeys(const host::Library &library, const KeySpace &keys, const DigitTables &digits, ub4 chunk,
+            ChunkCodes &codes);
 
   /// What read() has to be given: the steps of its work, without rows or time.
   static std::vector<Step> blank_steps(const KeySpace &keys, const DigitTables &digits);
@@ -49,8 +50,8 @@ private:
   const KeySpace &keys_;
   const DigitTables &digits_;
   std::vector<ub4> numbers_, further_codes_;
-  std::vector<mipo_vec> columns_;  // by codes
-  std::vector<ColumnCodes> codes_; // by folding
+  std::vector<mipo_vec> columns_;    // by codes
+  std::vector<ColumnCodes *> codes_; // by folding
 };
 
 } // namespace mipo::tools
