@@ -6,8 +6,10 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "joined_rows.h"
 #include "query_data.h"
 #include "query_engines.h"
+#include "translation.h"
 
 namespace mipo::tests {
 namespace {
@@ -197,6 +199,43 @@ TEST(QueryJoin, ManyRowsAndThreads) {
            "SELECT departure, city" + from_airports + "WHERE delay > 200 AND state NOT IN (SELECT code FROM states)",
        })
     for (const unsigned threads : {1u, 3u}) many.expect_same_result(sql, BothEngines::Order::any, threads);
+}
+
+// Queries take threads for millions of rows only: here they are asked for.
+TEST(QueryJoin, TablesAreLookedUpTheSameOnAnyThreads) {
+  const host::Library library = host::Library::open();
+  const host::Table table = host::read_csv(scratch_file("lookups.csv", flights_with_gaps()));
+  host::Result some(table.row_count), few(table.row_count);
+  for (ub4 row = 0; row < table.row_count; ++row) {
+    some.bits().set(row, row % 5 < 3);
+    few.bits().set(row, row % 9000 < 17);
+  }
+  for (host::Result *rows : {&some, &few}) rows->vec()->nset = rows->bits().count();
+  for (const char *name : {"origin", "departure"}) {
+    const tools::RowColumn column = tools::own_column(*table.find(name), name);
+    const ub8 codes = std::min<ub8>(tools::index_count(column.domain()), tools::most_join_codes);
+    std::vector<bool> members(codes);
+    for (ub8 code = 0; code < codes; ++code) members[code] = code * 2654435761u % 7 < 3;
+    const auto lookup = host::TranslationTable::of_members(members);
+    for (const host::Result *within : {static_cast<host::Result *>(nullptr), &some, &few}) {
+      ub4 expected = 0;
+      std::vector<bool> rows(table.row_count);
+      for (ub4 row = 0; row < table.row_count; ++row) {
+        const std::optional<ub8> code = column.code(row);
+        const ub8 index = code ? *code - tools::index_base(column.domain()) : 0;
+        // Rows without value in dictionaries have a code like any other.
+        const bool has_code = code || column.domain().has_null();
+        rows[row] = has_code && index < codes && members[index] && (within == nullptr || within->bits().test(row));
+        expected += rows[row];
+      }
+      for (const unsigned threads : {1u, 2u, 3u}) {
+        std::vector<tools::Step> steps;
+        const host::Result found = tools::rows_in_table(library, lookup, column, within, threads, "", steps);
+        EXPECT_EQ(found.count(), expected) << name << threads;
+        for (ub4 row = 0; row < table.row_count; ++row) ASSERT_EQ(found.bits().test(row), rows[row]) << name << row;
+      }
+    }
+  }
 }
 
 // The kernels that a query is answered with, without the prefix mipo_.
