@@ -39,13 +39,21 @@ Examples:
       "SELECT departure, delay FROM flights
        WHERE departure BETWEEN '2001-05-01' AND '2001-05-02' AND delay > 60"
 
-SQL: SELECT columns, * or count(*), min(column), max(column) FROM one table,
-WHERE with = <> < <= > >=, BETWEEN, IN, LIKE, IS NULL, AND, OR, NOT over columns,
-upper(column), lower(column) and constants, LIMIT. An empty field of the file is
-a row without value (NULL).
+  mipo query --table flights=data/flights-300k.csv.zst --table a=data/airports.csv \
+      "SELECT state, count(*), avg(delay) FROM flights JOIN a ON origin = iata
+       WHERE destination NOT IN (SELECT iata FROM a WHERE state = 'CA')
+       GROUP BY state ORDER BY 3 DESC"
+
+SQL: SELECT [DISTINCT] values FROM a table, [LEFT] JOIN others ON a = b, WHERE,
+GROUP BY columns, HAVING, ORDER BY, LIMIT, OFFSET. Values are columns, numbers,
++ - *, count, sum, avg, min, max. Conditions have = <> < <= > >=, BETWEEN, IN a
+list or a sub-select, LIKE, IS NULL, AND, OR, NOT, upper() and lower(). The
+joined table's column must have no value twice. An empty field of the file is a
+row without value (NULL). What is not supported is refused by name.
 
 --explain shows every call of a kernel: name and key, the condition that it
-stands for, rows in and out, time. With csv it goes to standard error, with json
+stands for, rows in and out, time, and the table that codes are looked up in:
+how it is laid out, bits of an entry, bytes. With csv it goes to standard error, with json
 the output is {"rows": [...], "explain": {...}}.)";
 
 constexpr const char *describe_examples = R"(
@@ -157,7 +165,7 @@ void add_reading_options(CLI::App &command, ReadingOptions &options) {
 constexpr unsigned most_threads = 1024;
 
 void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
-  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over a CSV or column file");
+  CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over CSV and column files");
   command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
   add_bindings(command, "--table", "NAME=FILE",
                "Bind a table name to a CSV file (.csv or .csv.zst) or a column file; repeatable",
