@@ -1,7 +1,6 @@
 #include "key_space.h"
 
 #include <algorithm>
-#include <map>
 
 #include <fmt/format.h>
 
@@ -31,38 +30,37 @@ void KeySpace::number_codes(Place &place) {
 }
 
 void KeySpace::number_combinations(Place &place) {
-  using Combination = std::vector<std::optional<ub8>>;
   const host::Domain &domain = place.stored->domain();
-  // Nothing if no row has such a combination: a column that every row has a value of has none there.
-  const auto combination_at = [&](std::optional<ub8> code) -> std::optional<Combination> {
-    Combination values;
-    for (const RowColumn *column : place.columns) {
-      values.push_back(code ? column->value_of(*code) : std::nullopt);
-      if (!values.back() && !column->lacks_values) return std::nullopt;
+  const ub8 base = index_base(domain), first = domain.first_code();
+  std::vector<ub4> &digits = place.digit_by_index;
+  digits.assign(index_count(domain), 0);
+  std::vector<bool> never_there(digits.size());
+  std::vector<ub8> pairs(digits.size());
+  // Column by column: a digit for each pair of the digit so far and the rank of the column's value, 0 for no value.
+  for (const RowColumn *column : place.columns) {
+    const ub8 ranks = 1 + (column->is_joined() ? column->ranked.size() : domain.code_count() - first);
+    for (ub8 index = 0; index < digits.size(); ++index) {
+      const ub8 code = base + index;
+      const ub8 rank = column->is_joined() ? ub8{column->rank_by_index[index] + 1} // no_entry becomes 0
+                       : code < first      ? 0
+                                           : code - first + 1;
+      pairs[index] = digits[index] * ranks + rank;
+      never_there[index] = never_there[index] || (rank == 0 && !column->lacks_values);
     }
-    return values;
-  };
-  std::map<Combination, std::optional<ub8>> code_of;
-  const auto add = [&](std::optional<ub8> code) {
-    if (auto combination = combination_at(code)) code_of.emplace(std::move(*combination), code);
-  };
-  add(std::nullopt);
-  for (ub8 code = domain.first_code(); code < domain.code_count(); ++code) add(code);
-
-  std::map<Combination, ub4> digit_of;
-  for (const auto &[combination, code] : code_of) {
-    digit_of.emplace(combination, static_cast<ub4>(digit_of.size()));
-    place.code_by_digit.push_back(code);
+    std::vector<ub8> distinct = pairs;
+    distinct.push_back(0);
+    std::sort(distinct.begin(), distinct.end());
+    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+    for (ub8 index = 0; index < digits.size(); ++index)
+      digits[index] =
+          static_cast<ub4>(std::lower_bound(distinct.begin(), distinct.end(), pairs[index]) - distinct.begin());
+    place.digits = distinct.size();
   }
-  const auto digit_at = [&](std::optional<ub8> code) -> ub4 {
-    const auto combination = combination_at(code);
-    return combination ? digit_of.at(*combination) : 0; // not asked for
-  };
-  place.digit_without_value = digit_at(std::nullopt);
-  place.digit_by_index.assign(index_count(domain), place.digit_without_value);
-  for (ub8 code = domain.first_code(); code < domain.code_count(); ++code)
-    place.digit_by_index[code - index_base(domain)] = digit_at(code);
-  place.digits = std::max<ub8>(place.code_by_digit.size(), 1);
+  place.code_by_digit.assign(place.digits, base);
+  for (ub8 index = 0; index < digits.size(); ++index) {
+    if (never_there[index]) digits[index] = 0; // no row has this code: its partner is missing
+    place.code_by_digit[digits[index]] = base + index;
+  }
 }
 
 KeySpace::KeySpace(const std::vector<const RowColumn *> &columns) : columns_(columns) {
@@ -110,11 +108,9 @@ std::string KeySpace::names(std::size_t place) const {
 }
 
 ub8 KeySpace::digit_of(const Place &place, std::optional<ub8> stored_code) {
-  if (!place.digit_by_index.empty()) {
-    if (!stored_code) return place.digit_without_value;
-    return place.digit_by_index[*stored_code - index_base(place.stored->domain())];
-  }
-  return stored_code ? *stored_code - place.first_code + place.null_is_extra : 0;
+  if (!stored_code) return 0;
+  if (!place.digit_by_index.empty()) return place.digit_by_index[*stored_code - index_base(place.stored->domain())];
+  return *stored_code - place.first_code + place.null_is_extra;
 }
 
 std::vector<ub4> KeySpace::digits_by_code(std::size_t place) const {
@@ -147,11 +143,10 @@ Value KeySpace::value(ub8 group, std::size_t column) const {
   const Place &at = places_[place];
   ub8 digit = group;
   if (place != 0) digit = shifts_ ? group & ((ub8{1} << at.bits) - 1) : group % at.digits;
+  const bool combined = !at.code_by_digit.empty();
   std::optional<ub8> code;
-  if (!at.code_by_digit.empty())
-    code = at.code_by_digit[digit];
-  else if (!at.null_is_extra || digit != 0)
-    code = digit - at.null_is_extra + at.first_code;
+  if (digit != 0 || !(combined || at.null_is_extra))
+    code = combined ? at.code_by_digit[digit] : digit - at.null_is_extra + at.first_code;
   if (code) code = columns_[column]->value_of(*code);
   return code ? Value(CodedValue{&columns_[column]->domain(), *code}) : Value();
 }
