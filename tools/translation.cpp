@@ -21,10 +21,39 @@ constexpr ub4 chunk_rows = 1 << 12;
 // Of fewer rows than one in so many, each is looked up by itself; of more, all are, and those asked for are kept.
 constexpr ub8 one_in = 4;
 
-void check(ub4 code, const Step &step) {
-  if (code == MIPO_DONE || code == MIPO_EMPTY) return;
-  throw host::Error(fmt::format("{} answered {}: {}", step.name, host::code_name(code), host::code_text(code)));
-}
+// A translation kernel with its table.
+class TableKernel {
+public:
+  TableKernel(const host::Library &library, const host::TranslationTable &table, bool hands_out)
+      : table_(table), key_(table.key(host::TranslatedRows::codes, hands_out)), kernel_(library.xlate(key_)) {}
+
+  Step step(const std::string &condition) const { return translation_step(key_, table_, condition); }
+
+  // Of the codes, or those that `selection` (unless null) has, sets the bits of those that are in the table and hands
+  // out what it has for them. Returns how many they are.
+  ub4 operator()(const mipo_vec &codes, const ub8 *selection, ub8 *bits, std::byte *entries) const {
+    ub4 first_and_last[2];
+    mipo_vec found{};
+    found.bv = bits;
+    found.data = first_and_last;
+    mipo_call_ctx ctx{};
+    ctx.xlate_ctx = table_.range();
+    ctx.xlate_out = entries;
+    ctx.ones_vec = const_cast<ub8 *>(selection);
+    ctx.eval_flags = MIPO_EVAL_COUNT_ONLY;
+    const ub4 code = kernel_(&found, &codes, &table_.vec(), &ctx);
+    if (code != MIPO_DONE && code != MIPO_EMPTY) {
+      throw host::Error(
+          fmt::format("{} answered {}: {}", host::kernel_name(key_), host::code_name(code), host::code_text(code)));
+    }
+    return found.nset;
+  }
+
+private:
+  const host::TranslationTable &table_;
+  ub4 key_;
+  mipo_xlate_kernel *kernel_;
+};
 
 // The codes that rows have in a column of the first table, a chunk at a time, for translation kernels.
 class CodesToTranslate {
@@ -93,9 +122,9 @@ host::Result rows_in_table(const host::Library &library, const host::Translation
   const host::EncodedColumn &data = column.stored().data;
   const ub4 rows = data.rows();
   Step reading = codes_step(column, "codes of " + column.name);
-  Step translating = translation_step(table.key(), table, condition);
+  const TableKernel kernel(library, table, false);
+  Step translating = kernel.step(condition);
   translating.selective = within != nullptr && ub8{within->count()} * one_in < rows;
-  const auto kernel = library.xlate(table.key());
   host::Result result(rows);
   if (data.has_runs()) threads = 1;
   const std::vector<ub4> bounds = bounds_of_ranges(rows, threads);
@@ -106,24 +135,17 @@ host::Result rows_in_table(const host::Library &library, const host::Translation
     for_each_chunk(bounds[i], bounds[i + 1], [&](ub4 begin, ub4 end) {
       if (within != nullptr && !any_selected(within->bits(), begin, end)) return;
       codes[i].chunk(begin, end, [&](const mipo_vec &source) {
-        ub4 first_and_last[2];
-        mipo_vec target{};
-        target.bv = result.bits().words() + begin / 64;
-        target.data = first_and_last;
-        mipo_call_ctx ctx{};
-        ctx.xlate_ctx = table.range();
-        ctx.eval_flags = MIPO_EVAL_COUNT_ONLY;
-        if (translating.selective) ctx.ones_vec = within->bits().words() + begin / 64;
-        check(kernel(&target, &source, &table.vec(), &ctx), translating);
-        if (within != nullptr && !translating.selective) {
-          target.nset = 0;
-          for (ub4 word = begin / 64; word < (ub8{end} + 63) / 64; ++word) {
-            ub8 &bits = result.bits().words()[word];
-            bits &= within->bits().words()[word];
-            target.nset += static_cast<ub4>(std::popcount(bits));
+        ub8 *const bits = result.bits().words() + begin / 64;
+        const ub8 *const selection = within != nullptr ? within->bits().words() + begin / 64 : nullptr;
+        ub4 count = kernel(source, translating.selective ? selection : nullptr, bits, nullptr);
+        if (selection != nullptr && !translating.selective) {
+          count = 0;
+          for (ub4 word = 0; word < (end - begin + 63) / 64; ++word) {
+            bits[word] &= selection[word];
+            count += static_cast<ub4>(std::popcount(bits[word]));
           }
         }
-        counts[i] += target.nset;
+        counts[i] += count;
       });
     });
   });
@@ -140,22 +162,15 @@ host::Result rows_in_table(const host::Library &library, const host::Translation
 
 Step hand_out(const host::Library &library, const host::TranslationTable &table, std::span<const ub4> codes,
               std::byte *entries, const std::string &condition) {
-  const ub4 key = table.key(host::TranslatedRows::codes, true);
-  Step step = translation_step(key, table, condition);
+  const TableKernel kernel(library, table, true);
+  Step step = kernel.step(condition);
   const auto count = static_cast<ub4>(codes.size());
   host::TranslatedCodes source(count);
   source.set(codes);
-  host::Result found(count);
-  ub4 first_and_last[2];
-  found.vec()->data = first_and_last;
-  mipo_call_ctx ctx{};
-  ctx.xlate_ctx = table.range();
-  ctx.xlate_out = entries;
-  const auto kernel = library.xlate(key);
+  host::BitVector found(count);
   const Stopwatch stopwatch;
-  check(kernel(found.vec(), &source.vec(), &table.vec(), &ctx), step);
+  step.rows_out = kernel(source.vec(), nullptr, found.words(), entries);
   step.add(stopwatch, count, count);
-  step.rows_out = found.count();
   return step;
 }
 
@@ -165,30 +180,20 @@ HandedOutRanks::HandedOutRanks(const host::Library &library, const RowColumn &jo
   const RowColumn &key_column = *joined.key;
   const ub4 rows = key_column.stored().data.rows();
   const host::TranslationTable table{std::span(joined.rank_by_index)};
-  const ub4 key = table.key(host::TranslatedRows::codes, true);
+  const TableKernel kernel(library, table, true);
   width_ = table.width();
-  entries_.resize(host::handed_out_bytes(rows, width_) + 1);
+  entries_ = std::make_unique_for_overwrite<std::byte[]>(host::handed_out_bytes(rows, width_) + 1);
   Step reading = codes_step(key_column, "codes of " + key_column.name);
-  Step translating = translation_step(key, table, joined.name);
+  Step translating = kernel.step(joined.name);
   CodesToTranslate codes(library, key_column, rows, reading, translating);
-  host::Result found(rows);
-  const auto kernel = library.xlate(key);
+  host::BitVector found(rows);
   for_each_chunk(0, rows, [&](ub4 begin, ub4 end) {
     if (!any_selected(within.bits(), begin, end)) return;
     codes.chunk(begin, end, [&](const mipo_vec &source) {
-      std::byte *const out = entries_.data() + host::handed_out_bytes(begin, width_);
+      std::byte *const out = entries_.get() + host::handed_out_bytes(begin, width_);
       // Under a selection kernels leave the places of codes out of range as they are.
       std::memset(out, 0xff, host::handed_out_bytes(end - begin, width_));
-      ub4 first_and_last[2];
-      mipo_vec target{};
-      target.bv = found.bits().words() + begin / 64;
-      target.data = first_and_last;
-      mipo_call_ctx ctx{};
-      ctx.xlate_ctx = table.range();
-      ctx.xlate_out = out;
-      ctx.ones_vec = within.bits().words() + begin / 64;
-      check(kernel(&target, &source, &table.vec(), &ctx), translating);
-      translating.rows_out += target.nset;
+      translating.rows_out += kernel(source, within.bits().words() + begin / 64, found.words() + begin / 64, out);
     });
   });
   codes.add_steps(reading, translating);
@@ -200,7 +205,7 @@ HandedOutRanks::HandedOutRanks(const host::Library &library, const RowColumn &jo
 }
 
 std::optional<ub8> HandedOutRanks::code(ub4 row) const {
-  const ub4 rank = host::handed_out(entries_.data(), width_, row);
+  const ub4 rank = host::handed_out(entries_.get(), width_, row);
   return rank == host::no_entry ? std::nullopt : std::optional(joined_->ranked[rank]);
 }
 

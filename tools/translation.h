@@ -3,6 +3,7 @@
 #define MIPO_TOOLS_TRANSLATION_H
 
 #include <map>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -37,7 +38,7 @@ public:
 private:
   const RowColumn *joined_;
   host::EntryWidth width_;
-  std::vector<std::byte> entries_;
+  std::unique_ptr<std::byte[]> entries_; // of rows that were not asked for, whatever the memory held
 };
 
 /// Of all joined columns that a result without groups shows or is ordered by.
