@@ -34,8 +34,8 @@ struct Sums {
 
 // The steps of one aggregation, by what they are: threads fill in rows and time, each in an own copy.
 struct StepNumbers {
+  std::size_t keys; // how many there are of the group numbers, in front of all others
   std::size_t rows;
-  std::size_t keys, end_of_keys; // a step or several
   struct OfMeasure {
     std::size_t read, words, sum, count, extremes;
   };
@@ -121,7 +121,7 @@ private:
     const bool grouped = !work_.plan.keys.empty();
     rows_.go_to(begin, end);
     if (rows_.count() == 0) return;
-    if (grouped) keys_.read(rows_, std::span(steps_).subspan(numbers_.keys, numbers_.end_of_keys - numbers_.keys));
+    if (grouped) keys_.read(rows_, std::span(steps_).first(numbers_.keys));
     const ub4 *keys = grouped ? keys_.data() : nullptr;
     if (work_.counts_rows) add(numbers_.rows, row_counts_.data(), ones_.data(), 8, keys);
     for (std::size_t i = 0; i < sums_.size(); ++i) take_measure(i, keys);
@@ -333,9 +333,8 @@ std::vector<Step> steps_of(const KeySpace &keys, const DigitTables &digits, cons
     steps.push_back(std::move(step));
     return steps.size() - 1;
   };
-  numbers.keys = 0;
   if (keys.places() != 0) steps = GroupKeys::blank_steps(keys, digits);
-  numbers.end_of_keys = steps.size();
+  numbers.keys = steps.size();
   numbers.rows = add(sum_step("count(*)"));
   for (const Measure &measure : measures) {
     StepNumbers::OfMeasure of;

@@ -12,6 +12,9 @@ namespace mipo::tools {
 
 class ChunkRows {
 public:
+  /// Kernels unpack up to this many codes behind the ones that are wanted: so they always see room left.
+  static constexpr ub4 spare = 64;
+
   /// `within` is null for all of `table_rows` rows.
   ChunkRows(const host::Library &library, const host::Result *within, ub4 table_rows);
 

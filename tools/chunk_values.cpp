@@ -28,8 +28,7 @@ public:
       for (ub4 i = 0, count = rows.count(); i < count; ++i) words[i] = by_code[codes[i]];
     } else {
       const host::Domain &domain = measure_.column->domain();
-      const bool numbers =
-          domain.type().kind == host::ValueKind::integer || domain.type().kind == host::ValueKind::decimal;
+      const bool numbers = host::is_number(domain.type().kind);
       codes_.each(rows.count(), [&](ub4 i, ub8 code) {
         words[i] = code == no_value ? 0 : measure_.word(numbers ? domain.number(code) : 0);
       });

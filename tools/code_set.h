@@ -33,6 +33,11 @@ public:
   const std::vector<CodeRange> &ranges() const { return ranges_; }
   bool empty() const { return ranges_.empty(); }
   bool contains(ub8 code) const;
+  /// Calls take(code) for each code, ascending.
+  void each(auto take) const {
+    for (const CodeRange &range : ranges_)
+      for (ub8 code = range.lower.code; code < range.upper.code; ++code) take(code);
+  }
 
   /// The codes from `first` up to `end` (excluded) that are not in the set, which must lie within them.
   CodeSet complement(ub8 first, ub8 end) const;

@@ -48,19 +48,14 @@ void ColumnBinder::join(const Join &join, const host::Table &table) {
   }
   // One side is a column of the joined table, the other one of those in front of it.
   const InScope joined{&join.table, &table, std::nullopt};
-  const auto in_joined = [&](const ColumnName &side) -> const host::Column * {
-    return side.qualifier.empty() || side.qualifier == name ? find_in(table, side) : nullptr;
-  };
   const auto in_front = [&](const ColumnName &side) {
-    return std::any_of(scopes_.begin(), scopes_.end(), [&](const InScope &scope) {
-      return (side.qualifier.empty() || side.qualifier == name_in_query(*scope.name)) && find_in(*scope.table, side);
-    });
+    return std::any_of(scopes_.begin(), scopes_.end(), [&](const InScope &scope) { return find(scope, side); });
   };
   for (const bool turned : {false, true}) {
     const ColumnName &left = join.sides[turned], &right = join.sides[!turned];
-    const host::Column *unique = in_joined(right);
+    const host::Column *unique = find(joined, right);
     if (unique == nullptr || !in_front(left)) continue;
-    if (left.qualifier.empty() && in_joined(left) != nullptr) {
+    if (left.qualifier.empty() && find(joined, left) != nullptr) {
       throw QueryError(fmt::format("{} may be a column of {}: write the table in front of it", left.name, name),
                        left.position);
     }
@@ -100,23 +95,19 @@ std::string ColumnBinder::names(bool with_columns) const {
 }
 
 const RowColumn &ColumnBinder::column(const ColumnName &wanted) const {
+  if (!wanted.qualifier.empty()) (void)qualified(wanted.qualifier, wanted.position);
   const InScope *scope = nullptr;
   const host::Column *found = nullptr;
-  if (!wanted.qualifier.empty()) {
-    scope = &qualified(wanted.qualifier, wanted.position);
-    found = find_in(*scope->table, wanted);
-  } else {
-    for (const InScope &each : scopes_) {
-      const host::Column *here = find_in(*each.table, wanted);
-      if (here == nullptr) continue;
-      if (found != nullptr) {
-        throw QueryError(fmt::format("{0} may be {1}.{0} or {2}.{0}: write the table in front of it", wanted.name,
-                                     name_in_query(*scope->name), name_in_query(*each.name)),
-                         wanted.position);
-      }
-      scope = &each;
-      found = here;
+  for (const InScope &each : scopes_) {
+    const host::Column *here = find(each, wanted);
+    if (here == nullptr) continue;
+    if (found != nullptr) {
+      throw QueryError(fmt::format("{0} may be {1}.{0} or {2}.{0}: write the table in front of it", wanted.name,
+                                   name_in_query(*scope->name), name_in_query(*each.name)),
+                       wanted.position);
     }
+    scope = &each;
+    found = here;
   }
   if (found != nullptr) return row_column(*scope, *found);
   if (wanted.quoted) {
@@ -132,6 +123,12 @@ const RowColumn &ColumnBinder::column(const ColumnName &wanted) const {
   throw QueryError(fmt::format("there is no column {}; the columns are {}{}", wanted.name, names(true),
                                wanted.quoted ? " (a string constant goes between single quotes)" : ""),
                    wanted.position);
+}
+
+// The column of a table that a name stands for; null if it has none, or if the name is of another table.
+const host::Column *ColumnBinder::find(const InScope &scope, const ColumnName &wanted) {
+  const bool may_be = wanted.qualifier.empty() || wanted.qualifier == name_in_query(*scope.name);
+  return may_be ? find_in(*scope.table, wanted) : nullptr;
 }
 
 const RowColumn &ColumnBinder::row_column(const InScope &scope, const host::Column &column) const {

@@ -42,6 +42,7 @@ private:
   };
 
   void join(const Join &join, const host::Table &table);
+  static const host::Column *find(const InScope &scope, const ColumnName &wanted);
   const RowColumn &row_column(const InScope &scope, const host::Column &column) const;
   const InScope &qualified(const std::string &qualifier, std::size_t position) const;
   std::string names(bool with_columns) const;

@@ -1,13 +1,6 @@
 #include "column_codes.h"
 
 namespace mipo::tools {
-namespace {
-
-// Kernels unpack up to this many codes behind the ones that are wanted: so they always see room left.
-constexpr ub4 spare = 64;
-
-} // namespace
-
 bool unpacks_by_kernel(const host::Column &column) {
   return column.data.has_dictionary() && column.data.bits() <= 32;
 }
@@ -29,7 +22,7 @@ ColumnCodes::ColumnCodes(const host::Library &library, const RowColumn &column, 
     read_.resize(chunk);
     return;
   }
-  unpacked_.resize(chunk + spare);
+  unpacked_.resize(chunk + ChunkRows::spare);
   if (!column.is_joined()) return;
   for (ub8 code = 0; code < data_.domain().code_count(); ++code)
     value_by_code_.push_back(column.value_of(code).value_or(no_value));

@@ -267,8 +267,7 @@ CodeSet equal_codes(const RowColumn &column, const QueryValues &values, std::siz
     for (const ub8 code : values.codes)
       if (const ub4 value = equal[code - from.first_code()]; value != host::no_entry) add(value + to.first_code());
   } else {
-    const bool numbers = from.type().kind == host::ValueKind::integer || from.type().kind == host::ValueKind::decimal;
-    const Literal::Form form = numbers ? Literal::Form::number : Literal::Form::string;
+    const Literal::Form form = host::is_number(from.type().kind) ? Literal::Form::number : Literal::Form::string;
     for (const ub8 code : values.codes)
       if (const std::optional<ub8> found = to.find({form, from.value(code)})) add(*found);
   }
@@ -339,9 +338,8 @@ namespace {
 // The condition that a call stands for, told with the column's values.
 std::string call_text(const RowColumn &column, const KernelCall &call) {
   const auto value = [&](ub8 code) {
-    const host::ValueKind kind = column.type().kind;
-    const bool number = kind == host::ValueKind::integer || kind == host::ValueKind::decimal;
-    return sql_text({number ? Constant::Kind::number : Constant::Kind::string, column.domain().value(code), 0});
+    return sql_text({host::is_number(column.type().kind) ? Constant::Kind::number : Constant::Kind::string,
+                     column.domain().value(code), 0});
   };
   const auto side = [&](const char *symbol, ub8 code) {
     return fmt::format("{} {} {}", column.name, symbol, value(code));

@@ -30,8 +30,7 @@ bool is_two_sided(mipo_operation operation) {
 host::BitVector members_of(const CodeSet &set, const host::EncodedColumn &column) {
   constexpr ub8 smallest = 256;
   host::BitVector members(std::max(column.domain().code_count(), smallest));
-  for (const CodeRange &range : set.ranges())
-    for (ub8 code = range.lower.code; code < range.upper.code; ++code) members.set(code);
+  set.each([&](ub8 code) { members.set(code); });
   return members;
 }
 
@@ -161,8 +160,7 @@ host::Result Executor::call(const RowColumn &tested, const KernelCall &call, con
 host::Result Executor::look_up(const RowColumn &column, const KernelCall &call, const host::Result *within) {
   const ub8 base = index_base(column.domain());
   std::vector<bool> members(index_count(column.domain()));
-  for (const CodeRange &range : call.set.ranges())
-    for (ub8 code = range.lower.code; code < range.upper.code; ++code) members[code - base] = true;
+  call.set.each([&](ub8 code) { members[code - base] = true; });
   decompress(column.stored());
   return rows_in_table(library_, host::TranslationTable::of_members(members), column, within, threads_for(rows_),
                        call.text, steps_);
@@ -390,12 +388,9 @@ KnownExtremes known_extremes(Executor &executor, const Plan &plan, const host::R
   return known;
 }
 
-// For the values of an expression to be read; adds the joined columns in it.
-void prepare(Executor &executor, const BoundExpression &expression, std::vector<const RowColumn *> &joined) {
-  if (expression.kind == BoundExpression::Kind::column && expression.column->is_joined())
-    joined.push_back(expression.column);
-  if (expression.kind == BoundExpression::Kind::column) executor.decompress(expression.column->stored());
-  for (const BoundExpression &operand : expression.operands) prepare(executor, operand, joined);
+void each_column(const BoundExpression &expression, const auto &take) {
+  if (expression.kind == BoundExpression::Kind::column) take(*expression.column);
+  for (const BoundExpression &operand : expression.operands) each_column(operand, take);
 }
 
 } // namespace
@@ -411,9 +406,9 @@ Answer execute(const host::Library &library, const Plan &plan, unsigned threads)
   if (plan.grouped) {
     const KnownExtremes known = plan.keys.empty() ? known_extremes(executor, plan, within) : KnownExtremes();
     for (const RowColumn *key : plan.keys) executor.decompress(key->stored());
-    std::vector<const RowColumn *> joined; // nothing is handed out for them: values are taken by code
     for (const PlannedAggregate &planned : plan.aggregates)
-      if (planned.argument) prepare(executor, *planned.argument, joined);
+      if (planned.argument)
+        each_column(*planned.argument, [&](const RowColumn &column) { executor.decompress(column.stored()); });
     answer.steps = executor.take_steps();
     answer.groups = aggregate(library, plan, within, threads, known, answer.steps);
     std::vector<ub4> all(answer.groups->count());
@@ -431,17 +426,19 @@ Answer execute(const host::Library &library, const Plan &plan, unsigned threads)
   const ub8 read = limit > std::numeric_limits<ub8>::max() - plan.offset ? limit : limit + plan.offset;
   executor.read_rows(*qualifying, answer, in_row_order ? read : std::numeric_limits<ub8>::max());
   std::vector<const RowColumn *> joined;
-  for (const PlannedColumn &planned : plan.output) prepare(executor, planned.value, joined);
-  for (const SortKey &key : plan.order) prepare(executor, key.value, joined);
+  const auto take = [&](const RowColumn &column) {
+    executor.decompress(column.stored());
+    if (column.is_joined()) joined.push_back(&column);
+  };
+  for (const PlannedColumn &planned : plan.output) each_column(planned.value, take);
+  for (const SortKey &key : plan.order) each_column(key.value, take);
   answer.steps = executor.take_steps();
   if (!joined.empty() && answer.rows.size() < qualifying->count()) {
     qualifying->bits().fill(false);
     for (const ub4 row : answer.rows) qualifying->bits().set(row);
     qualifying->vec()->nset = static_cast<ub4>(answer.rows.size());
   }
-  for (const RowColumn *column : joined)
-    if (!answer.joined.contains(column))
-      answer.joined.emplace(column, HandedOutRanks(library, *column, *qualifying, answer.steps));
+  answer.joined = HandedOutColumns(library, joined, *qualifying, answer.steps);
   answer.rows = result_rows(plan, answer.values(), std::move(answer.rows));
   return answer;
 }

@@ -7,12 +7,6 @@
 #include "translation.h"
 
 namespace mipo::tools {
-namespace {
-
-// Kernels unpack up to this many codes behind the ones that are wanted: so they always see room left.
-constexpr ub4 spare = 64;
-
-} // namespace
 
 DigitTables::DigitTables(const host::Library &library, const KeySpace &keys, std::vector<Step> &steps) {
   if (keys.method() != KeySpace::Method::folding) return;
@@ -30,25 +24,29 @@ DigitTables::DigitTables(const host::Library &library, const KeySpace &keys, std
 
 GroupKeys::GroupKeys(const host::Library &library, const KeySpace &keys, const DigitTables &digits, ub4 chunk,
                      ChunkCodes &codes)
-    : library_(library), keys_(keys), digits_(digits), numbers_(chunk + spare) {
+    : library_(library), keys_(keys), numbers_(chunk + ChunkRows::spare) {
   if (keys.method() == KeySpace::Method::codes) {
-    further_codes_.resize(chunk + spare);
+    further_codes_.resize(chunk + ChunkRows::spare);
     for (std::size_t place = 0; place < keys.places(); ++place)
       columns_.push_back(keys.stored(place).values->data.vec());
   }
   if (keys.method() == KeySpace::Method::folding) {
-    for (std::size_t place = 0; place < keys.places(); ++place) codes_.push_back(&codes.of(keys.stored(place)));
+    for (std::size_t place = 0; place < keys.places(); ++place) {
+      const DigitTables::Table &table = digits[place];
+      Fold &fold = folds_.emplace_back(Fold{&codes.of(keys.stored(place)), library.xlate(table.key), {}});
+      fold.ctx.xlate_out = const_cast<std::byte *>(table.entries.data());
+      fold.ctx.xlate_mult = keys.weight(place);
+    }
   }
 }
 
 std::vector<Step> GroupKeys::blank_steps(const KeySpace &keys, const DigitTables &digits) {
-  std::string names;
-  for (std::size_t place = 0; place < keys.places(); ++place) names += (names.empty() ? "" : ", ") + keys.names(place);
   switch (keys.method()) {
   case KeySpace::Method::codes:
-    return {entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi), "GROUP BY " + names)};
+    return {entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi),
+                       "GROUP BY " + keys.names())};
   case KeySpace::Method::row_by_row:
-    return {row_step("group keys", "GROUP BY " + names)};
+    return {row_step("group keys", "GROUP BY " + keys.names())};
   case KeySpace::Method::folding:
     break;
   }
@@ -93,18 +91,15 @@ void GroupKeys::read_codes(ChunkRows &rows) {
 
 void GroupKeys::fold(ChunkRows &rows, std::span<Step> steps) {
   std::fill_n(numbers_.begin(), rows.count(), 0);
-  for (std::size_t place = 0; place < keys_.places(); ++place) {
-    codes_[place]->read(rows, steps[2 * place]);
+  for (std::size_t place = 0; place < folds_.size(); ++place) {
+    Fold &fold = folds_[place];
+    fold.codes->read(rows, steps[2 * place]);
     mipo_vec numbers{}, codes{};
     numbers.data = numbers_.data();
-    codes.data = const_cast<ub4 *>(codes_[place]->unpacked());
+    codes.data = const_cast<ub4 *>(fold.codes->unpacked());
     codes.nrows = rows.count();
-    mipo_call_ctx ctx{};
-    ctx.xlate_out = const_cast<std::byte *>(digits_[place].entries.data());
-    ctx.xlate_mult = keys_.weight(place);
-    const auto kernel = library_.xlate(digits_[place].key);
     const Stopwatch stopwatch;
-    kernel(&numbers, &codes, nullptr, &ctx);
+    fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
     steps[2 * place + 1].add(stopwatch, rows.count(), rows.count());
   }
 }

@@ -11,8 +11,7 @@
 
 namespace mipo::tools {
 
-/// Digits by code, as the kernels that fold them into group numbers read them: one table for each
-/// digit.
+/// Digits by code, as the kernels that fold them into group numbers read them: one table for each digit.
 class DigitTables {
 public:
   /// The digits are handed out by the translation kernels, each table in a step. There are none unless the method is
@@ -48,10 +47,14 @@ private:
 
   const host::Library &library_;
   const KeySpace &keys_;
-  const DigitTables &digits_;
   std::vector<ub4> numbers_, further_codes_;
-  std::vector<mipo_vec> columns_;    // by codes
-  std::vector<ColumnCodes *> codes_; // by folding
+  std::vector<mipo_vec> columns_; // by codes
+  struct Fold {
+    ColumnCodes *codes;
+    mipo_xlate_kernel *kernel;
+    mipo_call_ctx ctx;
+  };
+  std::vector<Fold> folds_; // by folding
 };
 
 } // namespace mipo::tools

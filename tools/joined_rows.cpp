@@ -14,11 +14,9 @@ namespace {
 void check_code_count(const RowColumn &column, std::size_t position) {
   const ub8 codes = index_count(column.domain());
   if (codes <= most_join_codes) return;
-  std::string message =
-      fmt::format("{} has {} codes: columns of at most {} can be looked up", column.name, codes, most_join_codes);
-  if (!column.values->data.has_dictionary())
-    message += fmt::format("; with --encode {}=dict they may be fewer", column.values->name);
-  throw QueryError(message, position);
+  throw QueryError(fmt::format("{} has {} codes: columns of at most {} can be looked up{}", column.name, codes,
+                               most_join_codes, dictionary_hint(column)),
+                   position);
 }
 
 // The row of each value of a column that has none of them twice.
@@ -83,23 +81,22 @@ RowColumn JoinedRows::column(const host::Column &column, std::string name) const
   column.data.decompress(decompressor);
   const host::Domain &of_key = key_->domain();
   RowColumn joined{std::move(name), &column, key_, {}, {}, outer_ && key_->lacks_values};
-  const auto value_at = [&](ub8 code) -> std::optional<ub8> {
+  const ub8 first = of_key.first_code();
+  std::vector<std::optional<ub8>> values;
+  for (ub8 code = first; code < of_key.code_count(); ++code) {
     const ub4 row = row_of(code);
-    return row != no_row && column.data.has_value(row) ? std::optional(column.data.code(row)) : std::nullopt;
-  };
-  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
-    const std::optional<ub8> value = value_at(code);
-    if (value) joined.ranked.push_back(*value);
-    joined.lacks_values |= !value && (outer_ || has_row(code));
+    const bool has_value = row != no_row && column.data.has_value(row);
+    values.push_back(has_value ? std::optional(column.data.code(row)) : std::nullopt);
+    if (has_value) joined.ranked.push_back(*values.back());
+    joined.lacks_values |= !has_value && (outer_ || row != no_row);
   }
   std::sort(joined.ranked.begin(), joined.ranked.end());
   joined.ranked.erase(std::unique(joined.ranked.begin(), joined.ranked.end()), joined.ranked.end());
   joined.rank_by_index.assign(row_by_index_.size(), host::no_entry);
-  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
-    if (const std::optional<ub8> value = value_at(code)) {
-      const auto found = std::lower_bound(joined.ranked.begin(), joined.ranked.end(), *value);
-      joined.rank_by_index[code - index_base(of_key)] = static_cast<ub4>(found - joined.ranked.begin());
-    }
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!values[i]) continue;
+    const auto found = std::lower_bound(joined.ranked.begin(), joined.ranked.end(), *values[i]);
+    joined.rank_by_index[first + i - index_base(of_key)] = static_cast<ub4>(found - joined.ranked.begin());
   }
   return joined;
 }

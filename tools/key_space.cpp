@@ -13,6 +13,12 @@ namespace {
 // Up to here numbers of shifted codes are preferred: gaps between them cost no memory to speak of.
 constexpr ub8 small_key_space = 1 << 16;
 
+std::string names_of(const std::vector<const RowColumn *> &columns) {
+  std::string names;
+  for (const RowColumn *column : columns) names += (names.empty() ? "" : ", ") + column->name;
+  return names;
+}
+
 std::string with_separators(ub8 number) {
   std::string text = std::to_string(number);
   for (std::size_t i = text.size(); i > 3; i -= 3) text.insert(i - 3, 1, ',');
@@ -85,26 +91,25 @@ KeySpace::KeySpace(const std::vector<const RowColumn *> &columns) : columns_(col
       method_ = Method::row_by_row;
     else if (joined && method_ == Method::codes)
       method_ = Method::folding;
-    if (!joined && !place.stored->values->data.has_dictionary() && hint.empty())
-      hint = fmt::format("; with --encode {}=dict they may be fewer", place.stored->values->name);
+    if (!joined && hint.empty()) hint = dictionary_hint(*place.stored);
     if (product <= ~ub8{0}) product *= place.digits;
     if (shifted <= most_groups) shifted = place.digits + ((shifted - 1) << std::min(place.bits, 32u));
   }
   if (product > most_groups) {
-    std::string all_names;
-    for (const RowColumn *column : columns) all_names += (all_names.empty() ? "" : ", ") + column->name;
     const ub8 shown = product > ~ub8{0} ? ~ub8{0} : static_cast<ub8>(product);
-    throw QueryError(fmt::format("GROUP BY {} could give {} groups: at most {} are possible{}", all_names,
+    throw QueryError(fmt::format("GROUP BY {} could give {} groups: at most {} are possible{}", names(),
                                  with_separators(shown), with_separators(most_groups), hint));
   }
   shifts_ = method_ == Method::codes && shifted <= small_key_space;
   size_ = static_cast<ub8>(shifts_ ? shifted : product);
 }
 
+std::string KeySpace::names() const {
+  return names_of(columns_);
+}
+
 std::string KeySpace::names(std::size_t place) const {
-  std::string names;
-  for (const RowColumn *column : places_[place].columns) names += (names.empty() ? "" : ", ") + column->name;
-  return names;
+  return names_of(places_[place].columns);
 }
 
 ub8 KeySpace::digit_of(const Place &place, std::optional<ub8> stored_code) {

@@ -34,6 +34,9 @@ public:
   bool shifts() const { return shifts_; }
   Method method() const { return method_; }
 
+  /// Of the columns to group by.
+  std::string names() const;
+
   /// Digits of a number, the first one in front.
   std::size_t places() const { return places_.size(); }
   /// The column of the first table that tells the digit, and the names of those that are grouped by.

@@ -10,11 +10,6 @@
 namespace mipo::tools {
 namespace {
 
-bool has_numbers(const RowColumn &column) {
-  const host::ValueKind kind = column.type().kind;
-  return kind == host::ValueKind::integer || kind == host::ValueKind::decimal;
-}
-
 bool may_be_null(const BoundExpression &expression) {
   switch (expression.kind) {
   case BoundExpression::Kind::column:
@@ -29,7 +24,7 @@ bool may_be_null(const BoundExpression &expression) {
 NumberBounds bounds_of_column(const RowColumn &column) {
   NumberBounds bounds;
   const host::Domain &domain = column.domain();
-  if (!has_numbers(column)) return bounds;
+  if (!host::is_number(column.type().kind)) return bounds;
   bounds.scale = column.type().scale;
   if (column.is_joined() ? column.ranked.empty() : domain.value_count() == 0) return bounds;
   bounds.low = domain.number(column.is_joined() ? column.ranked.front() : domain.first_code());
@@ -89,7 +84,7 @@ Measure::Measure(const BoundExpression &expression, ub8 rows)
 
 std::vector<sb8> Measure::words_by_code() const {
   std::vector<sb8> words(column->stored().domain().code_count());
-  const bool numbers = has_numbers(*column);
+  const bool numbers = host::is_number(column->type().kind);
   for (ub8 code = 0; code < words.size(); ++code)
     if (const std::optional<ub8> value = column->value_of(code))
       words[code] = word(numbers ? column->domain().number(*value) : 0);

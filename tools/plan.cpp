@@ -126,8 +126,7 @@ const RowColumn *source_column(const BoundExpression &value, const Plan &plan) {
 
 bool is_number(const BoundExpression &value, const Plan &plan) {
   const RowColumn *source = source_column(value, plan);
-  return source == nullptr || source->type().kind == host::ValueKind::integer ||
-         source->type().kind == host::ValueKind::decimal;
+  return source == nullptr || host::is_number(source->type().kind);
 }
 
 Plan plan_query(const Query &query, const std::vector<const host::Table *> &tables, const InnerQuery &inner) {

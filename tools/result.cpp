@@ -112,7 +112,7 @@ Value ValueSource::value(const BoundExpression &expression, std::size_t number) 
     if (groups_ != nullptr) return groups_->key(number, expression.index);
     const auto row = static_cast<ub4>(number);
     const RowColumn &column = *expression.column;
-    const std::optional<ub8> code = column.is_joined() ? joined_->at(&column).code(row) : column.code(row);
+    const std::optional<ub8> code = column.is_joined() ? joined_->code(column, row) : column.code(row);
     return code ? Value(CodedValue{&column.domain(), *code}) : Value();
   }
   case BoundExpression::Kind::aggregate:

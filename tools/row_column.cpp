@@ -16,6 +16,11 @@ std::optional<ub8> RowColumn::code(ub4 row) const {
   return value_of(data.code(row));
 }
 
+std::string dictionary_hint(const RowColumn &column) {
+  if (column.values->data.has_dictionary()) return {};
+  return "; with --encode " + column.values->name + "=dict they may be fewer";
+}
+
 RowColumn own_column(const host::Column &column, std::string name) {
   RowColumn own{std::move(name), &column, nullptr, {}, {}, false};
   own.lacks_values = column.data.rows_without_value() != 0;

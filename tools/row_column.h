@@ -42,6 +42,10 @@ struct RowColumn {
   std::optional<ub8> code(ub4 row) const;
 };
 
+/// What to add to a message about a column with too many codes: that it would have fewer in a dictionary, unless it is
+/// one.
+std::string dictionary_hint(const RowColumn &column);
+
 /// A column of the first table.
 RowColumn own_column(const host::Column &column, std::string name);
 

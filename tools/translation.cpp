@@ -4,7 +4,6 @@
 #include <bit>
 #include <cstring>
 #include <deque>
-#include <numeric>
 
 #include <fmt/format.h>
 
@@ -58,20 +57,19 @@ private:
 // The codes that rows have in a column of the first table, a chunk at a time, for translation kernels.
 class CodesToTranslate {
 public:
-  CodesToTranslate(const host::Library &library, const RowColumn &column, ub4 rows, Step reading, Step translating)
+  CodesToTranslate(const host::Library &library, const RowColumn &column, ub4 rows)
       : rows_(library, nullptr, rows),
         codes_(library, column, chunk_rows),
         vec_(chunk_rows),
         base_(index_base(column.domain())),
-        reading_(std::move(reading)),
-        translating_(std::move(translating)) {
+        step_(codes_step(column, "codes of " + column.name)) {
     if (!codes_.by_kernel()) read_.resize(chunk_rows);
   }
 
-  // Calls translate(codes) with the codes of the rows from `begin` on.
-  void chunk(ub4 begin, ub4 end, auto translate) {
+  // Of the rows from `begin` up to `end`, until the next call.
+  const mipo_vec &chunk(ub4 begin, ub4 end) {
     rows_.go_to(begin, end);
-    codes_.read(rows_, reading_);
+    codes_.read(rows_, step_);
     const ub4 count = end - begin;
     const Stopwatch stopwatch;
     if (codes_.by_kernel()) {
@@ -83,13 +81,15 @@ public:
       });
       vec_.set({read_.data(), count});
     }
-    translate(vec_.vec());
-    translating_.add(stopwatch, count, count);
+    step_.add(stopwatch, 0, 0);
+    return vec_.vec();
   }
 
-  void add_steps(Step &reading, Step &translating) const {
-    reading.add(reading_);
-    translating.add(translating_);
+  // Of all chunks so far.
+  Step step() const {
+    Step step = step_;
+    step.rows_out = step.rows_in;
+    return step;
   }
 
 private:
@@ -98,7 +98,7 @@ private:
   host::TranslatedCodes vec_;
   ub8 base_;
   std::vector<ub4> read_;
-  Step reading_, translating_;
+  Step step_;
 };
 
 bool any_selected(const host::BitVector &bits, ub4 begin, ub4 end) {
@@ -121,40 +121,42 @@ host::Result rows_in_table(const host::Library &library, const host::Translation
                            std::vector<Step> &steps) {
   const host::EncodedColumn &data = column.stored().data;
   const ub4 rows = data.rows();
-  Step reading = codes_step(column, "codes of " + column.name);
   const TableKernel kernel(library, table, false);
-  Step translating = kernel.step(condition);
-  translating.selective = within != nullptr && ub8{within->count()} * one_in < rows;
+  const bool selective = within != nullptr && ub8{within->count()} * one_in < rows;
   host::Result result(rows);
   if (data.has_runs()) threads = 1;
   const std::vector<ub4> bounds = bounds_of_ranges(rows, threads);
-  std::vector<ub4> counts(threads);
   std::deque<CodesToTranslate> codes;
-  for (unsigned i = 0; i < threads; ++i) codes.emplace_back(library, column, rows, reading, translating);
+  for (unsigned i = 0; i < threads; ++i) codes.emplace_back(library, column, rows);
+  std::vector<Step> looking_up(threads, kernel.step(condition));
   in_parallel(threads, [&](unsigned i) {
     for_each_chunk(bounds[i], bounds[i + 1], [&](ub4 begin, ub4 end) {
       if (within != nullptr && !any_selected(within->bits(), begin, end)) return;
-      codes[i].chunk(begin, end, [&](const mipo_vec &source) {
-        ub8 *const bits = result.bits().words() + begin / 64;
-        const ub8 *const selection = within != nullptr ? within->bits().words() + begin / 64 : nullptr;
-        ub4 count = kernel(source, translating.selective ? selection : nullptr, bits, nullptr);
-        if (selection != nullptr && !translating.selective) {
-          count = 0;
-          for (ub4 word = 0; word < (end - begin + 63) / 64; ++word) {
-            bits[word] &= selection[word];
-            count += static_cast<ub4>(std::popcount(bits[word]));
-          }
+      const mipo_vec &source = codes[i].chunk(begin, end);
+      ub8 *const bits = result.bits().words() + begin / 64;
+      const ub8 *const selection = within != nullptr ? within->bits().words() + begin / 64 : nullptr;
+      const Stopwatch stopwatch;
+      ub4 count = kernel(source, selective ? selection : nullptr, bits, nullptr);
+      if (selection != nullptr && !selective) {
+        count = 0;
+        for (ub4 word = 0; word < (end - begin + 63) / 64; ++word) {
+          bits[word] &= selection[word];
+          count += static_cast<ub4>(std::popcount(bits[word]));
         }
-        counts[i] += count;
-      });
+      }
+      looking_up[i].add(stopwatch, 0, end - begin);
+      looking_up[i].rows_out += count;
     });
   });
-  result.vec()->nset = std::accumulate(counts.begin(), counts.end(), ub4{0});
-  for (const CodesToTranslate &of_thread : codes) of_thread.add_steps(reading, translating);
+  Step reading = codes[0].step(), translating = looking_up[0];
+  for (unsigned i = 1; i < threads; ++i) {
+    reading.add(codes[i].step());
+    translating.add(looking_up[i]);
+  }
   for (Step *step : {&reading, &translating}) step->seconds /= threads;
-  reading.rows_out = reading.rows_in;
   translating.rows_in = within != nullptr ? within->count() : rows;
-  translating.rows_out = result.count();
+  translating.selective = selective;
+  result.vec()->nset = static_cast<ub4>(translating.rows_out);
   steps.push_back(std::move(reading));
   steps.push_back(std::move(translating));
   return result;
@@ -174,39 +176,56 @@ Step hand_out(const host::Library &library, const host::TranslationTable &table,
   return step;
 }
 
-HandedOutRanks::HandedOutRanks(const host::Library &library, const RowColumn &joined, const host::Result &within,
-                               std::vector<Step> &steps)
-    : joined_(&joined) {
-  const RowColumn &key_column = *joined.key;
-  const ub4 rows = key_column.stored().data.rows();
-  const host::TranslationTable table{std::span(joined.rank_by_index)};
-  const TableKernel kernel(library, table, true);
-  width_ = table.width();
-  entries_ = std::make_unique_for_overwrite<std::byte[]>(host::handed_out_bytes(rows, width_) + 1);
-  Step reading = codes_step(key_column, "codes of " + key_column.name);
-  Step translating = kernel.step(joined.name);
-  CodesToTranslate codes(library, key_column, rows, reading, translating);
-  host::BitVector found(rows);
-  for_each_chunk(0, rows, [&](ub4 begin, ub4 end) {
-    if (!any_selected(within.bits(), begin, end)) return;
-    codes.chunk(begin, end, [&](const mipo_vec &source) {
-      std::byte *const out = entries_.get() + host::handed_out_bytes(begin, width_);
-      // Under a selection kernels leave the places of codes out of range as they are.
-      std::memset(out, 0xff, host::handed_out_bytes(end - begin, width_));
-      translating.rows_out += kernel(source, within.bits().words() + begin / 64, found.words() + begin / 64, out);
+HandedOutColumns::HandedOutColumns(const host::Library &library, const std::vector<const RowColumn *> &joined,
+                                   const host::Result &within, std::vector<Step> &steps) {
+  struct HandingOut {
+    HandingOut(const host::Library &of, const RowColumn &column)
+        : table(std::span(column.rank_by_index)), kernel(of, table, true), step(kernel.step(column.name)) {}
+    const host::TranslationTable table;
+    const TableKernel kernel;
+    Step step;
+    std::byte *entries = nullptr;
+  };
+  for (const RowColumn *first : joined) {
+    if (ranks_.contains(first)) continue;
+    const RowColumn *const key = first->key;
+    std::deque<HandingOut> columns;
+    for (const RowColumn *column : joined) {
+      if (column->key != key || ranks_.contains(column)) continue;
+      HandingOut &one = columns.emplace_back(library, *column);
+      const std::size_t bytes = host::handed_out_bytes(column->stored().data.rows(), one.table.width());
+      Ranks &ranks = ranks_[column];
+      ranks = {one.table.width(), std::make_unique_for_overwrite<std::byte[]>(bytes)};
+      one.entries = ranks.entries.get();
+    }
+    const ub4 rows = key->stored().data.rows();
+    CodesToTranslate codes(library, *key, rows);
+    for_each_chunk(0, rows, [&](ub4 begin, ub4 end) {
+      if (!any_selected(within.bits(), begin, end)) return;
+      const mipo_vec &source = codes.chunk(begin, end);
+      for (HandingOut &one : columns) {
+        const Stopwatch stopwatch;
+        std::byte *const out = one.entries + host::handed_out_bytes(begin, one.table.width());
+        // Under a selection kernels leave the places of codes out of range as they are.
+        std::memset(out, 0xff, host::handed_out_bytes(end - begin, one.table.width()));
+        ub8 found[chunk_rows / 64] = {};
+        one.step.rows_out += one.kernel(source, within.bits().words() + begin / 64, found, out);
+        one.step.add(stopwatch, 0, end - begin);
+      }
     });
-  });
-  codes.add_steps(reading, translating);
-  reading.rows_out = reading.rows_in;
-  translating.rows_in = within.count();
-  translating.selective = true;
-  steps.push_back(std::move(reading));
-  steps.push_back(std::move(translating));
+    steps.push_back(codes.step());
+    for (HandingOut &one : columns) {
+      one.step.rows_in = within.count();
+      one.step.selective = true;
+      steps.push_back(std::move(one.step));
+    }
+  }
 }
 
-std::optional<ub8> HandedOutRanks::code(ub4 row) const {
-  const ub4 rank = host::handed_out(entries_.get(), width_, row);
-  return rank == host::no_entry ? std::nullopt : std::optional(joined_->ranked[rank]);
+std::optional<ub8> HandedOutColumns::code(const RowColumn &joined, ub4 row) const {
+  const Ranks &ranks = ranks_.at(&joined);
+  const ub4 rank = host::handed_out(ranks.entries.get(), ranks.width, row);
+  return rank == host::no_entry ? std::nullopt : std::optional(joined.ranked[rank]);
 }
 
 } // namespace mipo::tools

@@ -25,24 +25,25 @@ host::Result rows_in_table(const host::Library &library, const host::Translation
 Step hand_out(const host::Library &library, const host::TranslationTable &table, std::span<const ub4> codes,
               std::byte *entries, const std::string &condition);
 
-/// The ranks of a joined column's values, by row; of rows that were not asked for, anything.
-class HandedOutRanks {
+/// The values that rows have in joined columns, as tables hand them out.
+class HandedOutColumns {
 public:
-  /// For the rows of `within`. Adds the steps of reading codes and of handing out.
-  HandedOutRanks(const host::Library &library, const RowColumn &joined, const host::Result &within,
-                 std::vector<Step> &steps);
+  HandedOutColumns() = default;
+  /// For the rows of `within`. The codes of a key are read once for all columns that hang on it. Adds the steps of
+  /// reading codes and of handing out.
+  HandedOutColumns(const host::Library &library, const std::vector<const RowColumn *> &joined,
+                   const host::Result &within, std::vector<Step> &steps);
 
-  /// The code of the row's value, or nothing.
-  std::optional<ub8> code(ub4 row) const;
+  /// The code of a row's value, or nothing. The column must be one of those handed out, the row one that was asked for.
+  std::optional<ub8> code(const RowColumn &joined, ub4 row) const;
 
 private:
-  const RowColumn *joined_;
-  host::EntryWidth width_;
-  std::unique_ptr<std::byte[]> entries_; // of rows that were not asked for, whatever the memory held
+  struct Ranks {
+    host::EntryWidth width;
+    std::unique_ptr<std::byte[]> entries; // of rows that were not asked for, whatever the memory held
+  };
+  std::map<const RowColumn *, Ranks> ranks_;
 };
-
-/// Of all joined columns that a result without groups shows or is ordered by.
-using HandedOutColumns = std::map<const RowColumn *, HandedOutRanks>;
 
 } // namespace mipo::tools
 

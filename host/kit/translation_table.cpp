@@ -14,12 +14,17 @@ unsigned bits_of(EntryWidth width) {
   return static_cast<unsigned>(width);
 }
 
+// All ones: no entry.
+ub4 absent_entry(EntryWidth width) {
+  return static_cast<ub4>((ub8{1} << bits_of(width)) - 1);
+}
+
 EntryWidth narrowest(std::span<const ub4> entries) {
   ub8 greatest = 0;
   for (const ub4 entry : entries)
     if (entry != no_entry) greatest = std::max<ub8>(greatest, entry);
   for (const EntryWidth width : {EntryWidth::nibble, EntryWidth::byte, EntryWidth::half})
-    if (greatest < (ub8{1} << bits_of(width)) - 1) return width; // all ones is not an entry
+    if (greatest < absent_entry(width)) return width;
   return EntryWidth::word;
 }
 
@@ -30,8 +35,7 @@ std::size_t bytes_of(std::size_t slots, EntryWidth width) {
 // Stores an entry, or that there is none; the place holds zeros.
 void store_entry(std::byte *table, std::size_t slot, ub4 entry, EntryWidth width) {
   const unsigned bits = bits_of(width);
-  const auto all_ones = static_cast<ub4>((ub8{1} << bits) - 1);
-  const ub4 stored = entry == no_entry ? all_ones : entry;
+  const ub4 stored = entry == no_entry ? absent_entry(width) : entry;
   if (bits < 8) {
     const std::size_t per_byte = 8 / bits;
     table[slot / per_byte] |= static_cast<std::byte>(stored << slot % per_byte * bits);
@@ -136,11 +140,11 @@ ub4 handed_out(const void *entries, EntryWidth width, ub8 row) noexcept {
   ub4 entry = 0;
   if (bits < 8) {
     const unsigned per_byte = 8 / bits;
-    entry = ub4{bytes[row / per_byte]} >> row % per_byte * bits & ((1u << bits) - 1);
+    entry = ub4{bytes[row / per_byte]} >> row % per_byte * bits & absent_entry(width);
   } else {
     std::memcpy(&entry, bytes + row * (bits / 8), bits / 8);
   }
-  return entry == static_cast<ub4>((ub8{1} << bits) - 1) ? no_entry : entry;
+  return entry == absent_entry(width) ? no_entry : entry;
 }
 
 std::size_t handed_out_bytes(ub8 rows, EntryWidth width) noexcept {
@@ -166,10 +170,6 @@ namespace {
 
 __extension__ typedef __int128 WideNumber;
 
-bool has_numbers(const ValueType &type) {
-  return type.kind == ValueKind::integer || type.kind == ValueKind::decimal;
-}
-
 // The order of the value of a code of `from` and one of `to`.
 class ValueOrder {
 public:
@@ -192,7 +192,7 @@ private:
 } // namespace
 
 void check_comparable(const ValueType &a, const ValueType &b) {
-  if (a != b && !(has_numbers(a) && has_numbers(b)))
+  if (a != b && !(is_number(a.kind) && is_number(b.kind)))
     throw ValueError(type_name(a) + " and " + type_name(b) + " have no values in common");
 }
 

@@ -33,6 +33,10 @@ struct ValueType {
 inline constexpr int max_decimal_digits = 18;
 inline constexpr int max_fraction_digits = 6;
 
+/// Whether values of the kind can be calculated with.
+constexpr bool is_number(ValueKind kind) noexcept {
+  return kind == ValueKind::integer || kind == ValueKind::decimal;
+}
 /// "integer", "decimal", "date_time" or "text".
 std::string_view kind_name(ValueKind kind) noexcept;
 /// The kind of this name; "date", "time" and "timestamp" mean date_time too. Nothing if there is none.
