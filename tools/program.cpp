@@ -53,8 +53,8 @@ row without value (NULL). What is not supported is refused by name.
 
 --explain shows every call of a kernel: name and key, the condition that it
 stands for, rows in and out, time, and the table that codes are looked up in:
-how it is laid out, bits of an entry, bytes. With csv it goes to standard error, with json
-the output is {"rows": [...], "explain": {...}}.)";
+how it is laid out, bits of an entry, bytes. With csv it goes to standard error,
+with json the output is {"rows": [...], "explain": {...}}.)";
 
 constexpr const char *describe_examples = R"(
 Examples:
