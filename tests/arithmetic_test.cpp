@@ -44,7 +44,7 @@ struct Form {
 
 std::vector<ListedKernel> arithmetic_kernels() {
   std::vector<ListedKernel> kernels;
-  for (const ListedKernel &kernel : built_kernels())
+  for (const ListedKernel &kernel : kernels_under_test())
     if (kernel.shape == Shape::arithmetic) kernels.push_back(kernel);
   return kernels;
 }

@@ -35,7 +35,7 @@ RunForm form_of(const ListedKernel &kernel) {
 
 std::vector<ListedKernel> built_bursts() {
   std::vector<ListedKernel> kernels;
-  for (const ListedKernel &kernel : built_kernels())
+  for (const ListedKernel &kernel : kernels_under_test())
     if (kernel.shape == Shape::burst) kernels.push_back(kernel);
   return kernels;
 }

@@ -201,7 +201,7 @@ std::string unpack_to_the_end(Walk &walk, mipo_kernel kernel, ub4 first, ub4 cap
 }
 
 TEST_F(DecodeTest, CodesAreUnpackedUnderEverySelectionAndGoOnWhereTheyStopped) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.operation != MIPO_OP_DECODE_UNPACK) continue;
     Random random(test_seed() + kernel.key());
     for (const std::size_t count : {0, 1, 3, 7, 8, 9, 31, 64, 100, 127, 128, 129, 136, 250, 256, 400, 700, 1500})
@@ -292,7 +292,7 @@ struct SymbolOutput {
 };
 
 TEST_F(DecodeTest, RowsBecomeSymbols) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.operation != MIPO_OP_DECODE) continue;
     Random random(test_seed() + kernel.key());
     const ub4 greatest = std::min(greatest_code(kernel), ub4{300});
@@ -352,7 +352,7 @@ TEST_F(DecodeTest, RowsBecomeSymbols) {
 }
 
 TEST_F(DecodeTest, CodesBecomeSymbols) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.operation != MIPO_OP_DECODE_SYMBOL) continue;
     Random random(test_seed() + kernel.key());
     const unsigned code_bytes = kernel.bits() / 8;

@@ -8,6 +8,7 @@ set_target_properties(host_wrong_record PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRE
 list(JOIN MIPO_LEVELS " " level_list)
 add_executable(host_open_test host_open_test.cpp)
 target_link_libraries(host_open_test PRIVATE mipo::host mipo_warnings GTest::gtest_main)
+mipo_precompile_as(host_open_test mipo_check)
 target_compile_definitions(host_open_test PRIVATE
   MIPO_TEST_LIBRARY_FOLDER="${MIPO_LIBRARY_OUTPUT}"
   MIPO_TEST_LEVELS="${level_list}"
@@ -28,6 +29,7 @@ add_executable(host_kit_test
 if(MIPO_BUILD_TOOLS)
   target_sources(host_kit_test PRIVATE host_bloom_test.cpp host_column_file_test.cpp host_csv_test.cpp host_zstd_test.cpp)
   target_link_libraries(host_kit_test PRIVATE zstd)
+mipo_precompile_as(host_kit_test mipo_check)
 endif()
 target_link_libraries(host_kit_test PRIVATE mipo::host mipo_warnings GTest::gtest_main)
 
@@ -44,6 +46,9 @@ foreach(host IN ITEMS host_open_c_test host_open_c_own_hostierr_test)
   add_executable(${host} host_open_c_test.c)
   target_link_libraries(${host} PRIVATE mipo_headers mipo_warnings ${CMAKE_DL_LIBS})
   target_compile_definitions(${host} PRIVATE _GNU_SOURCE=1)
+  if(MIPO_SANITIZE)
+    target_compile_definitions(${host} PRIVATE MIPO_TEST_SANITIZED=1)
+  endif()
   add_dependencies(${host} host_open_test mipohost)
   add_test(NAME ${host} COMMAND ${host} $<TARGET_FILE:mipohost>)
 endforeach()

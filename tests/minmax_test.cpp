@@ -245,7 +245,7 @@ constexpr int calls_per_count = 15;
 #endif
 
 TEST_F(MinmaxTest, EveryBuiltKernelDoesAsItsModel) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.shape != Shape::minmax) continue;
     Random random(test_seed() + kernel.key());
     for (const std::size_t count :
@@ -260,7 +260,7 @@ TEST_F(MinmaxTest, EveryBuiltKernelDoesAsItsModel) {
 
 // Stopped at every row, and gone on from there, with the state as a walk leaves it.
 TEST_F(MinmaxTest, WalksGoOnFromEveryRow) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.shape != Shape::minmax) continue;
     Random random(test_seed() + kernel.key());
     for (const auto form : {RunForm::lengths_of_8_bits, RunForm::lengths_of_16_bits, RunForm::starts}) {

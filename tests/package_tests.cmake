@@ -22,6 +22,7 @@ endif()
 add_test(NAME reproducible_build
   COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/package/check_reproducible.sh ${CMAKE_SOURCE_DIR}
     $<TARGET_FILE:mipo_${level}> ${level} ${CMAKE_BINARY_DIR}/reproducible ${CMAKE_COMMAND} ${toolchain})
+set_tests_properties(reproducible_build PROPERTIES LABELS thorough)
 
 if(CMAKE_CROSSCOMPILING OR NOT "plain" IN_LIST MIPO_LEVELS)
   return() # an install has a baseline
@@ -39,10 +40,11 @@ add_test(NAME install
 # Wrong variants of the library, each of which the suite has to catch.
 if("avx2" IN_LIST MIPO_LEVELS)
   set(faults_command ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/faults/run.py
-    --source ${CMAKE_SOURCE_DIR} --build ${CMAKE_BINARY_DIR} --level avx2)
-  add_custom_target(faults COMMAND ${faults_command} USES_TERMINAL
-    DEPENDS mipo_avx2 bitvec_test iterator_test predicate_test minmax_test burst_rle_test arithmetic_test
-            integer_sweeps_test convert_test decode_test stream_test group_key_test group_sum_test translation_test
-            hash_test bloom_test)
-  add_test(NAME faults COMMAND ${faults_command})
+    --source ${CMAKE_SOURCE_DIR} --build ${CMAKE_BINARY_DIR} --level avx2
+    --compiler ${CMAKE_CXX_COMPILER})
+  add_custom_target(faults COMMAND ${faults_command} USES_TERMINAL DEPENDS mipo_avx2 kernel_tests)
+  add_test(NAME faults COMMAND ${faults_command} --sample)
+  set_tests_properties(faults PROPERTIES LABELS sample)
+  add_test(NAME faults_all COMMAND ${faults_command})
+  set_tests_properties(faults_all PROPERTIES LABELS thorough)
 endif()

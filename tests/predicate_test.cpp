@@ -70,8 +70,8 @@ protected:
 };
 
 TEST_F(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
-  ASSERT_FALSE(built_kernels().empty());
-  for (const ListedKernel &kernel : built_kernels()) {
+  ASSERT_FALSE(kernels_under_test().empty());
+  for (const ListedKernel &kernel : kernels_under_test()) {
     if (has_a_test_of_its_own(kernel.shape)) continue;
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr) {
@@ -89,7 +89,7 @@ TEST_F(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
 }
 
 TEST_F(PredicateTest, ControlBytesWithAnInvalidLengthStandForZeros) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr || family->model != dynamic_packed_predicate || kernel.bits() != 64) continue;
     Random random(test_seed() + kernel.key());
@@ -99,7 +99,7 @@ TEST_F(PredicateTest, ControlBytesWithAnInvalidLengthStandForZeros) {
 
 // Codes of all their bits: the sets of the other tests end where few codes are in use.
 TEST_F(PredicateTest, SetsReachToTheGreatestCodes) {
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr || !family->takes_set || kernel.bits() < 20) continue;
     Random random(test_seed() + kernel.key());
@@ -169,7 +169,7 @@ bool comes_back(PredicateCase &in_memory, Shape shape, mipo_kernel kernel) {
 TEST_F(PredicateTest, HostMayLeaveACallbackAndCallAgain) {
   using Callback = TestHost::Callback;
   Random random(test_seed());
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : kernels_under_test()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr) continue;
     for (const bool selective : {false, true}) {

@@ -16,9 +16,19 @@ target_compile_definitions(query_test PRIVATE
   MIPO_TEST_PROGRAM="$<TARGET_FILE:mipo_cli>")
 target_link_libraries(query_test PRIVATE
   mipo_query fmt::fmt GTest::gtest_main SQLite::SQLite3 ${MIPO_ZSTD_LIBRARY} mipo_warnings)
+mipo_precompile_as(query_test mipo_check)
 add_dependencies(query_test mipo_cli)
 
+# The best level in every run; the others, whose kernels agree by then, in thorough ones.
+list(GET MIPO_LEVELS -1 best_level)
 foreach(level IN LISTS MIPO_LEVELS)
   add_test(NAME query_test_${level} COMMAND query_test)
   set_tests_properties(query_test_${level} PROPERTIES ENVIRONMENT "MIPO_LEVEL=${level}")
+  if(NOT level STREQUAL best_level)
+    set_tests_properties(query_test_${level} PROPERTIES LABELS thorough)
+  endif()
 endforeach()
+
+# What runs on several threads, by itself for the thread sanitizer.
+add_test(NAME query_threads COMMAND query_test --gtest_filter=*Threads*)
+set_tests_properties(query_threads PROPERTIES LABELS "threads;sample")

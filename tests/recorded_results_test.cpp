@@ -473,7 +473,7 @@ void add_form(const Level &level, Digests &digests) {
 
 Digests computed(const Level &level) {
   Digests digests;
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : all_kernels()) {
     if (kernel.shape == Shape::placeholder) continue; // has no result
     const bool has_rows_of_bits =
         kernel.shape == Shape::one_sided || kernel.shape == Shape::two_sided || kernel.shape == Shape::set;

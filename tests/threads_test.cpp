@@ -43,7 +43,7 @@ struct Shared {
 
   Shared() {
     Random random(test_seed());
-    for (const ListedKernel &kernel : built_kernels())
+    for (const ListedKernel &kernel : all_kernels())
       if (const PredicateFamily *family = family_of(kernel))
         operands[family].try_emplace(kernel.bits(), kernel, *family, random);
     std::vector<bool> bits(rows);
@@ -58,7 +58,7 @@ struct Shared {
 std::vector<ub8> results(const Level &level, Shared &shared) {
   std::vector<ub8> found;
   std::vector<ub8> bits((rows + 63) / 64);
-  for (const ListedKernel &kernel : built_kernels()) {
+  for (const ListedKernel &kernel : all_kernels()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr) continue;
     Operands &operands = shared.operands.at(family).at(kernel.bits());
@@ -115,7 +115,7 @@ TEST(Threads, CallsOnSharedColumnsDoNotMeet) {
 // Compressed columns are shared from the moment that one call has filled the cell.
 TEST(Threads, DecompressedColumnIsShared) {
   Shared shared;
-  const ListedKernel &kernel = built_kernels().front();
+  const ListedKernel &kernel = all_kernels().front();
   Operands &operands = shared.operands.at(family_of(kernel)).at(kernel.bits());
   operands.enc.flags = MIPO_BREP;
   for (const Level &level : levels()) {

@@ -55,7 +55,7 @@ struct Form {
 
 std::vector<ListedKernel> translation_kernels(bool group_keys) {
   std::vector<ListedKernel> kernels;
-  for (const ListedKernel &kernel : built_kernels())
+  for (const ListedKernel &kernel : kernels_under_test())
     if (kernel.shape == Shape::xlate && (kernel.family == MIPO_FAMILY_XLATE_GROUPKEY) == group_keys)
       kernels.push_back(kernel);
   return kernels;

@@ -23,7 +23,9 @@ struct ListedKernel {
   }
 };
 
-const std::vector<ListedKernel> &built_kernels();
+const std::vector<ListedKernel> &all_kernels();
+/// Those whose whole name matches the pattern in the environment variable MIPO_TEST_KERNEL; all, if there is none.
+const std::vector<ListedKernel> &kernels_under_test();
 
 /// Calls a predicate of any shape: a one-sided one has no use for `second`, a test for membership takes `first` as its
 /// set.

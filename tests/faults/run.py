@@ -4,13 +4,15 @@
 A fault is a line of the sources, exchanged in a copy; only the objects that it lives in are compiled again, with the
 build's own commands, and linked with the other objects of the level. The same route without an exchange has to pass.
 
-usage: run.py --source DIR --build DIR --level LEVEL [--only NAME]
+usage: run.py --source DIR --build DIR --level LEVEL [--compiler PATH] [--only NAME | --sample]
 """
 import argparse
 import concurrent.futures
+import datetime
 import json
 import os
 import pathlib
+import random
 import re
 import shlex
 import shutil
@@ -211,13 +213,39 @@ def parse_arguments():
     parser.add_argument("--source", type=pathlib.Path, required=True)
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("--level", required=True)
-    parser.add_argument("--only", help="a part of a fault's name")
+    parser.add_argument("--compiler", default="c++", help="what links the library")
+    parser.add_argument("--only", default="", help="a part of a fault's name")
+    parser.add_argument("--sample", action="store_true",
+                        help="the faults in files that the last commit or the work tree changed, and some others")
     return parser.parse_args()
+
+
+def changed_files(source):
+    """Files under src/ that differ from the commit before the last one; none if git does not tell."""
+    for base in ("HEAD~1", "HEAD"):
+        asked = subprocess.run(["git", "-C", source, "diff", "--name-only", "--relative=src", base, "--", "src"],
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        if asked.returncode == 0:
+            return set(asked.stdout.split())
+    return set()
+
+
+def sample(source):
+    """At most `most_changed` of the files that changed, and `others` of all, drawn by the day."""
+    most_changed, others = 10, 6
+    seed = os.environ.get("MIPO_TEST_SEED", datetime.date.today().isoformat())
+    draw = random.Random(seed)
+    changed = [fault for fault in FAULTS if fault.file in changed_files(source)]
+    chosen = draw.sample(changed, min(most_changed, len(changed)))
+    rest = [fault for fault in FAULTS if fault not in chosen]
+    print(f"a sample: {len(chosen)} faults in files that changed, {others} others drawn by MIPO_TEST_SEED={seed}")
+    return chosen + draw.sample(rest, others)
 
 
 class Builder:
     def __init__(self, arguments):
         self.source, self.build, self.level = arguments.source.resolve(), arguments.build.resolve(), arguments.level
+        self.compiler = arguments.compiler
         marker = f"mipo_objects_{self.level}.dir"
         commands = json.loads((self.build / "compile_commands.json").read_text())
         self.commands = {os.path.relpath(entry["file"], self.source / "src"): entry for entry in commands
@@ -246,9 +274,8 @@ class Builder:
             command = command.replace(f" -o {output}", f" -o {folder / 'wrong.o'}") + " -Wno-error"
             subprocess.run(shlex.split(command), cwd=entry["directory"], check=True)
             objects.append(folder / "wrong.o")
-        compiler = shlex.split(next(iter(self.commands.values()))["command"])[0]
         library = folder / "libmipo.so.1"
-        subprocess.run([compiler, "-shared", "-nostdlib", "-Wl,-soname,libmipo.so.1", "-Wl,-z,relro,-z,now",
+        subprocess.run([self.compiler, "-shared", "-nostdlib", "-Wl,-soname,libmipo.so.1", "-Wl,-z,relro,-z,now",
                         f"-Wl,--version-script={self.source}/src/frame/exports.map", *objects, "-lc", "-o", library],
                        check=True)
         return library
@@ -267,7 +294,7 @@ class Builder:
 def main():
     arguments = parse_arguments()
     builder = Builder(arguments)
-    faults = [fault for fault in FAULTS if not arguments.only or arguments.only in fault.name]
+    faults = sample(arguments.source) if arguments.sample else [f for f in FAULTS if arguments.only in f.name]
 
     right = builder.library(None, "none")
     for test in sorted({fault.test for fault in faults}):
