@@ -18,6 +18,9 @@ target_link_libraries(query_test PRIVATE
   mipo_query fmt::fmt GTest::gtest_main SQLite::SQLite3 ${MIPO_ZSTD_LIBRARY} mipo_warnings)
 mipo_precompile_as(query_test mipo_check)
 add_dependencies(query_test mipo_cli)
+foreach(level IN LISTS MIPO_LEVELS)
+  add_dependencies(query_test mipo_${level})
+endforeach()
 
 # The best level in every run; the others, whose kernels agree by then, in thorough ones.
 list(GET MIPO_LEVELS -1 best_level)
