@@ -10,14 +10,12 @@
 namespace mipo::tools {
 namespace {
 
-using Json = nlohmann::json;
-
 // How the parser writes PATTERN ESCAPE CHARACTER.
-bool is_escaped_pattern(const Json &node) {
-  if (!is_node(node, "FuncCall")) return false;
-  const Json &names = node_fields(node).at("funcname");
-  return names.size() == 2 && string_of(names.front()) == "pg_catalog" && string_of(names.back()) == "like_escape" &&
-         node_fields(node).value("args", Json::array()).size() == 2;
+bool is_escaped_pattern(SyntaxNode node) {
+  if (!node.is("FuncCall")) return false;
+  const SyntaxNode names = node.fields().at("funcname");
+  return names.size() == 2 && names.front().string() == "pg_catalog" && names.back().string() == "like_escape" &&
+         node.fields().list("args").size() == 2;
 }
 
 std::optional<ComparisonOperator> comparison_operator(std::string_view symbol) {
@@ -54,41 +52,41 @@ const ColumnName *column_in(const Operand &operand) {
 
 } // namespace
 
-Condition SqlConditions::condition(const Json &node, int depth) const {
-  const Json &fields = node_fields(node);
-  const std::size_t position = node_position(fields);
+Condition SqlConditions::condition(SyntaxNode node, int depth) const {
+  const SyntaxNode fields = node.fields();
+  const std::size_t position = fields.position();
   check_nesting(depth, "condition", position);
-  if (is_node(node, "BoolExpr")) {
+  if (node.is("BoolExpr")) {
     SqlRefusals::unknown_fields(fields, {"boolop", "args", "location"}, "this form of condition");
     std::vector<Condition> operands;
-    for (const Json &part : fields.at("args")) operands.push_back(condition(part, depth + 1));
-    const std::string &op = fields.at("boolop").get_ref<const std::string &>();
+    for (const SyntaxNode part : fields.at("args").elements()) operands.push_back(condition(part, depth + 1));
+    const std::string &op = fields.at("boolop").text();
     if (op == "NOT_EXPR") return {Negation{std::move(operands)}};
     return {
         Junction{op == "AND_EXPR" ? Junction::Kind::conjunction : Junction::Kind::disjunction, std::move(operands)}};
   }
-  if (is_node(node, "NullTest")) {
+  if (node.is("NullTest")) {
     SqlRefusals::unknown_fields(fields, {"arg", "nulltesttype", "location"}, "this form of IS NULL");
     return {NullTest{operand(fields.at("arg"), depth).value, fields.at("nulltesttype") == "IS_NOT_NULL"}};
   }
-  if (is_node(node, "A_Expr")) return operator_expression(node, depth);
-  if (is_node(node, "SubLink")) return in_query(node, depth);
-  if (is_node(node, "ColumnRef") || is_node(node, "A_Const")) {
+  if (node.is("A_Expr")) return operator_expression(node, depth);
+  if (node.is("SubLink")) return in_query(node, depth);
+  if (node.is("ColumnRef") || node.is("A_Const")) {
     throw QueryError("expected a condition here, such as delay > 10", position);
   }
   refusals_.expression(node);
 }
 
-Condition SqlConditions::operator_expression(const Json &node, int depth) const {
-  const Json &fields = node_fields(node);
+Condition SqlConditions::operator_expression(SyntaxNode node, int depth) const {
+  const SyntaxNode fields = node.fields();
   SqlRefusals::unknown_fields(fields, {"kind", "name", "lexpr", "rexpr", "location"}, "this form of comparison");
-  const std::string &kind = fields.at("kind").get_ref<const std::string &>();
+  const std::string &kind = fields.at("kind").text();
   if (kind == "AEXPR_BETWEEN" || kind == "AEXPR_NOT_BETWEEN") {
     Operand tested = operand(fields.at("lexpr"), depth);
     std::vector<Constant> ends = constants(fields.at("rexpr"));
     return {Between{std::move(tested), std::move(ends.at(0)), std::move(ends.at(1)), kind == "AEXPR_NOT_BETWEEN"}};
   }
-  const std::string &symbol = string_of(fields.at("name").back());
+  const std::string &symbol = fields.at("name").back().string();
   if (kind == "AEXPR_IN") {
     return {InList{operand(fields.at("lexpr"), depth), constants(fields.at("rexpr")), symbol == "<>"}};
   }
@@ -101,7 +99,7 @@ Condition SqlConditions::operator_expression(const Json &node, int depth) const 
   return comparison(fields, *op, depth);
 }
 
-Condition SqlConditions::comparison(const Json &fields, ComparisonOperator op, int depth) const {
+Condition SqlConditions::comparison(SyntaxNode fields, ComparisonOperator op, int depth) const {
   Operand left = side(fields.at("lexpr"), depth), right = side(fields.at("rexpr"), depth);
   const Constant *const left_constant = constant_in(left), *const right_constant = constant_in(right);
   if (left_constant != nullptr && right_constant != nullptr) {
@@ -117,35 +115,35 @@ Condition SqlConditions::comparison(const Json &fields, ComparisonOperator op, i
       right.value.position);
 }
 
-Condition SqlConditions::like(const Json &fields, bool negated, int depth) const {
-  const Json &right = fields.at("rexpr");
+Condition SqlConditions::like(SyntaxNode fields, bool negated, int depth) const {
+  const SyntaxNode right = fields.at("rexpr");
   Like like{operand(fields.at("lexpr"), depth), {}, std::nullopt, negated};
   if (is_escaped_pattern(right)) {
-    const Json &arguments = node_fields(right).at("args");
-    like.pattern = expressions_.constant(arguments.at(0));
-    like.escape = expressions_.constant(arguments.at(1));
+    const SyntaxNode arguments = right.fields().at("args");
+    like.pattern = expressions_.constant(arguments[0]);
+    like.escape = expressions_.constant(arguments[1]);
   } else {
     like.pattern = expressions_.constant(right);
   }
   return {std::move(like)};
 }
 
-Condition SqlConditions::in_query(const Json &node, int depth) const {
-  const Json &fields = node_fields(node);
+Condition SqlConditions::in_query(SyntaxNode node, int depth) const {
+  const SyntaxNode fields = node.fields();
   if (fields.at("subLinkType") != "ANY_SUBLINK" || fields.contains("operName")) refusals_.expression(node);
   SqlRefusals::unknown_fields(fields, {"subLinkType", "testexpr", "subselect", "location"}, "this form of IN");
-  InQuery in{operand(fields.at("testexpr"), depth), {}, {}, fields.at("location").get<std::size_t>()};
-  in.query.push_back(select_(node_fields(fields.at("subselect"))));
+  InQuery in{operand(fields.at("testexpr"), depth), {}, {}, fields.at("location").number()};
+  in.query.push_back(select_(fields.at("subselect").fields()));
   in.text = tokens_.text_in_parentheses(in.position);
   return {std::move(in)};
 }
 
 // Of a comparison: an operand, or a constant.
-Operand SqlConditions::side(const Json &node, int depth) const {
+Operand SqlConditions::side(SyntaxNode node, int depth) const {
   for (const auto &[name, letter_case] :
        {std::pair("upper", LetterCase::upper), std::pair("lower", LetterCase::lower)}) {
-    if (!is_call_of(node, name)) continue;
-    const Json &call = node_fields(node);
+    if (!node.calls(name)) continue;
+    const SyntaxNode call = node.fields();
     SqlRefusals::unknown_fields(call, {"funcname", "args", "funcformat", "location"},
                                 fmt::format("this form of {}", name));
     ColumnName column = expressions_.column(expressions_.only_argument(call, "column"));
@@ -166,15 +164,15 @@ Operand SqlConditions::side(const Json &node, int depth) const {
   return operand;
 }
 
-Operand SqlConditions::operand(const Json &node, int depth) const {
+Operand SqlConditions::operand(SyntaxNode node, int depth) const {
   Operand operand = side(node, depth);
   if (constant_in(operand) != nullptr) refusals_.expression(node);
   return operand;
 }
 
-std::vector<Constant> SqlConditions::constants(const Json &list) const {
+std::vector<Constant> SqlConditions::constants(SyntaxNode list) const {
   std::vector<Constant> values;
-  for (const Json &item : node_fields(list).at("items")) values.push_back(expressions_.constant(item));
+  for (const SyntaxNode item : list.fields().at("items").elements()) values.push_back(expressions_.constant(item));
   return values;
 }
 

@@ -20,7 +20,7 @@ public:
   };
 
   /// Parses a SELECT within the condition, of which it is given the fields.
-  using Select = std::function<Query(const nlohmann::json &fields)>;
+  using Select = std::function<Query(SyntaxNode fields)>;
 
   /// `tokens`, `expressions` and `refusals` must outlive it.
   SqlConditions(Clause clause, const SqlTokens &tokens, const SqlExpressions &expressions, const SqlRefusals &refusals,
@@ -28,16 +28,16 @@ public:
       : clause_(clause), tokens_(tokens), expressions_(expressions), refusals_(refusals), select_(std::move(select)) {}
 
   /// Throws QueryError for what cannot be answered. `depth` counts the conditions around it.
-  Condition condition(const nlohmann::json &node, int depth = 0) const;
+  Condition condition(SyntaxNode node, int depth = 0) const;
 
 private:
-  Condition operator_expression(const nlohmann::json &node, int depth) const;
-  Condition comparison(const nlohmann::json &fields, ComparisonOperator op, int depth) const;
-  Condition like(const nlohmann::json &fields, bool negated, int depth) const;
-  Condition in_query(const nlohmann::json &node, int depth) const;
-  Operand side(const nlohmann::json &node, int depth) const;
-  Operand operand(const nlohmann::json &node, int depth) const;
-  std::vector<Constant> constants(const nlohmann::json &list) const;
+  Condition operator_expression(SyntaxNode node, int depth) const;
+  Condition comparison(SyntaxNode fields, ComparisonOperator op, int depth) const;
+  Condition like(SyntaxNode fields, bool negated, int depth) const;
+  Condition in_query(SyntaxNode node, int depth) const;
+  Operand side(SyntaxNode node, int depth) const;
+  Operand operand(SyntaxNode node, int depth) const;
+  std::vector<Constant> constants(SyntaxNode list) const;
 
   Clause clause_;
   const SqlTokens &tokens_;

@@ -7,23 +7,21 @@
 namespace mipo::tools {
 namespace {
 
-using Json = nlohmann::json;
-
 constexpr int nesting_limit = 500;
 
-std::optional<AggregateFunction> aggregate_function(const Json &node) {
+std::optional<AggregateFunction> aggregate_function(SyntaxNode node) {
   using enum AggregateFunction;
   for (const AggregateFunction function : {count, sum, average, minimum, maximum}) {
-    if (is_call_of(node, sql_text(function))) return function;
+    if (node.calls(sql_text(function))) return function;
   }
   return std::nullopt;
 }
 
-std::optional<ArithmeticOperator> arithmetic_operator(const Json &fields) {
+std::optional<ArithmeticOperator> arithmetic_operator(SyntaxNode fields) {
   using enum ArithmeticOperator;
   if (fields.at("kind") != "AEXPR_OP" || fields.at("name").size() > 1) return std::nullopt;
   for (const ArithmeticOperator op : {add, subtract, multiply}) {
-    if (string_of(fields.at("name").back()) == sql_text(op)) return op;
+    if (fields.at("name").back().string() == sql_text(op)) return op;
   }
   return std::nullopt;
 }
@@ -51,21 +49,21 @@ void check_nesting(int depth, std::string_view what, std::size_t position) {
   if (depth > nesting_limit) throw QueryError(fmt::format("the {} is nested too deeply", what), position);
 }
 
-bool is_star(const Json &node) {
-  return is_node(node, "ColumnRef") && is_node(node_fields(node).at("fields").back(), "A_Star");
+bool is_star(SyntaxNode node) {
+  return node.is("ColumnRef") && node.fields().at("fields").back().is("A_Star");
 }
 
-std::string SqlExpressions::qualifier(const Json &names, std::size_t position) const {
+std::string SqlExpressions::qualifier(SyntaxNode names, std::size_t position) const {
   if (names.size() > 2) throw QueryError("a column name with a schema is not supported", position);
-  return names.size() == 2 ? tokens_.name_at(position, string_of(names[0])) : std::string();
+  return names.size() == 2 ? tokens_.name_at(position, names[0].string()) : std::string();
 }
 
-ColumnName SqlExpressions::column(const Json &node) const {
-  if (!is_node(node, "ColumnRef")) refusals_.expression(node);
-  const Json &fields = node_fields(node);
-  const Json &names = fields.at("fields");
+ColumnName SqlExpressions::column(SyntaxNode node) const {
+  if (!node.is("ColumnRef")) refusals_.expression(node);
+  const SyntaxNode fields = node.fields();
+  const SyntaxNode names = fields.at("fields");
   ColumnName column;
-  column.position = node_position(fields);
+  column.position = fields.position();
   if (is_star(node)) throw QueryError("* in this place is not supported yet", column.position);
   column.qualifier = qualifier(names, column.position);
   std::size_t name_position = column.position;
@@ -73,32 +71,32 @@ ColumnName SqlExpressions::column(const Json &node) const {
     const auto first = tokens_.index_at(column.position);
     if (first && *first + 2 < tokens_.size()) name_position = tokens_[*first + 2].start;
   }
-  column.name = tokens_.name_at(name_position, string_of(names.back()));
+  column.name = tokens_.name_at(name_position, names.back().string());
   column.quoted = tokens_.is_quoted_at(name_position);
   return column;
 }
 
-AllColumns SqlExpressions::all_columns(const Json &node) const {
-  const Json &fields = node_fields(node);
-  const std::size_t position = node_position(fields);
+AllColumns SqlExpressions::all_columns(SyntaxNode node) const {
+  const SyntaxNode fields = node.fields();
+  const std::size_t position = fields.position();
   return {qualifier(fields.at("fields"), position), position};
 }
 
-Constant SqlExpressions::constant(const Json &node) const {
+Constant SqlExpressions::constant(SyntaxNode node) const {
   const Expression value = expression_or_string(node);
   if (const auto *constant = std::get_if<Constant>(&value.node)) return *constant;
   refusals_.expression(node);
 }
 
-Expression SqlExpressions::expression(const Json &node, int depth) const {
+Expression SqlExpressions::expression(SyntaxNode node, int depth) const {
   return value(node, {depth, std::nullopt});
 }
 
-Expression SqlExpressions::expression_or_string(const Json &node, int depth) const {
+Expression SqlExpressions::expression_or_string(SyntaxNode node, int depth) const {
   return any(node, {depth, std::nullopt});
 }
 
-Expression SqlExpressions::value(const Json &node, const Surroundings &surroundings) const {
+Expression SqlExpressions::value(SyntaxNode node, const Surroundings &surroundings) const {
   Expression value = any(node, surroundings);
   const auto *constant = std::get_if<Constant>(&value.node);
   if (constant != nullptr && constant->kind == Constant::Kind::string) {
@@ -107,20 +105,20 @@ Expression SqlExpressions::value(const Json &node, const Surroundings &surroundi
   return value;
 }
 
-Expression SqlExpressions::any(const Json &node, const Surroundings &surroundings) const {
-  const Json &fields = node_fields(node);
-  const std::size_t position = node_position(fields);
+Expression SqlExpressions::any(SyntaxNode node, const Surroundings &surroundings) const {
+  const SyntaxNode fields = node.fields();
+  const std::size_t position = fields.position();
   check_nesting(surroundings.depth, "expression", position);
-  if (is_node(node, "ColumnRef")) return {column(node), position};
-  if (is_node(node, "A_Const")) return {written_constant(fields), position};
-  if (is_node(node, "A_Expr")) return calculation(node, surroundings);
+  if (node.is("ColumnRef")) return {column(node), position};
+  if (node.is("A_Const")) return {written_constant(fields), position};
+  if (node.is("A_Expr")) return calculation(node, surroundings);
   if (const auto function = aggregate_function(node)) return aggregate(*function, fields, surroundings);
   refusals_.expression(node);
 }
 
-Expression SqlExpressions::calculation(const Json &node, const Surroundings &surroundings) const {
-  const Json &fields = node_fields(node);
-  const std::size_t position = node_position(fields);
+Expression SqlExpressions::calculation(SyntaxNode node, const Surroundings &surroundings) const {
+  const SyntaxNode fields = node.fields();
+  const std::size_t position = fields.position();
   const auto op = arithmetic_operator(fields);
   if (!op) refusals_.expression(node);
   SqlRefusals::unknown_fields(fields, {"kind", "name", "lexpr", "rexpr", "location"}, "this form of calculation");
@@ -135,9 +133,9 @@ Expression SqlExpressions::calculation(const Json &node, const Surroundings &sur
   return {std::move(arithmetic), position};
 }
 
-Expression SqlExpressions::aggregate(AggregateFunction function, const Json &call,
+Expression SqlExpressions::aggregate(AggregateFunction function, SyntaxNode call,
                                      const Surroundings &surroundings) const {
-  const std::size_t position = node_position(call);
+  const std::size_t position = call.position();
   const std::string_view name = sql_text(function);
   if (surroundings.aggregate) {
     throw QueryError(
@@ -151,31 +149,32 @@ Expression SqlExpressions::aggregate(AggregateFunction function, const Json &cal
     }
     return {Expression::Aggregate{AggregateFunction::row_count, {}}, position};
   }
-  const Json &argument = only_argument(call, "value");
+  const SyntaxNode argument = only_argument(call, "value");
   Expression::Aggregate aggregate{function, {}};
   aggregate.argument.push_back(value(argument, {surroundings.depth + 1, function}));
   return {std::move(aggregate), position};
 }
 
-const Json &SqlExpressions::only_argument(const Json &call, std::string_view what) const {
+SyntaxNode SqlExpressions::only_argument(SyntaxNode call, std::string_view what) const {
   if (!call.contains("args") || call.at("args").size() != 1) {
-    throw QueryError(fmt::format("{} takes one {}", string_of(call.at("funcname").back()), what), node_position(call));
+    throw QueryError(fmt::format("{} takes one {}", call.at("funcname").back().string(), what), call.position());
   }
   return call.at("args")[0];
 }
 
-Constant SqlExpressions::written_constant(const Json &fields) const {
+Constant SqlExpressions::written_constant(SyntaxNode fields) const {
   Constant constant;
-  constant.position = node_position(fields);
+  constant.position = fields.position();
   if (fields.contains("ival")) {
     constant.kind = Constant::Kind::number;
     constant.text = integer(fields);
   } else if (fields.contains("fval")) {
     constant.kind = Constant::Kind::number;
-    constant.text = fields.at("fval").at("fval").get<std::string>();
+    constant.text = fields.at("fval").at("fval").text();
   } else if (fields.contains("sval")) {
     constant.kind = Constant::Kind::string;
-    constant.text = fields.at("sval").value("sval", std::string());
+    const SyntaxNode string = fields.at("sval"); // without a field for the empty one
+    if (string.contains("sval")) constant.text = string.at("sval").text();
   } else if (fields.contains("boolval")) {
     throw QueryError("TRUE and FALSE are not supported yet", constant.position);
   } else if (!fields.contains("isnull")) {
@@ -185,10 +184,10 @@ Constant SqlExpressions::written_constant(const Json &fields) const {
 }
 
 // The tree gives positive integers alone; 0 and negative ones are read from the text.
-std::string SqlExpressions::integer(const Json &fields) const {
-  const Json &value = fields.at("ival");
-  if (value.contains("ival")) return std::to_string(value.at("ival").get<int>());
-  const std::size_t position = node_position(fields);
+std::string SqlExpressions::integer(SyntaxNode fields) const {
+  const SyntaxNode value = fields.at("ival");
+  if (value.contains("ival")) return std::to_string(value.at("ival").number());
+  const std::size_t position = fields.position();
   bool negative = false;
   for (std::size_t i = tokens_.index_at(position).value_or(tokens_.size()); i < tokens_.size(); ++i) {
     const std::string_view token = tokens_.text(i);

@@ -18,7 +18,7 @@ namespace mipo::tools {
 void check_nesting(int depth, std::string_view what, std::size_t position);
 
 /// Whether the node is * or table.*
-bool is_star(const nlohmann::json &node);
+bool is_star(SyntaxNode node);
 
 /// Everything throws QueryError for nodes of other kinds.
 class SqlExpressions {
@@ -26,32 +26,32 @@ public:
   /// Both must outlive it.
   SqlExpressions(const SqlTokens &tokens, const SqlRefusals &refusals) : tokens_(tokens), refusals_(refusals) {}
 
-  ColumnName column(const nlohmann::json &node) const;
-  AllColumns all_columns(const nlohmann::json &node) const;
+  ColumnName column(SyntaxNode node) const;
+  AllColumns all_columns(SyntaxNode node) const;
 
   /// With or without a sign.
-  Constant constant(const nlohmann::json &node) const;
+  Constant constant(SyntaxNode node) const;
 
   /// `depth` counts what the expression is nested in.
-  Expression expression(const nlohmann::json &node, int depth = 0) const;
+  Expression expression(SyntaxNode node, int depth = 0) const;
   /// The same, or a string constant, which can be compared with but nothing else.
-  Expression expression_or_string(const nlohmann::json &node, int depth = 0) const;
+  Expression expression_or_string(SyntaxNode node, int depth = 0) const;
 
   /// The one argument of a call that takes no more than that: `what` names what it takes.
-  const nlohmann::json &only_argument(const nlohmann::json &call, std::string_view what) const;
+  SyntaxNode only_argument(SyntaxNode call, std::string_view what) const;
 
 private:
   struct Surroundings {
     int depth;
     std::optional<AggregateFunction> aggregate; // that it is an argument of
   };
-  Expression value(const nlohmann::json &node, const Surroundings &surroundings) const;
-  Expression any(const nlohmann::json &node, const Surroundings &surroundings) const;
-  Expression calculation(const nlohmann::json &node, const Surroundings &surroundings) const;
-  Expression aggregate(AggregateFunction function, const nlohmann::json &call, const Surroundings &surroundings) const;
-  Constant written_constant(const nlohmann::json &fields) const;
-  std::string integer(const nlohmann::json &fields) const;
-  std::string qualifier(const nlohmann::json &names, std::size_t position) const;
+  Expression value(SyntaxNode node, const Surroundings &surroundings) const;
+  Expression any(SyntaxNode node, const Surroundings &surroundings) const;
+  Expression calculation(SyntaxNode node, const Surroundings &surroundings) const;
+  Expression aggregate(AggregateFunction function, SyntaxNode call, const Surroundings &surroundings) const;
+  Constant written_constant(SyntaxNode fields) const;
+  std::string integer(SyntaxNode fields) const;
+  std::string qualifier(SyntaxNode names, std::size_t position) const;
 
   const SqlTokens &tokens_;
   const SqlRefusals &refusals_;

@@ -4,12 +4,12 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 extern "C" {
 #include <pg_query.h>
 }
 
+#include "mipo/host/values.h"
 #include "query_error.h"
 #include "sql_conditions.h"
 #include "sql_expressions.h"
@@ -19,8 +19,6 @@ extern "C" {
 
 namespace mipo::tools {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr std::size_t most_joins = 64;
 constexpr int deepest_query = 16;
@@ -33,17 +31,17 @@ public:
   Query parse() const;
 
 private:
-  Json syntax_tree() const;
-  Query select(const Json &fields, int depth = 0) const;
-  bool distinct(const Json &select) const;
-  OutputItem output_item(const Json &target) const;
-  void from(const Json &select, Query &query) const;
-  void from_item(const Json &node, Query &query) const;
-  TableName table(const Json &fields) const;
-  Condition condition(const Json &node, SqlConditions::Clause clause, int depth) const;
-  std::variant<OutputPosition, Expression> grouped_or_ordered(const Json &node, std::string_view clause) const;
-  OrderItem order_item(const Json &node) const;
-  std::optional<std::uint64_t> row_limit(const Json &select, const char *field, std::string_view clause) const;
+  SyntaxTree syntax_tree() const;
+  Query select(SyntaxNode fields, int depth = 0) const;
+  bool distinct(SyntaxNode select) const;
+  OutputItem output_item(SyntaxNode target) const;
+  void from(SyntaxNode select, Query &query) const;
+  void from_item(SyntaxNode node, Query &query) const;
+  TableName table(SyntaxNode fields) const;
+  Condition condition(SyntaxNode node, SqlConditions::Clause clause, int depth) const;
+  std::variant<OutputPosition, Expression> grouped_or_ordered(SyntaxNode node, std::string_view clause) const;
+  OrderItem order_item(SyntaxNode node) const;
+  std::optional<std::uint64_t> row_limit(SyntaxNode select, const char *field, std::string_view clause) const;
   std::string alias(const std::string &parsed, std::size_t position) const;
 
   std::string_view text_;
@@ -51,15 +49,6 @@ private:
   SqlRefusals refusals_;
   SqlExpressions expressions_;
 };
-
-bool is_valid_utf8(std::string_view text) {
-  try {
-    (void)Json(text).dump();
-    return true;
-  } catch (const Json::type_error &) {
-    return false;
-  }
-}
 
 std::optional<std::uint64_t> whole_number(const Constant &constant) {
   std::uint64_t number = 0;
@@ -69,34 +58,34 @@ std::optional<std::uint64_t> whole_number(const Constant &constant) {
   return number;
 }
 
-Json Parser::syntax_tree() const {
+SyntaxTree Parser::syntax_tree() const {
   const std::unique_ptr<PgQueryParseResult, void (*)(PgQueryParseResult *)> result(
       new PgQueryParseResult(pg_query_parse(std::string(text_).c_str())), [](PgQueryParseResult *parsed) {
         pg_query_free_parse_result(*parsed);
         delete parsed;
       });
   if (result->error != nullptr) refusals_.syntax_error(result->error->message, result->error->cursorpos);
-  return Json::parse(result->parse_tree);
+  return SyntaxTree(result->parse_tree);
 }
 
 Query Parser::parse() const {
-  if (!is_valid_utf8(text_)) throw QueryError("the query is not valid UTF-8");
-  const Json tree = syntax_tree();
-  const Json &statements = tree.at("stmts");
+  if (!host::is_utf8(text_)) throw QueryError("the query is not valid UTF-8");
+  const SyntaxTree tree = syntax_tree();
+  const SyntaxNode statements = tree.root().at("stmts");
   if (statements.empty()) throw QueryError("the query is empty: expected SELECT ... FROM ...");
   if (statements.size() > 1) {
-    const auto end = statements[1].at("stmt_location").get<std::size_t>();
+    const auto end = statements[1].at("stmt_location").number();
     std::size_t second = 0;
     while (second + 1 < tokens_.size() && tokens_[second].start < end) ++second;
     throw QueryError("more than one statement: a query is a single SELECT", tokens_[second].start);
   }
-  const Json &statement = statements[0].at("stmt");
-  if (!is_node(statement, "SelectStmt")) refusals_.statement(node_type(statement));
-  return select(node_fields(statement));
+  const SyntaxNode statement = statements[0].at("stmt");
+  if (!statement.is("SelectStmt")) refusals_.statement(statement.type());
+  return select(statement.fields());
 }
 
 // `depth` counts the queries around it.
-Query Parser::select(const Json &fields, int depth) const {
+Query Parser::select(SyntaxNode fields, int depth) const {
   if (fields.at("op") != "SETOP_NONE") {
     for (const char *keyword : {"union", "intersect", "except"}) {
       if (const auto position = tokens_.find_keyword(keyword)) {
@@ -115,17 +104,17 @@ Query Parser::select(const Json &fields, int depth) const {
   if (!fields.contains("targetList")) {
     throw QueryError("the list of columns is empty", tokens_.find_keyword("from"));
   }
-  for (const Json &target : fields.at("targetList")) query.output.push_back(output_item(target));
+  for (const SyntaxNode target : fields.at("targetList").elements()) query.output.push_back(output_item(target));
   if (fields.contains("whereClause")) {
     query.where = condition(fields.at("whereClause"), SqlConditions::Clause::where, depth);
   }
-  for (const Json &item : fields.value("groupClause", Json::array())) {
+  for (const SyntaxNode item : fields.list("groupClause")) {
     query.group_by.push_back(grouped_or_ordered(item, "GROUP BY"));
   }
   if (fields.contains("havingClause")) {
     query.having = condition(fields.at("havingClause"), SqlConditions::Clause::having, depth);
   }
-  for (const Json &item : fields.value("sortClause", Json::array())) query.order_by.push_back(order_item(item));
+  for (const SyntaxNode item : fields.list("sortClause")) query.order_by.push_back(order_item(item));
   if (fields.at("limitOption") == "LIMIT_OPTION_WITH_TIES") {
     throw QueryError("WITH TIES is not supported yet", tokens_.find_keyword("ties"));
   }
@@ -135,128 +124,128 @@ Query Parser::select(const Json &fields, int depth) const {
 }
 
 // DISTINCT is a list of nothing, DISTINCT ON of its expressions.
-bool Parser::distinct(const Json &select) const {
+bool Parser::distinct(SyntaxNode select) const {
   if (!select.contains("distinctClause")) return false;
-  const Json &expressions = select.at("distinctClause");
+  const SyntaxNode expressions = select.at("distinctClause");
   if (expressions.size() != 1 || !expressions[0].empty()) {
     throw QueryError("DISTINCT ON is not supported yet", tokens_.find_keyword("distinct"));
   }
   return true;
 }
 
-OutputItem Parser::output_item(const Json &target) const {
-  const Json &fields = target.at("ResTarget");
+OutputItem Parser::output_item(SyntaxNode target) const {
+  const SyntaxNode fields = target.at("ResTarget");
   SqlRefusals::unknown_fields(fields, {"name", "val", "location"}, "this form of a column");
-  const Json &value = fields.at("val");
+  const SyntaxNode value = fields.at("val");
   if (is_star(value)) {
     AllColumns all = expressions_.all_columns(value);
     if (fields.contains("name")) throw QueryError("* cannot have a name of its own", all.position);
     return {std::move(all), std::nullopt};
   }
   OutputItem item{expressions_.expression(value), std::nullopt};
-  if (fields.contains("name")) item.name = alias(fields.at("name").get<std::string>(), node_position(fields));
+  if (fields.contains("name")) item.name = alias(fields.at("name").text(), fields.position());
   return item;
 }
 
-void Parser::from(const Json &select, Query &query) const {
+void Parser::from(SyntaxNode select, Query &query) const {
   if (!select.contains("fromClause")) throw QueryError("FROM is missing: a query reads a table", text_.size());
-  const Json &entries = select.at("fromClause");
+  const SyntaxNode entries = select.at("fromClause");
   from_item(entries[0], query);
   for (std::size_t i = 1; i < entries.size(); ++i) {
-    if (!is_node(entries[i], "RangeVar")) refusals_.from_entry(entries[i]);
+    if (!entries[i].is("RangeVar")) refusals_.from_entry(entries[i]);
     throw QueryError("tables side by side in FROM are not supported yet: write JOIN ... ON ...",
-                     node_position(node_fields(entries[i])));
+                     entries[i].fields().position());
   }
 }
 
 // A table, or joins nested on the left: ((first JOIN second) JOIN third).
-void Parser::from_item(const Json &node, Query &query) const {
-  if (is_node(node, "RangeVar")) {
-    query.table = table(node_fields(node));
+void Parser::from_item(SyntaxNode node, Query &query) const {
+  if (node.is("RangeVar")) {
+    query.table = table(node.fields());
     return;
   }
-  if (!is_node(node, "JoinExpr")) refusals_.from_entry(node);
-  const Json &fields = node_fields(node);
+  if (!node.is("JoinExpr")) refusals_.from_entry(node);
+  const SyntaxNode fields = node.fields();
   from_item(fields.at("larg"), query);
   refusals_.unknown_join(fields);
   if (query.joins.size() == most_joins)
-    throw QueryError(fmt::format("more than {} joins in one query", most_joins), node_position(fields.at("rarg")));
+    throw QueryError(fmt::format("more than {} joins in one query", most_joins), fields.at("rarg").position());
   Join join;
-  join.table = table(node_fields(fields.at("rarg")));
+  join.table = table(fields.at("rarg").fields());
   join.outer = fields.at("jointype") == "JOIN_LEFT";
-  const Json &condition = fields.at("quals");
-  join.position = node_position(node_fields(condition));
+  const SyntaxNode condition = fields.at("quals");
+  join.position = condition.fields().position();
   const std::string expected = "ON takes an equality of two columns here, one of them the joined table's";
-  if (!is_node(condition, "A_Expr")) throw QueryError(expected, join.position);
-  const Json &equality = node_fields(condition);
-  if (equality.at("kind") != "AEXPR_OP" || string_of(equality.at("name").back()) != "=" ||
-      !is_node(equality.at("lexpr"), "ColumnRef") || !is_node(equality.at("rexpr"), "ColumnRef"))
+  if (!condition.is("A_Expr")) throw QueryError(expected, join.position);
+  const SyntaxNode equality = condition.fields();
+  if (equality.at("kind") != "AEXPR_OP" || equality.at("name").back().string() != "=" ||
+      !equality.at("lexpr").is("ColumnRef") || !equality.at("rexpr").is("ColumnRef"))
     throw QueryError(expected, join.position);
   join.sides[0] = expressions_.column(equality.at("lexpr"));
   join.sides[1] = expressions_.column(equality.at("rexpr"));
   query.joins.push_back(std::move(join));
 }
 
-TableName Parser::table(const Json &fields) const {
-  const std::size_t position = node_position(fields);
+TableName Parser::table(SyntaxNode fields) const {
+  const std::size_t position = fields.position();
   if (fields.contains("schemaname")) refusals_.unquoted_path(position);
   if (!fields.contains("inh")) throw QueryError("ONLY is not supported", tokens_.find_keyword("only"));
   SqlRefusals::unknown_fields(fields, {"relname", "inh", "relpersistence", "alias", "location"}, "this form of FROM");
 
   TableName table;
-  table.name = tokens_.name_at(position, fields.at("relname").get<std::string>());
+  table.name = tokens_.name_at(position, fields.at("relname").text());
   table.quoted = tokens_.is_quoted_at(position);
   table.position = position;
   if (fields.contains("alias")) {
-    const Json &names = fields.at("alias");
+    const SyntaxNode names = fields.at("alias");
     if (names.contains("colnames")) throw QueryError("new column names in FROM are not supported yet", position);
-    table.alias = alias(names.at("aliasname").get<std::string>(), position);
+    table.alias = alias(names.at("aliasname").text(), position);
   }
   return table;
 }
 
-Condition Parser::condition(const Json &node, SqlConditions::Clause clause, int depth) const {
-  const auto inner = [&](const Json &fields) {
-    if (depth == deepest_query) throw QueryError("queries are nested too deeply", node_position(fields));
+Condition Parser::condition(SyntaxNode node, SqlConditions::Clause clause, int depth) const {
+  const auto inner = [&](SyntaxNode fields) {
+    if (depth == deepest_query) throw QueryError("queries are nested too deeply", fields.position());
     return select(fields, depth + 1);
   };
   return SqlConditions(clause, tokens_, expressions_, refusals_, inner).condition(node);
 }
 
-std::variant<OutputPosition, Expression> Parser::grouped_or_ordered(const Json &node, std::string_view clause) const {
+std::variant<OutputPosition, Expression> Parser::grouped_or_ordered(SyntaxNode node, std::string_view clause) const {
   Expression value = expressions_.expression(node);
   const auto *constant = std::get_if<Constant>(&value.node);
   if (constant == nullptr) return value;
   const auto number = whole_number(*constant);
-  if (!number || *number == 0 || !is_node(node, "A_Const")) {
+  if (!number || *number == 0 || !node.is("A_Const")) {
     throw QueryError(fmt::format("a constant in {} is the number of an output column, from 1", clause), value.position);
   }
   return OutputPosition{*number, value.position};
 }
 
-OrderItem Parser::order_item(const Json &node) const {
-  const Json &fields = node.at("SortBy");
+OrderItem Parser::order_item(SyntaxNode node) const {
+  const SyntaxNode fields = node.at("SortBy");
   SqlRefusals::unknown_fields(fields, {"node", "sortby_dir", "sortby_nulls", "useOp", "location"},
                               "this form of ORDER BY");
   OrderItem item{grouped_or_ordered(fields.at("node"), "ORDER BY"), false, std::nullopt};
-  const std::string &direction = fields.at("sortby_dir").get_ref<const std::string &>();
+  const std::string &direction = fields.at("sortby_dir").text();
   if (direction == "SORTBY_USING") {
-    const std::size_t position = node_position(fields.at("node"));
+    const std::size_t position = fields.at("node").position();
     throw QueryError("USING in ORDER BY is not supported yet",
                      tokens_.find_keyword("using", position).value_or(position));
   }
   item.descending = direction == "SORTBY_DESC";
-  const std::string &nulls = fields.at("sortby_nulls").get_ref<const std::string &>();
+  const std::string &nulls = fields.at("sortby_nulls").text();
   if (nulls != "SORTBY_NULLS_DEFAULT") item.nulls_first = nulls == "SORTBY_NULLS_FIRST";
   return item;
 }
 
 // Of LIMIT and OFFSET; nothing for NULL, and for ALL, which is the same.
-std::optional<std::uint64_t> Parser::row_limit(const Json &select, const char *field, std::string_view clause) const {
+std::optional<std::uint64_t> Parser::row_limit(SyntaxNode select, const char *field, std::string_view clause) const {
   if (!select.contains(field)) return std::nullopt;
-  const Json &count = select.at(field);
-  const std::size_t position = node_position(node_fields(count));
-  if (!is_node(count, "A_Const")) {
+  const SyntaxNode count = select.at(field);
+  const std::size_t position = count.fields().position();
+  if (!count.is("A_Const")) {
     throw QueryError(fmt::format("{} takes a whole number: expressions there are not supported yet", clause), position);
   }
   const Constant constant = expressions_.constant(count);

@@ -14,8 +14,6 @@
 namespace mipo::tools {
 namespace {
 
-using Json = nlohmann::json;
-
 [[noreturn]] void not_supported(std::string_view what, std::size_t position) {
   throw QueryError(fmt::format("{} not supported yet", what), position);
 }
@@ -103,26 +101,26 @@ std::string_view where_known(const std::array<std::string_view, Count> &known, s
 
 } // namespace
 
-void SqlRefusals::unknown_fields(const Json &fields, std::initializer_list<std::string_view> known,
+void SqlRefusals::unknown_fields(SyntaxNode fields, std::initializer_list<std::string_view> known,
                                  std::string_view what) {
-  for (const auto &[field, value] : fields.items()) {
+  for (const auto &[field, value] : fields.members()) {
     if (std::find(known.begin(), known.end(), field) == known.end()) {
-      throw QueryError(fmt::format("{} is not supported yet (with \"{}\")", what, field), node_position(fields));
+      throw QueryError(fmt::format("{} is not supported yet (with \"{}\")", what, field), fields.position());
     }
   }
 }
 
-void SqlRefusals::unknown_clauses(const Json &fields, std::initializer_list<std::string_view> known,
+void SqlRefusals::unknown_clauses(SyntaxNode fields, std::initializer_list<std::string_view> known,
                                   std::string_view what, std::size_t start) const {
   std::optional<std::size_t> first;
   std::string name;
-  for (const auto &[field, value] : fields.items()) {
+  for (const auto &[field, value] : fields.members()) {
     if (std::find(known.begin(), known.end(), field) != known.end()) continue;
     const auto clause = std::find_if(clauses.begin(), clauses.end(),
                                      [&, &key = field](const Clause &candidate) { return candidate.field == key; });
     const bool named = clause != clauses.end();
     const std::size_t position =
-        (named ? tokens_.find_keyword(clause->keyword, start) : std::nullopt).value_or(node_position(value));
+        (named ? tokens_.find_keyword(clause->keyword, start) : std::nullopt).value_or(value.position());
     if (first && *first <= position) continue;
     first = position;
     name = named ? std::string(clause->name) : fmt::format("this form of {} (\"{}\") is", what, field);
@@ -141,11 +139,11 @@ void SqlRefusals::statement(const std::string &type) const {
   throw QueryError(fmt::format("{} is not supported: a query is a single SELECT", word), position);
 }
 
-void SqlRefusals::from_entry(const Json &node) const {
-  const std::string &type = node_type(node);
-  const Json &fields = node_fields(node);
+void SqlRefusals::from_entry(SyntaxNode node) const {
+  const std::string &type = node.type();
+  const SyntaxNode fields = node.fields();
   if (type == "JoinExpr") {
-    const std::size_t position = node_position(fields.at("larg"));
+    const std::size_t position = fields.at("larg").position();
     not_supported("a join in parentheses is", tokens_.find_keyword("join", position).value_or(position));
   }
   if (type == "RangeSubselect") {
@@ -156,15 +154,15 @@ void SqlRefusals::from_entry(const Json &node) const {
       }
     }
   }
-  if (type == "RangeFunction") not_supported("a function in FROM is", node_position(fields));
+  if (type == "RangeFunction") not_supported("a function in FROM is", fields.position());
   if (type == "RangeTableSample") {
-    not_supported("TABLESAMPLE is", tokens_.find_keyword("tablesample").value_or(node_position(fields)));
+    not_supported("TABLESAMPLE is", tokens_.find_keyword("tablesample").value_or(fields.position()));
   }
-  not_supported(fmt::format("this entry of FROM (\"{}\") is", type), node_position(fields));
+  not_supported(fmt::format("this entry of FROM (\"{}\") is", type), fields.position());
 }
 
-void SqlRefusals::unknown_join(const Json &fields) const {
-  const std::size_t joined_at = node_position(fields.at("rarg"));
+void SqlRefusals::unknown_join(SyntaxNode fields) const {
+  const std::size_t joined_at = fields.at("rarg").position();
   // Its keywords stand in front of the joined table: the last ones there are its own.
   const auto refuse = [&](std::string_view what, std::string_view keyword) {
     std::size_t position = joined_at;
@@ -176,7 +174,7 @@ void SqlRefusals::unknown_join(const Json &fields) const {
   if (fields.contains("isNatural")) refuse("NATURAL JOIN is", "natural");
   if (fields.at("jointype") == "JOIN_RIGHT") refuse("RIGHT JOIN is", "right");
   if (fields.at("jointype") == "JOIN_FULL") refuse("FULL JOIN is", "full");
-  if (!is_node(fields.at("rarg"), "RangeVar")) from_entry(fields.at("rarg"));
+  if (!fields.at("rarg").is("RangeVar")) from_entry(fields.at("rarg"));
   if (fields.contains("usingClause"))
     throw QueryError("USING is not supported yet: write ON and both columns",
                      tokens_.find_keyword("using", joined_at).value_or(joined_at));
@@ -184,24 +182,24 @@ void SqlRefusals::unknown_join(const Json &fields) const {
   unknown_fields(fields, {"jointype", "larg", "rarg", "quals", "rtindex"}, "this form of JOIN");
 }
 
-void SqlRefusals::expression(const Json &node) const {
-  const std::string &type = node_type(node);
-  const Json &fields = node_fields(node);
-  const std::size_t position = node_position(fields);
+void SqlRefusals::expression(SyntaxNode node) const {
+  const std::string &type = node.type();
+  const SyntaxNode fields = node.fields();
+  const std::size_t position = fields.position();
   if (type == "FuncCall") {
-    const std::string &name = string_of(fields.at("funcname").back());
+    const std::string &name = fields.at("funcname").back().string();
     not_supported(fmt::format("the function {} {}is", name, where_known(known_functions, name)), position);
   }
   if (type == "A_Expr") {
-    if (const auto name = name_of(operator_names, fields.at("kind").get<std::string>())) {
+    if (const auto name = name_of(operator_names, fields.at("kind").text())) {
       not_supported(*name, position);
     }
-    const std::string &symbol = string_of(fields.at("name").back());
+    const std::string &symbol = fields.at("name").back().string();
     if (symbol == "==") throw QueryError("the operator == is not SQL: write =", position);
     not_supported(fmt::format("the operator {} {}is", symbol, where_known(known_operators, symbol)), position);
   }
   if (type == "GroupingSet") {
-    if (const auto name = name_of(grouping_names, fields.at("kind").get<std::string>())) {
+    if (const auto name = name_of(grouping_names, fields.at("kind").text())) {
       not_supported(*name, position);
     }
   }

@@ -8,9 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
-
 #include "sql_tokens.h"
+#include "sql_tree.h"
 
 namespace mipo::tools {
 
@@ -26,24 +25,23 @@ public:
 
   /// Refuses the first clause, in the order of the text, of a SELECT or of a call (`what`) that is not in `known`.
   /// `start` is the position that the clauses stand behind.
-  void unknown_clauses(const nlohmann::json &fields, std::initializer_list<std::string_view> known,
-                       std::string_view what, std::size_t start = 0) const;
+  void unknown_clauses(SyntaxNode fields, std::initializer_list<std::string_view> known, std::string_view what,
+                       std::size_t start = 0) const;
 
   /// Refuses an entry of FROM that is not a table's name.
-  [[noreturn]] void from_entry(const nlohmann::json &node) const;
+  [[noreturn]] void from_entry(SyntaxNode node) const;
 
   /// Refuses what a join has beside two tables and a condition, and joins that keep rows of the second table.
-  void unknown_join(const nlohmann::json &fields) const;
+  void unknown_join(SyntaxNode fields) const;
 
   /// An unquoted file name in FROM, which the parser takes for a schema and a table.
   [[noreturn]] void unquoted_path(std::size_t position) const;
 
   /// Refuses an expression, by what kind of expression it is.
-  [[noreturn]] void expression(const nlohmann::json &node) const;
+  [[noreturn]] void expression(SyntaxNode node) const;
 
   /// Refuses any field of `fields` that is not in `known`, saying that `what` is not supported with it.
-  static void unknown_fields(const nlohmann::json &fields, std::initializer_list<std::string_view> known,
-                             std::string_view what);
+  static void unknown_fields(SyntaxNode fields, std::initializer_list<std::string_view> known, std::string_view what);
 
 private:
   std::string unquoted_path_hint(std::size_t position) const;
