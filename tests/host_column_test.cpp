@@ -8,6 +8,8 @@
 #include "host_reversal.h"
 #include "mipo/host/column.h"
 #include "mipo/host/context.h"
+#include "mipo/host/predicate.h"
+#include "mipo/host/translation_table.h"
 
 namespace mipo::host {
 namespace {
@@ -121,6 +123,49 @@ TEST(Column, PredicatesGiveTheSameRowsInEveryForm) {
       EXPECT_EQ(column.is_decompressed(), compressed);
       EXPECT_EQ(column.code(999), codes[999]);
     }
+}
+
+TEST(Predicate, OperandsHaveToFit) {
+  const Library library = Library::open();
+  const EncodedColumn column(std::vector<ub4>(100, 3), numbers_up_to(5), options_for(8, false));
+  const EncodedColumn runs(std::vector<ub4>(100, 3), numbers_up_to(5), {parse_encoding("dict+runs8"), {}});
+  CallContext context(library);
+  Result result(100), shorter(99), longer(128);
+  const Constant three(3), four(4);
+  EXPECT_TRUE(evaluate(library, context, MIPO_OP_EQ, result, column, three));
+  EXPECT_EQ(result.count(), 100u);
+  EXPECT_FALSE(evaluate(library, context, MIPO_OP_GE_LE, result, column, four, four));
+  EXPECT_TRUE(evaluate_set(library, context, result, column, BitVector(256, true)));
+  EXPECT_THROW(evaluate_set(library, context, result, column, BitVector(255, true)), ArgumentError);
+  for (Result *other : {&shorter, &longer})
+    EXPECT_THROW(evaluate(library, context, MIPO_OP_EQ, *other, column, three), ArgumentError);
+  for (const ub8 rows : {99, 128}) {
+    const BitVector selection(rows, true);
+    context.select(selection, false);
+    try {
+      evaluate(library, context, MIPO_OP_GE_LE, result, column, three, four);
+      ADD_FAILURE() << rows;
+    } catch (const ArgumentError &error) {
+      EXPECT_NE(std::string(error.what()).find(std::to_string(rows)), std::string::npos) << error.what();
+      EXPECT_NE(std::string(error.what()).find("column 100"), std::string::npos) << error.what();
+    }
+  }
+  const BitVector all(100, true);
+  context.select(all, true);
+  EXPECT_THROW(evaluate(library, context, MIPO_OP_EQ, result, runs, three), ArgumentError);
+  EXPECT_THROW(evaluate(library, context, MIPO_OP_GE_LE, result, column, three), MissingKernel);
+  const TranslationTable table(std::vector<ub4>{7, no_entry, 9});
+  TranslatedCodes codes(3);
+  codes.set(std::vector<ub4>{2, 1, 0});
+  EXPECT_THROW(translate(library, context, table, codes), ArgumentError); // 100 rows are selected
+  context.select_all();
+  std::byte entries[2];
+  const Result joined = translate(library, context, table, codes, entries);
+  EXPECT_EQ(joined.count(), 2u);
+  EXPECT_EQ(joined.first_row(), 0u);
+  EXPECT_EQ(joined.last_row(), 2u);
+  EXPECT_EQ(handed_out(entries, table.width(), 0), 9u);
+  EXPECT_THROW(translate(library, context, table, codes, std::span(entries).first(1)), ArgumentError);
 }
 
 // The rows are the same either way, but a kernel names itself differently when it looks at single rows.

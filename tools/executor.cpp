@@ -227,9 +227,7 @@ ub4 Executor::call_on_slices(const Predicate &predicate, const host::EncodedColu
 
 void Executor::finish(Step step, ub4 code) {
   context_.throw_if_reported();
-  if (code != MIPO_DONE && code != MIPO_EMPTY) {
-    throw host::Error(fmt::format("{} answered {}: {}", step.name, host::code_name(code), host::code_text(code)));
-  }
+  host::throw_unless_answered(step.name, code);
   steps_.push_back(std::move(step));
 }
 

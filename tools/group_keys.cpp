@@ -85,8 +85,8 @@ void GroupKeys::read_codes(ChunkRows &rows) {
   const ub4 code = host::entry(library_, &mipo_specialized_ctx::mipo_groupkey_dydi)(
       &out, &range, columns_.data(), static_cast<ub4>(columns_.size()), &further, &ctx);
   rows.throw_if_reported();
-  if (code != MIPO_DONE || out.nset != rows.count())
-    throw host::Error("the kernel for group keys answered " + std::string(host::code_name(code)));
+  host::throw_unless_answered("mipo_groupkey_dydi", code);
+  if (out.nset != rows.count()) throw host::Error("mipo_groupkey_dydi stopped before the last row");
 }
 
 void GroupKeys::fold(ChunkRows &rows, std::span<Step> steps) {

@@ -41,10 +41,7 @@ public:
     ctx.ones_vec = const_cast<ub8 *>(selection);
     ctx.eval_flags = MIPO_EVAL_COUNT_ONLY;
     const ub4 code = kernel_(&found, &codes, &table_.vec(), &ctx);
-    if (code != MIPO_DONE && code != MIPO_EMPTY) {
-      throw host::Error(
-          fmt::format("{} answered {}: {}", host::kernel_name(key_), host::code_name(code), host::code_text(code)));
-    }
+    host::throw_unless_answered(host::kernel_name(key_), code);
     return found.nset;
   }
 

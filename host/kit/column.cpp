@@ -347,7 +347,8 @@ Constant &Constant::operator=(const Constant &other) noexcept {
   return *this;
 }
 
-Result::Result(ub4 rows) : bits_(rows) {
+Result::Result(ub4 rows) : bits_(rows), ends_(new ub4[2]{0xffffffff, 0xffffffff}) {
+  vec_.data = ends_.get();
   vec_.bv = bits_.words();
   vec_.nrows = rows;
 }

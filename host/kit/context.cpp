@@ -23,6 +23,7 @@ CallContext::CallContext(const Library &library, mipo_decompressor *decompressor
 }
 
 void CallContext::select(const BitVector &ones, bool selective) noexcept {
+  selection_rows_ = ones.size();
   call_.ones_vec = ones.words();
   call_.eval_flags = selective ? MIPO_EVAL_SELECTIVE : 0;
 }
@@ -30,6 +31,12 @@ void CallContext::select(const BitVector &ones, bool selective) noexcept {
 void CallContext::select_all() noexcept {
   call_.ones_vec = nullptr;
   call_.eval_flags = 0;
+}
+
+void CallContext::check_selection(ub4 rows, std::string_view what) const {
+  if (call_.ones_vec != nullptr && selection_rows_ != rows)
+    throw ArgumentError("the selection has " + std::to_string(selection_rows_) + " rows, and the " + std::string(what) +
+                        " " + std::to_string(rows));
 }
 
 void CallContext::throw_if_reported() const {

@@ -82,7 +82,7 @@ std::vector<std::byte> PrefixStream::decode(const Library &library, std::vector<
     call.row_refs = references->data();
   }
   const ub4 code = entry(library, &mipo_specialized_ctx::mipo_prefix_decode_dydi)(&res, &vec(), &call);
-  if (code != MIPO_DONE) throw Error("mipo_prefix_decode_dydi returned " + std::string(code_name(code)));
+  throw_unless_answered("mipo_prefix_decode_dydi", code);
   return values;
 }
 

@@ -10,11 +10,7 @@
 namespace mipo::host {
 namespace {
 
-[[noreturn]] void throw_returned(std::string_view kernel, ub4 code) {
-  throw Error(std::string(kernel) + " returned " + std::string(code_name(code)) + ": " + std::string(code_text(code)));
-}
-
-/// A context's record for one loop: without selection and at the beginning, and at the end as it was before.
+// A context's record for one loop: without selection and at the beginning, and at the end as it was before.
 class LoopCall {
 public:
   explicit LoopCall(CallContext &context)
@@ -122,7 +118,7 @@ void copy_selected(const Library &library, CallContext &context, const mipo_vec 
     output.clear();
     code = copy(output.vec(), &source, call.record());
     call.check_reports();
-    if (code != MIPO_DONE && code != MIPO_COPY_FULL) throw_returned("mipo_selective_dydi", code);
+    if (code != MIPO_COPY_FULL) throw_unless_answered("mipo_selective_dydi", code);
     if (output.vec()->nrows != 0)
       consume(std::as_const(output).vec());
     else if (code == MIPO_COPY_FULL)
@@ -149,7 +145,7 @@ void unpack_codes(const Library &library, CallContext &context, const mipo_vec &
     res.nset = 0;
     const ub4 code = unpack(&res, &column, call.record());
     call.check_reports();
-    if (code != MIPO_DONE && code != MIPO_EMPTY) throw_returned(kernel_name(key), code);
+    throw_unless_answered(kernel_name(key), code);
     if (res.nset != 0) consume(std::span(codes).first(res.nset));
   } while (res.nset == capacity);
 }
@@ -173,7 +169,7 @@ void decode_rows(const Library &library, CallContext &context, const mipo_vec &c
     res.nrows = static_cast<ub4>(rows.size());
     const ub4 code = decode(&res, &column, call.record());
     call.check_reports();
-    if (code != MIPO_DONE) throw_returned(kernel_name(key), code);
+    throw_unless_answered(kernel_name(key), code);
     consume({rows, std::span(addresses).first(rows.size()), std::span(lengths).first(rows.size()),
              std::span(indicators).first(rows.size())});
   });
@@ -191,8 +187,8 @@ std::optional<CodeRange> extreme_codes(const Library &library, CallContext &cont
   res.data = &range;
   const ub4 code = minmax(&res, &column, call.record(), static_cast<ub8>(which));
   call.check_reports();
+  throw_unless_answered(kernel_name(key), code);
   if (code == MIPO_EMPTY) return std::nullopt;
-  if (code != MIPO_DONE) throw_returned(kernel_name(key), code);
   return range;
 }
 
@@ -219,7 +215,7 @@ ub4 group_keys(const Library &library, CallContext &context, std::span<const mip
     out.nset = 0;
     code = combine(&out, &range, columns.data(), static_cast<ub4>(columns.size()), &temp, call.record());
     call.check_reports();
-    if (code != MIPO_DONE && code != MIPO_GATHER_FULL) throw_returned("mipo_groupkey_dydi", code);
+    if (code != MIPO_GATHER_FULL) throw_unless_answered("mipo_groupkey_dydi", code);
     if (out.nset == 0 && code == MIPO_GATHER_FULL) throw Error("mipo_groupkey_dydi made no progress");
     if (out.nset != 0) consume(std::span(keys).first(out.nset));
   }

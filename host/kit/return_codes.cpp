@@ -1,5 +1,9 @@
 #include "mipo/host/return_codes.h"
 
+#include <string>
+
+#include "mipo/host/errors.h"
+
 namespace mipo::host {
 namespace {
 
@@ -52,6 +56,11 @@ std::string_view code_name(ub4 code) noexcept {
 std::string_view code_text(ub4 code) noexcept {
   const CodeDescription *description = find(code);
   return description != nullptr ? description->text : "";
+}
+
+void throw_unless_answered(std::string_view kernel, ub4 code) {
+  if (code == MIPO_DONE || code == MIPO_EMPTY) return;
+  throw Error(std::string(kernel) + " returned " + std::string(code_name(code)) + ": " + std::string(code_text(code)));
 }
 
 } // namespace mipo::host

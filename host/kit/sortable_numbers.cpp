@@ -41,7 +41,7 @@ void convert(const Library &library, void *to, const mipo_vec &from) {
   mipo_vec res{};
   res.data = to;
   const ub4 code = entry(library, &mipo_specialized_ctx::mipo_convert_dydi)(&res, &from, nullptr);
-  if (code != MIPO_DONE) throw Error("mipo_convert_dydi returned " + std::string(code_name(code)));
+  throw_unless_answered("mipo_convert_dydi", code);
 }
 
 } // namespace

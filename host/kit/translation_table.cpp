@@ -166,6 +166,27 @@ void TranslatedCodes::set(std::span<const ub4> codes) noexcept {
   records_->vec.nrows = static_cast<ub4>(codes.size());
 }
 
+Result translate(const Library &library, CallContext &context, const TranslationTable &table,
+                 const TranslatedCodes &codes, std::span<std::byte> entries) {
+  const mipo_vec &rows = codes.vec();
+  const bool hands_out = !entries.empty();
+  context.check_selection(rows.nrows, "codes");
+  if (hands_out && table.width() == EntryWidth::bit) throw ArgumentError("a table of members has no entries");
+  const std::size_t room = handed_out_bytes(rows.nrows, table.width());
+  if (hands_out && entries.size() < room)
+    throw ArgumentError("the entries of " + std::to_string(rows.nrows) + " rows take " + std::to_string(room) +
+                        " bytes, and there are " + std::to_string(entries.size()));
+  Result result(rows.nrows);
+  mipo_call_ctx ctx = *context.record();
+  ctx.xlate_ctx = table.range();
+  ctx.xlate_out = entries.data();
+  const ub4 key = table.key(TranslatedRows::codes, hands_out);
+  const ub4 code = library.xlate(key)(result.vec(), &rows, &table.vec(), &ctx);
+  context.throw_if_reported();
+  throw_unless_answered(kernel_name(key), code);
+  return result;
+}
+
 namespace {
 
 __extension__ typedef __int128 WideNumber;

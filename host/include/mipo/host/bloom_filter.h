@@ -4,10 +4,14 @@
 #define MIPO_HOST_BLOOM_FILTER_H
 
 #include <memory>
+#include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "mipo/host/aligned_buffer.h"
+#include "mipo/host/column.h"
+#include "mipo/host/context.h"
 #include "mipo/host/library.h"
 
 namespace mipo::host {
@@ -18,9 +22,14 @@ ub8 xxh3_hash(const void *value, ub8 length, ub8 seed);
 /// A hash for each row. The library writes them as native words and reads big-endian ones: the kit keeps the latter.
 class HashedRows {
 public:
-  /// Of the rows of a column in one of the seven forms that mipo_hash_dydi takes. Throws MissingKernel, or
-  /// ArgumentError if the column has none of the forms.
-  HashedRows(const Library &library, const mipo_vec &column, ub8 seed = 0);
+  /// By value: rows of two columns with equal values have equal hashes, however the columns are encoded. Texts and byte
+  /// strings of the five shapes of value_stream.h are hashed by their bytes, numbers by their digits (2 as 2.00), times
+  /// by their microseconds; a null row by no bytes. The column must be plain or decompressed.
+  HashedRows(const Library &library, const EncodedColumn &column, ub8 seed = 0);
+  /// Byte strings: the rows of a vector in one of the seven forms that mipo_hash_dydi takes, by the bytes that are
+  /// stored. Throws MissingKernel, and ArgumentError for a vector in none of the forms, of runs, compressed, or of
+  /// codes whose dictionary has no symbols; an EncodedColumn of those has its own constructor.
+  HashedRows(const Library &library, const mipo_vec &byte_strings, ub8 seed = 0);
 
   ub4 rows() const noexcept { return records_->vec.nrows; }
   ub8 hash(ub4 row) const noexcept;
@@ -28,12 +37,28 @@ public:
   const mipo_vec &vec() const noexcept { return records_->vec; }
 
 private:
+  friend class BloomFilter;
   struct Records {
     mipo_enc_ctx enc_ctx;
     mipo_vec vec;
   };
+  // What was hashed: rows are comparable if it is the same.
+  struct Source {
+    enum class Kind { bytes, number, date_time };
+    Kind kind = Kind::bytes;
+    ub4 fixed_bytes = 0; // of byte strings that all have this length; else 0
+    ub8 seed = 0;
+
+    bool is_comparable_to(const Source &other) const noexcept;
+    std::string text() const;
+  };
+
+  HashedRows(ub4 rows, Source source);
+  void hash_strings(const Library &library, const mipo_vec &strings);
+
   AlignedBuffer hashes_;
   std::unique_ptr<Records> records_;
+  Source source_;
 };
 
 struct BloomOptions {
@@ -56,6 +81,10 @@ public:
   std::size_t bytes() const noexcept { return bits_.size(); }
   /// The part of all hashes that pass.
   double density() const noexcept;
+  /// The rows that may have their value among the keys, of those that are selected in the context. Throws ArgumentError
+  /// if the filter was made from rows of another kind (texts, numbers, byte strings of another length) or with another
+  /// seed: their hashes of equal values would differ; or if the selection is one of another number of rows.
+  Result probe(const Library &library, CallContext &context, const HashedRows &rows) const;
   /// To hand to mipo_bloom_dydi; lives as long as the filter.
   const mipo_vec &vec() const noexcept { return records_->vec; }
 
@@ -67,6 +96,7 @@ private:
   AlignedBuffer bits_;
   std::vector<const std::byte *> segments_;
   std::unique_ptr<Records> records_;
+  std::optional<HashedRows::Source> source_; ///< nothing if it was made from hashes
 };
 
 } // namespace mipo::host

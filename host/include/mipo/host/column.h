@@ -140,8 +140,8 @@ private:
   std::unique_ptr<Storage> storage_;
 };
 
-/// What a predicate writes: a bit vector over `rows` rows, and the record that points to it. Behind its words is the
-/// spare one that the expansion of runs may touch.
+/// What a predicate, a translation or a Bloom filter writes: a bit vector over `rows` rows, and the record that points
+/// to it. After its words is the spare one that the expansion of runs may touch.
 class Result {
 public:
   explicit Result(ub4 rows);
@@ -150,13 +150,19 @@ public:
 
   /// To hand to a kernel. Lives as long as the result.
   mipo_vec *vec() noexcept { return &vec_; }
+  ub4 rows() const noexcept { return vec_.nrows; }
   /// Set bits, as the last kernel counted them.
   ub4 count() const noexcept { return vec_.nset; }
   BitVector &bits() noexcept { return bits_; }
   const BitVector &bits() const noexcept { return bits_; }
+  /// First and last set bit as kernels that look rows up in tables report them: of translation and of Bloom filters;
+  /// 2^32 - 1 if no bit is set.
+  ub4 first_row() const noexcept { return ends_[0]; }
+  ub4 last_row() const noexcept { return ends_[1]; }
 
 private:
   BitVector bits_;
+  std::unique_ptr<ub4[]> ends_; // where the record's `data` points, also after a move
   mipo_vec vec_{};
 };
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mipo/call.h"
@@ -57,6 +58,8 @@ public:
   void select(const BitVector &ones, bool selective) noexcept;
   /// Ends the selection.
   void select_all() noexcept;
+  /// Throws ArgumentError if the selection is one of another number of rows than `rows`, those of `what`.
+  void check_selection(ub4 rows, std::string_view what) const;
 
   /// What kernels reported through `hostierr`, oldest first.
   const std::vector<std::string> &messages() const noexcept { return messages_; }
@@ -89,6 +92,7 @@ private:
   static void free_scratch(void *env, void *memory, void *cookie);
 
   const Library &library_;
+  ub8 selection_rows_ = 0;
   mipo_call_ctx call_{};
   mipo_host_ctx host_{};
   ErrorFrame error_frame_;

@@ -9,6 +9,8 @@
 
 #include "mipo/call.h"
 #include "mipo/host/aligned_buffer.h"
+#include "mipo/host/column.h"
+#include "mipo/host/context.h"
 #include "mipo/host/domain.h"
 #include "mipo/keys.h"
 #include "mipo/xlate.h"
@@ -105,6 +107,14 @@ private:
   AlignedBuffer codes_;
   std::unique_ptr<Records> records_;
 };
+
+/// Looks codes up, for the rows that are selected in the context: which have an entry. With `entries`, hands out what
+/// the table has for each; there must be handed_out_bytes() of room. Returns the rows that have an entry.
+///
+/// Throws ArgumentError if the selection has another number of rows, if there is too little room, or if a table of
+/// members is asked for entries; MissingKernel; and Error for what the kernel reports.
+Result translate(const Library &library, CallContext &context, const TranslationTable &table,
+                 const TranslatedCodes &codes, std::span<std::byte> entries = {});
 
 /// Throws ValueError if no value of one type can equal one of the other. Numbers with different digits behind the point
 /// can.
