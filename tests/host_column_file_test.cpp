@@ -135,7 +135,7 @@ TEST_F(ColumnFile, EveryEncodingComesBack) {
   for (const ub4 rows : {0u, 1u, 65u, 700u}) {
     const Table table = table_of(rows);
     write_column_file(path(), table);
-    EXPECT_TRUE(is_column_file(path()));
+    EXPECT_TRUE(is_column_file(InputFile(path())));
     const Table opened = open_column_file(path());
     for (const Column &column : opened.columns) EXPECT_NO_THROW(column.data.check()) << column.name;
     expect_same(opened, table);
@@ -204,7 +204,6 @@ TEST_F(ColumnFile, OtherFilesAreTold) {
   EXPECT_EQ(error_of([&] { open_column_file(file_of("name,n\na,1\n")); }),
             "is not a column file; mipo pack makes one of a CSV file");
   EXPECT_EQ(error_of([&] { open_column_file(path("nowhere")); }), "cannot be opened: No such file or directory");
-  EXPECT_FALSE(is_column_file(path("nowhere")));
   EXPECT_NE(error_of([&] { open_column_file(path("").parent_path()); }), "");
 }
 

@@ -1,5 +1,6 @@
 // CSV files: what is read, and how it is said where and why a file is refused.
 #include <gtest/gtest.h>
+#include <zlib.h>
 #include <zstd.h>
 
 #include <filesystem>
@@ -53,6 +54,20 @@ protected:
 
   std::filesystem::path folder_;
 };
+
+std::string gzip(const std::string &bytes) {
+  z_stream stream{};
+  deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, MAX_WBITS + 16, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY);
+  std::string out(deflateBound(&stream, bytes.size()), 0);
+  stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  stream.next_out = reinterpret_cast<Bytef *>(out.data());
+  stream.avail_out = static_cast<uInt>(out.size());
+  deflate(&stream, Z_FINISH);
+  out.resize(stream.total_out);
+  deflateEnd(&stream);
+  return out;
+}
 
 std::string zstd(const std::string &bytes) {
   std::string out(ZSTD_compressBound(bytes.size()), '\0');
@@ -132,16 +147,25 @@ TEST_F(Csv, SaysWhereAFileIsWrong) {
   CsvOptions integers;
   integers.kinds = {{"a", ValueKind::integer}, {"b", ValueKind::integer}};
   const CsvOptions none;
+  const std::string latin1 = "; if the file is Latin-1, convert it: iconv -f LATIN1 -t UTF-8 ";
+  const std::string utf16 = ": the file seems to be UTF-16; convert it: iconv -f UTF-16 -t UTF-8 ";
   const struct {
     std::string bytes;
     const CsvOptions &options;
-    const char *message;
+    std::string message;
   } cases[] = {
       {"", none, "t.csv: the file is empty: there is no header row"},
       {"\n\r\n\n", none, "t.csv: the file has no header row"},
       {"a,,c\n", none, "t.csv:1: column 2 has no name in the header"},
       {"\na,b,a\n", none, "t.csv:2: two columns are named 'a'"},
-      {"a,b\xff\n", none, "t.csv:1: the name of column 2, 'b\\xff', is not valid UTF-8"},
+      {"a,b\xff\n", none, "t.csv:1: byte 0xff is not UTF-8" + latin1 + "(byte 4 of the line, offset 3 of the text)"},
+      {"a\n1\xc3", none, "t.csv:2: byte 0xc3 is not UTF-8" + latin1 + "(byte 2 of the line, offset 3 of the text)"},
+      {std::string("\xff\xfe"
+                   "a\0\n\0",
+                   6),
+       none, "t.csv:1: a UTF-16 byte order mark" + utf16 + "(byte 1 of the line, offset 0 of the text)"},
+      {std::string("a\0,\0b\0", 6), none,
+       "t.csv:1: a zero byte" + utf16 + "(byte 2 of the line, offset 1 of the text)"},
       {"a,b\n1,2\n3\n", none, "t.csv:3: the row has 1 field, but the header names 2 columns"},
       {"a,b\n\n1,2,3,4\n", none, "t.csv:3: the row has 4 fields, but the header names 2 columns"},
       {"a\n1\n2,", none, "t.csv:3: the row has 2 fields, but the header names 1 column"},
@@ -152,7 +176,8 @@ TEST_F(Csv, SaysWhereAFileIsWrong) {
       {"c,a\n\"1\n2\",x\n", {}, "c|a/1\n2|x"},
       {"c,a,b\n\"1\n2\",x,1\n", integers, "t.csv:3: column 2 (a): 'x' is not a 64-bit integer"},
       {"c\n1\n", integers, "t.csv: a type is given for column 'a', but the columns are c"},
-      {"a\nx\ncaf\xe9\n", none, "t.csv:3: column 1 (a): 'caf\\xe9' is not valid UTF-8"},
+      {"a\nx\ncaf\xe9\n", none,
+       "t.csv:3: byte 0xe9 is not UTF-8" + latin1 + "(byte 4 of the line, offset 7 of the text)"},
       {"a,b\n1,x\"y\n", none,
        "t.csv:2: column 2 (b): broken quoting: quotes must enclose the whole field, and a quote inside must be "
        "doubled"},
@@ -169,6 +194,30 @@ TEST_F(Csv, SaysWhereAFileIsWrong) {
   for (const auto &c : cases) EXPECT_EQ(outcome(c.bytes, c.options), c.message);
 }
 
+// Columns parted by c become "column|column"; rows are parted by "/".
+TEST_F(Csv, DelimitersAndNullsAreFoundOrTold) {
+  CsvOptions rows_alone, nulls, commas;
+  rows_alone.has_header = false;
+  nulls.nulls = {"N/A", "-"};
+  commas.delimiter = ',';
+  const struct {
+    std::string bytes;
+    const CsvOptions &options;
+    std::string columns;
+  } cases[] = {
+      {"a;b\n1,5;2\n", {}, "a|b/1,5|2"},
+      {"a\tb\n1\t2,3\n", {}, "a|b/1|2,3"},
+      {"a|b\n1|2\n", {}, "a|b/1|2"},
+      {"\"x;y\",b\n\"1;2\n;\",3\n", {}, "x;y|b/1;2\n;|3"}, // quoted ones do not count
+      {"a;b,c\n1;2,3\n4,5\n", {}, "a;b|c/1;2|3/4|5"},      // not all rows have a semicolon
+      {"a;b\n1;2\n", commas, "a;b/1;2"},
+      {"1,x\n\"2\n\",y\n", rows_alone, "c1|c2/1|x/2\n|y"},
+      {"7\n8", rows_alone, "c1/7/8"},
+      {"a,b\nN/A,x\n3,-\n", nulls, "a|b/~|x/3|~"},
+  };
+  for (const auto &c : cases) EXPECT_EQ(outcome(c.bytes, c.options), c.columns) << c.bytes;
+}
+
 TEST_F(Csv, SaysWhyAFileCannotBeRead) {
   const std::string text = "a\n" + std::string(500000, '7') + "\n";
   const std::string compressed = zstd(text);
@@ -178,7 +227,9 @@ TEST_F(Csv, SaysWhyAFileCannotBeRead) {
     const char *problem;
   } cases[] = {
       {"cut.csv.zst", compressed.substr(0, compressed.size() - 5), "ends in the middle of a compressed frame"},
-      {"text.csv.zst", text, "is not a sound zstd file"},
+      {"text.csv.zst", text, "is named .zst, and is not compressed"},
+      {"cut.csv.gz", gzip(text).substr(0, 300), "ends in the middle of a compressed frame"},
+      {"tail.csv.gz", gzip(text) + "tail", "is not a sound gzip file"},
       {"tail.csv.zst", compressed + "tail", "is not a sound zstd file"},
       {"empty.csv.zst", "", "the file is empty"},
   };
@@ -209,6 +260,8 @@ TEST_F(Csv, LargeFilesReadTheSameCompressedOrNot) {
     text += std::to_string(i) + ",text " + std::to_string(i % 1000) + ",\"line\r\n" + std::to_string(i % 3) + "\"\r\n";
   std::vector<std::filesystem::path> files = {write("plain.csv", text), write("one.csv.zst", zstd(text))};
   files.push_back(write("frames.csv.zst", zstd(text.substr(0, 777777)) + zstd("") + zstd(text.substr(777777))));
+  files.push_back(write("members.csv.gz", gzip(text.substr(0, 777777)) + gzip("") + gzip(text.substr(777777))));
+  files.push_back(write("nameless", gzip(text)));
   for (const auto &file : files) {
     ub8 last_done = 0;
     ub8 calls = 0;

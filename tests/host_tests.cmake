@@ -28,7 +28,7 @@ add_executable(host_kit_test
   host_values_test.cpp)
 if(MIPO_BUILD_TOOLS)
   target_sources(host_kit_test PRIVATE host_bloom_test.cpp host_column_file_test.cpp host_csv_test.cpp host_zstd_test.cpp)
-  target_link_libraries(host_kit_test PRIVATE zstd)
+  target_link_libraries(host_kit_test PRIVATE zstd z)
 mipo_precompile_as(host_kit_test mipo_check)
 endif()
 target_link_libraries(host_kit_test PRIVATE mipo::host mipo_warnings GTest::gtest_main)

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <sstream>
 
 #include <sys/stat.h>
@@ -21,6 +22,8 @@
 
 namespace mipo::tests {
 namespace {
+
+namespace fs = std::filesystem;
 
 struct Outcome {
   int code = 0;
@@ -85,17 +88,17 @@ TEST(QueryProgram, PrintsTablesForPeople) {
 TEST(QueryProgram, CsvReadsBackAsItWas) {
   const std::string first = "SELECT * FROM \"" + odd_file() + "\"";
   const Outcome once = run({"query", "--format", "csv", first.c_str()});
-  EXPECT_EQ(once.out, "name,n,price,when\r\n"
-                      "\"a, b\",1,1.50,2001-01-01 10:00\r\n"
-                      "\"say \"\"x\"\"\",,20.00,\r\n"
-                      "\"two\nlines\x1b[31m\",-3,,2001-01-02 00:00\r\n"
-                      "é,40,-0.05,2001-01-03 09:30\r\n");
+  EXPECT_EQ(once.out, "name,n,price,when\n"
+                      "\"a, b\",1,1.50,2001-01-01 10:00\n"
+                      "\"say \"\"x\"\"\",,20.00,\n"
+                      "\"two\nlines\x1b[31m\",-3,,2001-01-02 00:00\n"
+                      "é,40,-0.05,2001-01-03 09:30\n");
   const std::string second = "SELECT * FROM \"" + scratch_file("again.csv", once.out) + "\"";
   EXPECT_EQ(run({"query", "--format", "csv", second.c_str()}).out, once.out);
 
   // A row without value is still a row when it is the only column.
   const std::string column = "SELECT n FROM \"" + odd_file() + "\"";
-  EXPECT_EQ(run({"query", "--format", "csv", column.c_str()}).out, "n\r\n1\r\n\"\"\r\n-3\r\n40\r\n");
+  EXPECT_EQ(run({"query", "--format", "csv", column.c_str()}).out, "n\n1\n\"\"\n-3\n40\n");
 }
 
 TEST(QueryProgram, JsonHasNumbersAndNulls) {
@@ -134,7 +137,7 @@ TEST(QueryProgram, ExplanationsKeepTheOutputReadableForPrograms) {
 
   const Outcome csv =
       run({"query", "--table", table.c_str(), "--encode", "price=dict", "--format", "csv", "--explain", sql});
-  EXPECT_EQ(csv.out, "many\r\n2\r\n");
+  EXPECT_EQ(csv.out, "many\n2\n");
   EXPECT_TRUE(contains(csv.err, "mipo_lt_dict_2bit_null")) << csv.err;
   const Outcome people = run({"query", "--table", table.c_str(), "--encode", "price=dict", "--explain", sql});
   EXPECT_TRUE(contains(people.out, "(1 row)") && contains(people.out, "mipo_lt_dict_2bit_null")) << people.out;
@@ -143,8 +146,8 @@ TEST(QueryProgram, ExplanationsKeepTheOutputReadableForPrograms) {
 TEST(QueryProgram, TypesCanBeGiven) {
   const std::string table = "t=" + scratch_file("types.csv", "a,b\n10,1\n9,2.5\n");
   const char *const sql = "SELECT a FROM t WHERE a < '9'";
-  EXPECT_EQ(run({"query", "--table", table.c_str(), "--format", "csv", sql}).out, "a\r\n");
-  EXPECT_EQ(run({"query", "--table", table.c_str(), "--type", "a=text", "--format", "csv", sql}).out, "a\r\n10\r\n");
+  EXPECT_EQ(run({"query", "--table", table.c_str(), "--format", "csv", sql}).out, "a\n");
+  EXPECT_EQ(run({"query", "--table", table.c_str(), "--type", "a=text", "--format", "csv", sql}).out, "a\n10\n");
   const Outcome bad = run({"query", "--table", table.c_str(), "--type", "b=integer", sql});
   EXPECT_EQ(bad.code, 1);
   EXPECT_TRUE(contains(bad.err, "types.csv:3:") && contains(bad.err, "2.5")) << bad.err;
@@ -351,13 +354,78 @@ TEST(QueryProgram, TheBuiltFileDoesTheSame) {
   EXPECT_EQ(run_file("2>/dev/null").code, 2);
   const Outcome count = run_file("query --format csv 'SELECT count(*) FROM \"" MIPO_TEST_FLIGHTS "\"'");
   EXPECT_EQ(count.code, 0);
-  EXPECT_EQ(count.out, "count\r\n300000\r\n");
+  EXPECT_EQ(count.out, "count\n300000\n");
   const Outcome bad = run_file("query 'SELECT * FROM flights FOR UPDATE' 2>&1");
   EXPECT_EQ(bad.code, 1);
   EXPECT_EQ(bad.out, "mipo: query:1:23: FOR UPDATE and FOR SHARE are not supported yet\n"
                      "  SELECT * FROM flights FOR UPDATE\n"
                      "                        ^\n");
   EXPECT_EQ(run_file("query 'SELECT origin FROM \"" MIPO_TEST_FLIGHTS "\"' 2>&1 >/dev/full").code, 1);
+}
+
+// Commands of a shell, with the program as $mipo in an empty folder.
+TEST(QueryProgram, InputsComeFromAnywhereAndNothingIsLost) {
+  const fs::path folder = fs::temp_directory_path() / fmt::format("mipo_shell_{}", ::getpid());
+  fs::create_directories(folder);
+  const struct {
+    const char *script, *out;
+    int code = 0;
+  } cases[] = {
+      {"(echo x; seq 200000) | $mipo query --table t=/dev/stdin 'SELECT count(*), max(x) FROM t'", "200000,200000"},
+      {"seq 3 | gzip | $mipo query --no-header --table t=- 'SELECT sum(c1) FROM t'", "6"},
+      {"$mipo query --table t=<(echo x; sleep 0.1; echo 5) --table u=<(echo y; echo 5) "
+       "'SELECT count(*) FROM t JOIN u ON x = y'",
+       "1"},
+      {"mkfifo p; (echo x; seq 9) > p & $mipo query 'SELECT sum(x) FROM \"p\"'", "45"},
+      {"$mipo query 'SELECT count(*) FROM \"-\" a JOIN \"/dev/stdin\" b ON a.x = b.x' <<< $'x\n1\n2'", "2"},
+      {"$mipo query 'SELECT 1 FROM \"-\"' </dev/null", "is empty", 1},
+      {"seq 9 > a.csv; cp a.csv b.csv; $mipo pack a.csv b.csv; cmp a.csv b.csv", "no column file; --force", 0},
+      {"$mipo pack --force a.csv b.csv >/dev/null; $mipo pack a.csv b.csv > /dev/null; "
+       "cat b.csv | $mipo query 'SELECT count(*) FROM \"-\"'",
+       "8"},
+      {"$mipo query 'SELECT count(*) FROM \"-\"' < b.csv", "8"},
+      {"head -c 300 b.csv | $mipo query 'SELECT count(*) FROM \"-\"'", "standard input: is cut off", 1},
+      {"cat a.csv | $mipo pack - c.mipo; $mipo pack a.csv .", ".: is a directory", 1},
+      {"$mipo query --null X --delimiter ';' 'SELECT count(*) FROM \"b.csv\"'", "those of CSV files", 1},
+      {"(echo n; seq 50000; echo N/A; seq 10) > na.csv; $mipo query 'SELECT sum(n) FROM \"na.csv\"'",
+       "but for 'N/A' in line 50002: --null 'N/A'", 1},
+      {"$mipo query 'SELECT n FROM \"na.csv\" WHERE n > 5'", "--null 'N/A'", 1},
+      {"$mipo query --null N/A 'SELECT sum(n), count(*) FROM \"na.csv\"'", "1250025055,50011"},
+      {"printf 'a;b\\n1;2\\n' | $mipo describe --format table -", "parted by semicolon"},
+      {"$mipo describe --delimiter ab a.csv", "not one character", 2},
+  };
+  for (const auto &c : cases) {
+    std::string script = c.script;
+    for (std::size_t at = 0; (at = script.find("query ", at)) != std::string::npos;)
+      script.insert(at += 6, "--format csv ");
+    std::ofstream(folder / "script") << "mipo='" MIPO_TEST_PROGRAM "'\ncd '" << folder.string() << "'\n"
+                                     << script << '\n';
+    const Outcome outcome = run_file("--version >/dev/null; bash '" + (folder / "script").string() + "' 2>&1");
+    EXPECT_EQ(outcome.code, c.code) << script << "\n" << outcome.out;
+    EXPECT_TRUE(contains(outcome.out, c.out)) << script << "\n" << outcome.out;
+  }
+  fs::remove_all(folder);
+}
+
+TEST(QueryProgram, TablesAreCutToTheTerminal) {
+  std::string csv = "number,a rather long name,last\n";
+  for (int i = 0; i < 1200; ++i) csv += fmt::format("{},{},{}\n", i, std::string(30, 'x'), i);
+  const std::string table = "t=" + scratch_file("wide.csv", csv);
+  const auto lines = [&](std::optional<std::size_t> width, std::vector<const char *> more) {
+    std::vector<const char *> arguments = {"mipo", "query", "--table", table.c_str(), "SELECT * FROM t"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    std::ostringstream out, err;
+    tools::run_program(static_cast<int>(arguments.size()), arguments.data(), out, err, width);
+    return out.str();
+  };
+  const std::string cut = lines(40, {});
+  EXPECT_EQ(std::count(cut.begin(), cut.end(), '\n'), 2 + 1000 + 2);
+  EXPECT_TRUE(contains(cut, "\n... without columns last and 200 more rows: --all shows them\n(1200 rows)\n")) << cut;
+  EXPECT_TRUE(contains(lines(20, {}), "number\n------\n     0\n")) << lines(20, {});
+  for (const std::string &whole : {lines(40, {"--all"}), lines(std::nullopt, {})})
+    EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), 2 + 1200 + 1);
+  const std::string json = lines(40, {"--format", "json"});
+  EXPECT_EQ(nlohmann::json::parse(json).size(), 1200u);
 }
 
 } // namespace

@@ -27,6 +27,13 @@ inline std::size_t character_count(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), starts_character));
 }
 
+/// So many characters of the text, or all.
+constexpr std::string_view first_characters(std::string_view text, std::size_t characters) {
+  std::size_t bytes = 0;
+  while (bytes < text.size() && (!starts_character(text[bytes]) || characters-- != 0)) ++bytes;
+  return text.substr(0, bytes);
+}
+
 } // namespace mipo::tools
 
 #endif

@@ -44,7 +44,8 @@ Place place_of(const RowColumn &column, const Constant &constant) {
     const Literal value = literal(constant);
     return {domain.lower_bound(value), domain.upper_bound(value)};
   } catch (const host::ValueError &error) {
-    throw QueryError(fmt::format("column {}: {}", column.name, error.what()), constant.position);
+    throw QueryError(fmt::format("column {}: {}{}", column.name, error.what(), number_hint(*column.values)),
+                     constant.position);
   }
 }
 

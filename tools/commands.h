@@ -3,8 +3,10 @@
 #define MIPO_TOOLS_COMMANDS_H
 
 #include <map>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "mipo/host/encoding.h"
 #include "mipo/host/values.h"
@@ -15,13 +17,25 @@ namespace mipo::tools {
 struct Streams {
   std::ostream &out;
   std::ostream &err;
+  std::optional<std::size_t> terminal_width = std::nullopt; // columns of the terminal that `out` is, if it is one
 };
 
 /// How a file is read, where it is not to be inferred from the data.
 struct ReadingOptions {
   std::map<std::string, host::ValueKind> kinds;    // by column name
   std::map<std::string, host::Encoding> encodings; // the same
+  std::optional<char> delimiter;                   // of CSV files
+  bool has_header = true;
+  std::vector<std::string> nulls; // texts that stand for NULL
+
+  /// Whether anything is told of CSV files.
+  bool concern_csv() const { return delimiter || !has_header || !nulls.empty(); }
 };
+
+/// "tab", "comma", "semicolon" and "bar", or the character itself.
+std::string delimiter_name(char delimiter);
+/// The delimiter of such a name, or of a text of one byte that may part fields; nothing for another text.
+std::optional<char> delimiter_from(const std::string &text);
 
 struct QueryOptions {
   std::string sql;
@@ -30,6 +44,7 @@ struct QueryOptions {
   OutputFormat format = OutputFormat::table;
   bool explain = false;
   unsigned threads = 0; // 0: as many as the processor has
+  bool all = false;     // tables are shown whole on a terminal too
 };
 
 /// Answers a query. With `explain`, the explanation follows a table, goes to the error stream beside CSV, and is a
@@ -38,6 +53,7 @@ void query_command(const QueryOptions &options, const Streams &streams);
 
 struct DescribeOptions {
   std::string file;
+  bool all = false; // as in QueryOptions
   ReadingOptions reading;
   OutputFormat format = OutputFormat::table;
 };
@@ -49,6 +65,7 @@ struct PackOptions {
   std::string from, to;
   ReadingOptions reading;
   OutputFormat format = OutputFormat::table; // table or json
+  bool force = false;                        // replaces what is no column file
 };
 
 /// Writes the encoded columns of a CSV file to a column file, which is there once it is whole. Throws Interrupted too.

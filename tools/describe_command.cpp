@@ -57,7 +57,7 @@ void describe_command(const DescribeOptions &options, const Streams &streams) {
     out += text;
     return !text.empty();
   };
-  write(streams.out, relation, options.format);
+  write(streams.out, relation, options.format, TableLimits::of(streams.terminal_width, options.all));
   if (options.format != OutputFormat::table) return;
   ub8 bytes = 0, text_bytes = 0;
   for (const host::Column &column : table.columns) {
@@ -66,6 +66,8 @@ void describe_command(const DescribeOptions &options, const Streams &streams) {
   }
   fmt::print(streams.out, "{} rows, {} columns: {} bytes with dictionaries for {} bytes of text, ratio {}\n",
              table.row_count, table.columns.size(), bytes, text_bytes, ratio(bytes, text_bytes));
+  if (table.delimiter != 0 && table.delimiter != ',')
+    fmt::print(streams.out, "fields parted by {}\n", delimiter_name(table.delimiter));
 }
 
 } // namespace mipo::tools

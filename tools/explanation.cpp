@@ -16,12 +16,8 @@ namespace {
 constexpr std::size_t condition_characters = 60;
 
 std::string shortened(const std::string &text) {
-  if (character_count(text) <= condition_characters) return text;
-  std::size_t bytes = 0;
-  for (std::size_t characters = 0; characters < condition_characters || !starts_character(text[bytes]); ++bytes) {
-    if (starts_character(text[bytes])) ++characters;
-  }
-  return text.substr(0, bytes) + "...";
+  const std::string_view shown = first_characters(text, condition_characters);
+  return shown.size() == text.size() ? text : std::string(shown) + "...";
 }
 
 // 3000000 as "3,000,000".

@@ -16,11 +16,13 @@ struct Reading {
   ub8 text_bytes = 0;  // of the file, once decompressed
   ub8 rows = 0;
   std::size_t columns = 0;
+  char delimiter = 0; // of a CSV file
   double seconds = 0; // reading, decompressing and encoding; of a column file, mapping
 };
 
-/// Throws host::CsvError or host::ColumnFileError; the latter also for reading options with a column file, which has
-/// its types and encodings. With `one_of_several`, options for columns that the file does not have are passed over.
+/// `file` may be "-", standard input. Throws host::Error, host::CsvError or host::ColumnFileError; the latter also for
+/// reading options with a column file, which has its types and encodings. With `one_of_several`, options for columns
+/// that the file does not have are passed over.
 host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading,
                       bool one_of_several = false);
 

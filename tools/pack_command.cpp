@@ -9,13 +9,30 @@
 #include "file_reading.h"
 #include "interruption.h"
 #include "mipo/host/column_file.h"
+#include "mipo/host/input_file.h"
 
 namespace mipo::tools {
 
-void pack_command(const PackOptions &options, const Streams &streams) {
-  std::error_code not_there;
-  if (std::filesystem::equivalent(options.from, options.to, not_there))
+namespace {
+
+// Nothing that somebody may still want is replaced unasked.
+void check_output(const PackOptions &options) {
+  std::error_code unknown;
+  const std::filesystem::path to = options.to;
+  if (std::filesystem::equivalent(options.from, to, unknown))
     throw host::Error(options.from + ": cannot be packed into itself");
+  const std::filesystem::file_status status = std::filesystem::status(to, unknown);
+  if (!std::filesystem::exists(status)) return;
+  if (std::filesystem::is_directory(status)) throw host::Error(options.to + ": is a directory");
+  if (!std::filesystem::is_regular_file(status)) throw host::Error(options.to + ": is no regular file");
+  if (!options.force && std::filesystem::file_size(to) != 0 && !host::is_column_file(host::InputFile(to)))
+    throw host::Error(options.to + ": exists and is no column file; --force replaces it");
+}
+
+} // namespace
+
+void pack_command(const PackOptions &options, const Streams &streams) {
+  check_output(options);
   // Reading leaves nothing behind and may be killed; writing must clear up after itself.
   Reading reading;
   const host::Table table = read_file(options.from, options.reading, reading);

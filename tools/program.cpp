@@ -39,6 +39,8 @@ Examples:
       "SELECT departure, delay FROM flights
        WHERE departure BETWEEN '2001-05-01' AND '2001-05-02' AND delay > 60"
 
+  zcat log.gz | mipo query --delimiter tab --null N/A --table log=- \
+      "SELECT status, count(*) FROM log GROUP BY status"
   mipo query --table flights=data/flights-300k.csv.zst --table a=data/airports.csv \
       "SELECT state, count(*), avg(delay) FROM flights JOIN a ON origin = iata
        WHERE destination NOT IN (SELECT iata FROM a WHERE state = 'CA')
@@ -71,7 +73,7 @@ Examples:
 
 Every command takes a column file where it takes a CSV file. It is mapped into
 memory, so that opening it takes milliseconds. TO is replaced only when the new
-file is whole and on the disk.)";
+file is whole and on the disk, and only if it is a column file (or --force).)";
 
 constexpr const char *verify_examples = R"(
 Examples:
@@ -162,20 +164,49 @@ void add_reading_options(CLI::App &command, ReadingOptions &options) {
                });
 }
 
+// How CSV files are read.
+void add_csv_options(CLI::App &command, ReadingOptions &options) {
+  command
+      .add_option_function<std::string>(
+          "--delimiter",
+          [&options](const std::string &text) {
+            options.delimiter = delimiter_from(text);
+            if (!options.delimiter) throw CLI::ValidationError("--delimiter", "\"" + text + "\" is not one character");
+          },
+          "What parts the fields of CSV files, instead of what is found from their first rows: a character, or comma, "
+          "semicolon, tab or bar")
+      ->type_name("CHARACTER");
+  command.add_flag_callback(
+      "--no-header", [&options] { options.has_header = false; },
+      "The first row of CSV files is data, and their columns are c1, c2, ...");
+  command
+      .add_option("--null", options.nulls,
+                  "A text that stands for NULL in CSV files, as an empty field does; repeatable")
+      ->type_name("TEXT")
+      ->allow_extra_args(false);
+}
+
+void add_all(CLI::App &command, bool &all) {
+  command.add_flag("--all", all, "Show tables whole that are longer than 1,000 rows or wider than the terminal");
+}
+
 constexpr unsigned most_threads = 1024;
 
 void add_query_command(CLI::App &program, QueryOptions &options, const Streams &streams) {
   CLI::App &command = *program.add_subcommand("query", "Answer an SQL query over CSV and column files");
   command.add_option("sql", options.sql, "The query")->required()->type_name("SQL");
   add_bindings(command, "--table", "NAME=FILE",
-               "Bind a table name to a CSV file (.csv or .csv.zst) or a column file; repeatable",
+               "Bind a table name to a CSV file, plain or compressed by zstd or gzip, or a column file; - is standard "
+               "input; repeatable",
                [&options](const std::string &name, const std::string &file) {
                  if (!options.tables.emplace(name, file).second) {
                    throw CLI::ValidationError("--table", name + " is bound twice");
                  }
                });
   add_reading_options(command, options.reading);
+  add_csv_options(command, options.reading);
   add_format(command, options.format, {"table", "csv", "json"});
+  add_all(command, options.all);
   command.add_flag("--explain", options.explain, "Show the kernels called, with their rows and times");
   command.add_option("--threads", options.threads, "Threads that filter and aggregate (default: all processors)")
       ->type_name("N")
@@ -186,20 +217,28 @@ void add_query_command(CLI::App &program, QueryOptions &options, const Streams &
 
 void add_describe_command(CLI::App &program, DescribeOptions &options, const Streams &streams) {
   CLI::App &command = *program.add_subcommand("describe", "Tell how each column of a CSV or column file is stored");
-  command.add_option("file", options.file, "A CSV file (.csv or .csv.zst) or a column file")
+  command
+      .add_option("file", options.file,
+                  "A CSV file, plain or compressed by zstd or gzip, or a column file; - is standard input")
       ->required()
       ->type_name("FILE");
   add_reading_options(command, options.reading);
+  add_csv_options(command, options.reading);
   add_format(command, options.format, {"table", "csv", "json"});
+  add_all(command, options.all);
   command.footer(describe_examples);
   command.callback([&options, &streams] { describe_command(options, streams); });
 }
 
 void add_pack_command(CLI::App &program, PackOptions &options, const Streams &streams) {
   CLI::App &command = *program.add_subcommand("pack", "Write the columns of a CSV file to a column file");
-  command.add_option("from", options.from, "A CSV file (.csv or .csv.zst)")->required()->type_name("FROM");
+  command.add_option("from", options.from, "A CSV file, plain or compressed by zstd or gzip; - is standard input")
+      ->required()
+      ->type_name("FROM");
   command.add_option("to", options.to, "The column file to write")->required()->type_name("TO");
   add_reading_options(command, options.reading);
+  add_csv_options(command, options.reading);
+  command.add_flag("--force", options.force, "Replace TO even if it is no column file");
   add_format(command, options.format, {"table", "json"});
   command.footer(pack_examples);
   command.callback([&options, &streams] { pack_command(options, streams); });
@@ -230,8 +269,9 @@ void add_kernels_command(CLI::App &program, KernelsOptions &options, const Strea
 
 } // namespace
 
-int run_program(int argc, const char *const *argv, std::ostream &out, std::ostream &err) {
-  const Streams streams{out, err};
+int run_program(int argc, const char *const *argv, std::ostream &out, std::ostream &err,
+                std::optional<std::size_t> terminal_width) {
+  const Streams streams{out, err, terminal_width};
   QueryOptions query;
   DescribeOptions describe;
   PackOptions pack;
@@ -257,7 +297,7 @@ int run_program(int argc, const char *const *argv, std::ostream &out, std::ostre
     program.exit(request, out, err);
     return exit_ok;
   } catch (const CLI::ParseError &error) {
-    err << "mipo: " << error.what() << "\nTry mipo --help, or --help behind a command.\n";
+    err << "mipo: " << error.what() << "\nTry mipo --help, or --help after a command.\n";
     return exit_usage;
   } catch (const QueryError &error) {
     err << "mipo: query:" << (error.position() ? "" : " ") << tools::describe(error, query.sql) << '\n';

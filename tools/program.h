@@ -2,6 +2,8 @@
 #ifndef MIPO_TOOLS_PROGRAM_H
 #define MIPO_TOOLS_PROGRAM_H
 
+#include <cstddef>
+#include <optional>
 #include <ostream>
 
 namespace mipo::tools {
@@ -13,7 +15,8 @@ enum ExitCode {
 };
 
 /// Runs the program. Results go to `out`, messages to `err`, each beginning with "mipo: ".
-int run_program(int argc, const char *const *argv, std::ostream &out, std::ostream &err);
+int run_program(int argc, const char *const *argv, std::ostream &out, std::ostream &err,
+                std::optional<std::size_t> terminal_width = std::nullopt);
 
 } // namespace mipo::tools
 

@@ -49,7 +49,7 @@ void print(const Relation &relation, const Explanation &explanation, const Query
     streams.out << ",\n\"explain\": " << explanation_json(explanation).dump(2) << "}\n";
     return;
   }
-  write(streams.out, relation, options.format);
+  write(streams.out, relation, options.format, TableLimits::of(streams.terminal_width, options.all));
   if (options.format == OutputFormat::table) {
     fmt::print(streams.out, "({} row{})\n", relation.row_count, relation.row_count == 1 ? "" : "s");
   }

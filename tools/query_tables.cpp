@@ -8,6 +8,7 @@
 
 #include "characters.h"
 #include "mipo/host/errors.h"
+#include "mipo/host/input_file.h"
 #include "query_error.h"
 
 namespace mipo::tools {
@@ -34,7 +35,8 @@ void each_table(const Query &query, const std::function<void(const TableName &)>
 
 std::string QueryTables::file_of(const TableName &table) const {
   for (const auto &[name, file] : files_) {
-    if (table.quoted ? name == table.name : equal_without_case(name, table.name)) return file;
+    const bool meant = table.quoted ? name == table.name : equal_without_case(name, table.name);
+    if (meant) return host::InputFile::is_standard_input(file) ? "-" : file; // which can be read once only
   }
   if (!table.quoted) {
     throw QueryError(fmt::format("there is no table {}: bind it to a file with --table {}=FILE, or write the file's "
@@ -42,6 +44,7 @@ std::string QueryTables::file_of(const TableName &table) const {
                                  table.name, table.name),
                      table.position);
   }
+  if (host::InputFile::is_standard_input(table.name)) return "-";
   if (!std::filesystem::exists(table.name)) {
     throw QueryError(fmt::format("there is no file {}", table.name), table.position);
   }

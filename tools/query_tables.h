@@ -15,7 +15,8 @@ namespace mipo::tools {
 
 class QueryTables {
 public:
-  /// `files` are bound to names in FROM; other names are paths. Both must outlive the object.
+  /// `files` are bound to names in FROM; other names are paths, or "-" for standard input. Both must outlive the
+  /// object.
   QueryTables(const std::map<std::string, std::string> &files, const ReadingOptions &options)
       : files_(files), options_(options) {}
 

@@ -85,8 +85,15 @@ void append_csv_field(std::string &out, std::string_view field) {
 
 } // namespace
 
-void write_table(std::ostream &out, const Relation &relation) {
-  const std::size_t columns = relation.columns.size();
+TableLimits TableLimits::of(std::optional<std::size_t> terminal_width, bool all) {
+  constexpr std::size_t most_rows = 1000, least_width = 20;
+  if (all || !terminal_width) return {};
+  return {most_rows, std::max(*terminal_width, least_width)};
+}
+
+void write_table(std::ostream &out, const Relation &relation, const TableLimits &limits) {
+  std::size_t columns = relation.columns.size();
+  const std::size_t rows = std::min(relation.row_count, limits.rows);
   std::string cell, visible;
   const auto shown = [&](std::size_t row, std::size_t column) -> const std::string & {
     cell.clear();
@@ -97,14 +104,22 @@ void write_table(std::ostream &out, const Relation &relation) {
   };
   std::vector<std::size_t> widths;
   for (const RelationColumn &column : relation.columns) widths.push_back(character_count(column.name));
-  for (std::size_t row = 0; row < relation.row_count; ++row) {
+  for (std::size_t row = 0; row < rows; ++row) {
     for (std::size_t column = 0; column < columns; ++column) {
       widths[column] = std::max(widths[column], character_count(shown(row, column)));
     }
   }
 
+  // As many columns as fit; the first one is cut if it does not.
+  if (columns != 0) widths.front() = std::min(widths.front(), limits.width);
+  std::size_t line = columns != 0 ? widths.front() : 0;
+  for (std::size_t column = 1; column < columns; ++column) {
+    if (line += 2 + widths[column]; line > limits.width) columns = column;
+  }
+
   LineBuffer lines(out);
-  const auto add_cell = [&](std::size_t column, std::string_view text) {
+  const auto add_cell = [&](std::size_t column, std::string_view whole) {
+    const std::string_view text = first_characters(whole, widths[column]);
     const std::size_t padding = widths[column] - character_count(text);
     if (column > 0) lines.text() += "  ";
     const bool to_the_right = relation.columns[column].kind == CellKind::number;
@@ -119,11 +134,17 @@ void write_table(std::ostream &out, const Relation &relation) {
     lines.text() += (column > 0 ? "  " : "") + std::string(widths[column], '-');
   }
   lines.end_line("\n");
-  for (std::size_t row = 0; row < relation.row_count; ++row) {
+  for (std::size_t row = 0; row < rows; ++row) {
     for (std::size_t column = 0; column < columns; ++column) add_cell(column, shown(row, column));
     lines.drop_blanks();
     lines.end_line("\n");
   }
+  std::string left_out;
+  for (std::size_t column = columns; column < relation.columns.size(); ++column)
+    left_out += (left_out.empty() ? "columns " : ", ") + relation.columns[column].name;
+  if (rows < relation.row_count)
+    left_out += fmt::format("{}{} more rows", left_out.empty() ? "" : " and ", relation.row_count - rows);
+  if (!left_out.empty()) lines.text() += fmt::format("... without {}: --all shows them\n", left_out);
 }
 
 void write_csv(std::ostream &out, const Relation &relation) {
@@ -133,7 +154,7 @@ void write_csv(std::ostream &out, const Relation &relation) {
     if (column > 0) lines.text() += ',';
     append_csv_field(lines.text(), relation.columns[column].name);
   }
-  lines.end_line("\r\n");
+  lines.end_line("\n");
   std::string cell;
   for (std::size_t row = 0; row < relation.row_count; ++row) {
     for (std::size_t column = 0; column < columns; ++column) {
@@ -144,7 +165,7 @@ void write_csv(std::ostream &out, const Relation &relation) {
       // An empty line would be no row at all to most readers.
       if (columns == 1 && cell.empty()) lines.text() += "\"\"";
     }
-    lines.end_line("\r\n");
+    lines.end_line("\n");
   }
 }
 
@@ -170,10 +191,10 @@ void write_json(std::ostream &out, const Relation &relation) {
   lines.end_line(relation.row_count > 0 ? "\n]" : "]");
 }
 
-void write(std::ostream &out, const Relation &relation, OutputFormat format) {
+void write(std::ostream &out, const Relation &relation, OutputFormat format, const TableLimits &limits) {
   switch (format) {
   case OutputFormat::table:
-    write_table(out, relation);
+    write_table(out, relation, limits);
     break;
   case OutputFormat::csv:
     write_csv(out, relation);

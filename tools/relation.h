@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <limits>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -31,16 +33,26 @@ struct Relation {
   std::function<bool(std::string &out, std::size_t row, std::size_t column)> append_cell;
 };
 
-/// Columns aligned under their names, cells without value empty, control characters as escapes.
-void write_table(std::ostream &out, const Relation &relation);
+/// What of a table is shown.
+struct TableLimits {
+  std::size_t rows = std::numeric_limits<std::size_t>::max();
+  std::size_t width = std::numeric_limits<std::size_t>::max(); ///< of a line, in characters
 
-/// RFC 4180: a header, lines that end in CR LF, quotes where they are needed.
+  /// On a terminal of this width; without one, and for whoever wants to see all, there are none.
+  static TableLimits of(std::optional<std::size_t> terminal_width, bool all);
+};
+
+/// Columns aligned under their names, cells without value empty, control characters as escapes. Rows and columns past
+/// the limits are left out, and a line at the end says so.
+void write_table(std::ostream &out, const Relation &relation, const TableLimits &limits = {});
+
+/// A header, lines that end in LF, quotes where they are needed.
 void write_csv(std::ostream &out, const Relation &relation);
 
 /// An array with one object a row; cells without value are null. Without a final line end.
 void write_json(std::ostream &out, const Relation &relation);
 
-void write(std::ostream &out, const Relation &relation, OutputFormat format);
+void write(std::ostream &out, const Relation &relation, OutputFormat format, const TableLimits &limits = {});
 
 } // namespace mipo::tools
 

@@ -207,8 +207,10 @@ BoundExpression ResultBinder::expression(const Expression &written) {
                           for (const Expression &operand : calculation.operands) {
                             bound.operands.push_back(expression(operand));
                             if (is_number(bound.operands.back(), plan_)) continue;
-                            throw QueryError(fmt::format("{} is not a number: it cannot be calculated with",
-                                                         text(bound.operands.back())),
+                            const BoundExpression &other = bound.operands.back();
+                            throw QueryError(fmt::format("{} is not a number: it cannot be calculated with{}",
+                                                         text(other),
+                                                         number_hint(*source_column(other, plan_)->values)),
                                              operand.position);
                           }
                           return bound;
@@ -243,8 +245,9 @@ BoundExpression ResultBinder::aggregate(const Expression &written, const Express
   if (!call.argument.empty()) planned.argument = row_value(call.argument.front());
   const bool adds = call.function == AggregateFunction::sum || call.function == AggregateFunction::average;
   if (adds && !is_number(*planned.argument, plan_)) {
-    throw QueryError(fmt::format("{} needs numbers: {} is {}", sql_text(call.function), text(*planned.argument),
-                                 host::type_name(planned.argument->column->type())),
+    const host::Column &column = *planned.argument->column->values;
+    throw QueryError(fmt::format("{} needs numbers: {} is {}{}", sql_text(call.function), text(*planned.argument),
+                                 host::type_name(column.type()), number_hint(column)),
                      written.position);
   }
   planned.text = fmt::format("{}({})", sql_text(call.function), planned.argument ? text(*planned.argument) : "*");

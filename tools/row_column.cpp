@@ -21,6 +21,13 @@ std::string dictionary_hint(const RowColumn &column) {
   return "; with --encode " + column.values->name + "=dict they may be fewer";
 }
 
+std::string number_hint(const host::Column &column) {
+  if (!column.not_a_number) return {};
+  const auto &[text, line] = *column.not_a_number;
+  return "; it would be a column of numbers but for '" + text + "' in line " + std::to_string(line) + ": --null '" +
+         text + "' takes such fields for NULL";
+}
+
 RowColumn own_column(const host::Column &column, std::string name) {
   RowColumn own{std::move(name), &column, nullptr, {}, {}, false};
   own.lacks_values = column.data.rows_without_value() != 0;

@@ -46,6 +46,9 @@ struct RowColumn {
 /// one.
 std::string dictionary_hint(const RowColumn &column);
 
+/// What to add to a message about a text column in the place of numbers: which row made it one, if only few did.
+std::string number_hint(const host::Column &column);
+
 /// A column of the first table.
 RowColumn own_column(const host::Column &column, std::string name);
 

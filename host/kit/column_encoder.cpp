@@ -307,6 +307,21 @@ std::optional<BadField> ColumnEncoder::first_bad_field(ValueKind kind) const {
   return bad != nullptr ? std::optional(*bad) : std::nullopt;
 }
 
+std::optional<NotANumber> ColumnEncoder::not_a_number() const {
+  const State &state = *state_;
+  NumberFormat format{{ValueKind::decimal}};
+  std::optional<NotANumber> first;
+  ub4 others = 0;
+  for (ub4 code = 1; code <= state.distinct(); ++code) {
+    const std::string_view text = state.text(code);
+    if (!is_identifier(text) && format.admit(text)) continue;
+    ++others;
+    if (!first || state.entries[code].line < first->line)
+      first = NotANumber{std::string(text), state.entries[code].line};
+  }
+  return others <= state.distinct() / 10 ? first : std::nullopt;
+}
+
 EncodedColumn ColumnEncoder::finish(ValueKind kind, const ColumnOptions &options) {
   const auto result = state_->common_format(kind);
   if (const BadField *bad = std::get_if<BadField>(&result)) throw ValueError("'" + bad->text + "' " + bad->problem);

@@ -1,19 +1,13 @@
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include "column_file_format.h"
 #include "mipo/host/column_file.h"
+#include "mipo/host/input_file.h"
 
 namespace mipo::host {
 
@@ -25,45 +19,34 @@ namespace {
 
 using namespace column_file;
 
-// A whole file, mapped. What reads it throws with the file's name.
-class MappedFile {
+// The bytes of a file. What reads them throws with the file's name.
+class FileBytes {
 public:
-  explicit MappedFile(const std::filesystem::path &path) : name_(path.string()) {
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat status {};
-    if (file < 0 || ::fstat(file, &status) != 0) {
-      const std::string reason = std::strerror(errno);
-      if (file >= 0) ::close(file);
-      fail("cannot be opened: " + reason);
-    }
-    size_ = S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) : 0;
-    if (size_ != 0) {
-      void *bytes = ::mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file, 0);
-      const std::string reason = std::strerror(errno);
-      ::close(file);
-      if (bytes == MAP_FAILED) fail("cannot be mapped into memory: " + reason);
-      bytes_ = static_cast<const std::byte *>(bytes);
-    } else {
-      ::close(file);
+  explicit FileBytes(const std::filesystem::path &path) : name_(path.string()) {
+    try {
+      bytes_ = InputFile(path).contents();
+    } catch (const Error &error) {
+      fail(error.what());
     }
   }
-  MappedFile(const MappedFile &) = delete;
-  MappedFile &operator=(const MappedFile &) = delete;
-  ~MappedFile() {
-    if (bytes_ != nullptr) ::munmap(const_cast<std::byte *>(bytes_), size_);
+  explicit FileBytes(InputFile &&file) : name_(file.name()) {
+    try {
+      bytes_ = file.contents();
+    } catch (const Error &error) {
+      fail(error.what());
+    }
   }
 
   [[noreturn]] void fail(const std::string &what) const { throw ColumnFileError(name_ + ": " + what); }
-  const std::byte *bytes() const noexcept { return bytes_; }
-  std::size_t size() const noexcept { return size_; }
+  const std::byte *bytes() const noexcept { return bytes_.data(); }
+  std::size_t size() const noexcept { return bytes_.size(); }
 
 private:
   std::string name_;
-  const std::byte *bytes_ = nullptr;
-  std::size_t size_ = 0;
+  AlignedBuffer bytes_;
 };
 
-Header sound_header(const MappedFile &file) {
+Header sound_header(const FileBytes &file) {
   Header header{};
   const std::size_t there = std::min(file.size(), sizeof header);
   if (there != 0) std::memcpy(&header, file.bytes(), there);
@@ -89,7 +72,7 @@ Header sound_header(const MappedFile &file) {
 // Takes one piece after the other, and never more than there is.
 class DirectoryReader {
 public:
-  DirectoryReader(const MappedFile &file, const Header &header)
+  DirectoryReader(const FileBytes &file, const Header &header)
       : file_(file), at_(file.bytes() + header.directory_offset), left_(header.directory_bytes) {}
 
   template <class Record>
@@ -112,7 +95,7 @@ private:
     return std::exchange(at_, at_ + size);
   }
 
-  const MappedFile &file_;
+  const FileBytes &file_;
   const std::byte *at_;
   std::size_t left_;
 };
@@ -149,13 +132,13 @@ ColumnShape shape_of(const ColumnRecord &record, ub4 rows) {
 }
 
 struct OpenFile {
-  std::shared_ptr<const MappedFile> file;
+  std::shared_ptr<const FileBytes> file;
   Table table;
   std::size_t sections = 0;
 };
 
 // The bytes of a section, with the slack behind them.
-AlignedBuffer section_memory(const std::shared_ptr<const MappedFile> &file, const Header &header,
+AlignedBuffer section_memory(const std::shared_ptr<const FileBytes> &file, const Header &header,
                              const Section &section) {
   if (section.bytes == 0) return {};
   if (section.offset < sizeof header || section.offset % section_alignment != 0 ||
@@ -165,7 +148,7 @@ AlignedBuffer section_memory(const std::shared_ptr<const MappedFile> &file, cons
   return AlignedBuffer(std::span(file->bytes() + section.offset, section.bytes), file);
 }
 
-Column column_from(const std::shared_ptr<const MappedFile> &file, const Header &header, const ColumnRecord &record,
+Column column_from(const std::shared_ptr<const FileBytes> &file, const Header &header, const ColumnRecord &record,
                    const std::string &name, ub4 rows) {
   try {
     ColumnParts parts;
@@ -192,10 +175,10 @@ Column column_from(const std::shared_ptr<const MappedFile> &file, const Header &
   }
 }
 
-OpenFile open(const std::filesystem::path &path) {
+OpenFile open(std::shared_ptr<const FileBytes> bytes) {
   OpenFile opened;
-  opened.file = std::make_shared<MappedFile>(path);
-  const MappedFile &file = *opened.file;
+  opened.file = std::move(bytes);
+  const FileBytes &file = *opened.file;
   const Header header = sound_header(file);
   DirectoryReader directory(file, header);
   const auto table = directory.record<TableRecord>();
@@ -218,18 +201,20 @@ OpenFile open(const std::filesystem::path &path) {
 
 } // namespace
 
-bool is_column_file(const std::filesystem::path &path) {
-  char begin[sizeof magic] = {};
-  std::ifstream(path, std::ios::binary).read(begin, sizeof begin);
-  return std::memcmp(begin, magic, sizeof magic) == 0;
+bool is_column_file(const InputFile &file) noexcept {
+  return file.begins_with({magic, sizeof magic});
 }
 
 Table open_column_file(const std::filesystem::path &path) {
-  return std::move(open(path).table);
+  return std::move(open(std::make_shared<const FileBytes>(path)).table);
+}
+
+Table open_column_file(InputFile &&file) {
+  return std::move(open(std::make_shared<const FileBytes>(std::move(file))).table);
 }
 
 VerifiedColumnFile verify_column_file(const std::filesystem::path &path, const ColumnFileProgress &progress) {
-  OpenFile opened = open(path);
+  OpenFile opened = open(std::make_shared<const FileBytes>(path));
   ub8 done = 0;
   for (const Column &column : opened.table.columns) {
     if (progress) progress(done, opened.file->size());

@@ -10,8 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "input_file.h"
+#include "csv_dialect.h"
 #include "mipo/host/column_encoder.h"
+#include "mipo/host/input_file.h"
 #include "mipo/host/zstd_decompressor.h"
 
 namespace mipo::host {
@@ -38,27 +39,31 @@ std::string printable(std::string_view field) {
   return out + "'";
 }
 
+constexpr std::size_t delimiter_sample = 64 * 1024;
+
 class CsvReader {
 public:
-  CsvReader(const std::filesystem::path &path, const CsvOptions &options);
+  CsvReader(std::string name, const CsvOptions &options);
   ~CsvReader() { csv_free(&parser_); }
   CsvReader(const CsvReader &) = delete;
   CsvReader &operator=(const CsvReader &) = delete;
 
-  Table read();
+  Table read(InputFile &file);
 
 private:
   // Called by the parser. No exception may pass through it: it is kept until the parser has returned.
   static void on_field(void *field, std::size_t length, void *reader);
   static void on_row_end(int terminator, void *reader);
 
-  // Opens the file if need be.
-  std::span<const char> next_piece(std::unique_ptr<InputFile> &file) const;
+  std::span<const char> next_piece(InputFile &file);
   void take_field(std::string_view field);
+  bool is_null(std::string_view field) const;
   void take_line_end(int terminator);
   void take_row();
   void take_header();
-  void parse(std::span<const char> text);
+  void take_first_row();
+  void begin_columns();
+  void parse(std::string_view text);
   void finish_parsing();
   void rethrow_failure() const;
   Table encode();
@@ -68,9 +73,11 @@ private:
   [[noreturn]] void fail_quoting();
   std::string list_columns() const;
 
-  std::filesystem::path path_;
+  std::string name_; // of the file
   const CsvOptions &options_;
   csv_parser parser_;
+  EncodingCheck encoding_;
+  char delimiter_ = ',';
   std::exception_ptr failure_;
 
   std::vector<std::string> names_;
@@ -83,15 +90,14 @@ private:
   bool after_return_ = false; // the last character was a carriage return that ended a line
 };
 
-CsvReader::CsvReader(const std::filesystem::path &path, const CsvOptions &options) : path_(path), options_(options) {
+CsvReader::CsvReader(std::string name, const CsvOptions &options) : name_(std::move(name)), options_(options) {
   if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL) != 0) throw std::bad_alloc();
-  csv_set_delim(&parser_, static_cast<unsigned char>(options.delimiter));
   csv_set_space_func(&parser_, [](unsigned char) { return 0; }); // spaces belong to the field
   csv_set_blk_size(&parser_, 4096);
 }
 
 void CsvReader::fail(const std::string &problem, ub8 line, ub4 column) const {
-  std::string message = path_.string() + ":";
+  std::string message = name_ + ":";
   if (line != 0) message += std::to_string(line) + ":";
   std::string name;
   if (column != 0) {
@@ -102,7 +108,7 @@ void CsvReader::fail(const std::string &problem, ub8 line, ub4 column) const {
     }
     message += ":";
   }
-  throw CsvError(message + " " + problem, path_.string(), line, column, name);
+  throw CsvError(message + " " + problem, name_, line, column, name);
 }
 
 void CsvReader::fail_quoting() {
@@ -144,8 +150,12 @@ void CsvReader::take_field(std::string_view field) {
   if (!has_header_)
     names_.emplace_back(field);
   else if (fields_ < encoders_.size())
-    line_ += encoders_[fields_].append(field, line_);
+    line_ += encoders_[fields_].append(is_null(field) ? std::string_view() : field, line_);
   ++fields_;
+}
+
+bool CsvReader::is_null(std::string_view field) const {
+  return std::ranges::find(options_.nulls, field) != options_.nulls.end();
 }
 
 void CsvReader::take_line_end(int terminator) {
@@ -157,7 +167,7 @@ void CsvReader::take_line_end(int terminator) {
 }
 
 void CsvReader::take_row() {
-  if (!has_header_) return take_header();
+  if (!has_header_) return options_.has_header ? take_header() : take_first_row();
   if (fields_ != names_.size())
     fail("the row has " + std::to_string(fields_) + (fields_ == 1 ? " field" : " fields") + ", but the header names " +
              std::to_string(names_.size()) + (names_.size() == 1 ? " column" : " columns"),
@@ -178,6 +188,19 @@ void CsvReader::take_header() {
     for (const char c : name) line_ += c == '\n' ? 1 : 0;
     names_[i] = name;
   }
+  begin_columns();
+}
+
+// A row of data, whose fields have been taken for names.
+void CsvReader::take_first_row() {
+  const std::vector<std::string> fields = std::exchange(names_, {});
+  for (std::size_t i = 1; i <= fields.size(); ++i) names_.push_back("c" + std::to_string(i));
+  begin_columns();
+  for (std::size_t i = 0; i < fields.size(); ++i)
+    line_ += encoders_[i].append(is_null(fields[i]) ? std::string_view() : std::string_view(fields[i]), line_);
+}
+
+void CsvReader::begin_columns() {
   const auto check_names = [this](const auto &overrides, const std::string &what) {
     for (const auto &[name, value] : overrides)
       if (std::ranges::find(names_, name) == names_.end())
@@ -200,7 +223,7 @@ void CsvReader::rethrow_failure() const {
   }
 }
 
-void CsvReader::parse(std::span<const char> text) {
+void CsvReader::parse(std::string_view text) {
   text_bytes_ += text.size();
   const std::size_t done = csv_parse(&parser_, text.data(), text.size(), on_field, on_row_end, this);
   rethrow_failure();
@@ -249,47 +272,84 @@ Table CsvReader::encode() {
   if (first_bad) fail(printable(first_bad->text) + " " + first_bad->problem, first_bad->line, bad_column);
 
   Table table;
-  const std::string file_name = path_.filename().string();
+  const std::string file_name =
+      name_ == InputFile::standard_input_name ? "stdin" : std::filesystem::path(name_).filename().string();
   table.name = options_.table_name.empty() ? file_name.substr(0, file_name.find('.', 1)) : options_.table_name;
   table.row_count = static_cast<ub4>(encoders_.front().rows());
   table.text_bytes = text_bytes_;
+  table.delimiter = delimiter_;
   for (std::size_t i = 0; i < names_.size(); ++i) {
     const ub8 text_bytes = encoders_[i].text_bytes();
+    std::optional<NotANumber> not_a_number;
+    if (kinds[i] == ValueKind::text && !options_.kinds.contains(names_[i])) not_a_number = encoders_[i].not_a_number();
     EncodedColumn column = encode_column(i, kinds[i]);
-    table.columns.push_back({names_[i], std::move(column), text_bytes});
+    table.columns.push_back({names_[i], std::move(column), text_bytes, std::move(not_a_number)});
   }
   return table;
 }
 
-std::span<const char> CsvReader::next_piece(std::unique_ptr<InputFile> &file) const {
+std::span<const char> CsvReader::next_piece(InputFile &file) {
+  std::optional<EncodingCheck::Place> wrong;
+  std::span<const char> piece;
   try {
-    if (!file) file = std::make_unique<InputFile>(path_);
-    return file->next();
+    piece = file.next();
+    wrong = piece.empty() ? encoding_.end() : encoding_.next({piece.data(), piece.size()});
   } catch (const Error &error) {
     fail(error.what());
   }
+  if (wrong)
+    fail(wrong->problem + " (byte " + std::to_string(wrong->column) + " of the line, offset " +
+             std::to_string(wrong->offset) + " of the text)",
+         wrong->line);
+  return piece;
 }
 
-Table CsvReader::read() {
-  std::unique_ptr<InputFile> file;
-  std::span<const char> text = next_piece(file);
-  if (text.empty()) fail("the file is empty: there is no header row");
+Table CsvReader::read(InputFile &file) {
+  // As much as tells the delimiter: a pipe gives little at a time.
+  std::string begin;
+  bool whole = false;
+  while (begin.size() < delimiter_sample && !whole) {
+    const std::span<const char> piece = next_piece(file);
+    begin.append(piece.data(), piece.size());
+    whole = piece.empty();
+  }
+  if (begin.empty()) fail("the file is empty: there is no header row");
   constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
-  if (std::string_view(text.data(), text.size()).starts_with(byte_order_mark))
-    text = text.subspan(byte_order_mark.size());
-  for (; !text.empty(); text = next_piece(file)) {
-    parse(text);
-    if (options_.progress) options_.progress(file->bytes_done(), file->bytes_total());
+  std::string_view text = begin;
+  if (text.starts_with(byte_order_mark)) text.remove_prefix(byte_order_mark.size());
+  delimiter_ = options_.delimiter
+                   ? *options_.delimiter
+                   : find_delimiter(text.substr(0, delimiter_sample), whole && text.size() <= delimiter_sample);
+  csv_set_delim(&parser_, static_cast<unsigned char>(delimiter_));
+  const auto take = [&](std::string_view piece) {
+    parse(piece);
+    if (options_.progress) options_.progress(file.bytes_done(), file.bytes_total());
+  };
+  take(text);
+  while (!whole) {
+    const std::span<const char> piece = next_piece(file);
+    take({piece.data(), piece.size()});
+    whole = piece.empty();
   }
   finish_parsing();
-  if (!has_header_) fail("the file has no header row");
+  if (!has_header_) fail(options_.has_header ? "the file has no header row" : "the file has no rows");
   return encode();
 }
 
 } // namespace
 
 Table read_csv(const std::filesystem::path &path, const CsvOptions &options) {
-  return CsvReader(path, options).read();
+  std::optional<InputFile> file;
+  try {
+    file.emplace(path);
+  } catch (const Error &error) {
+    throw CsvError(path.string() + ": " + error.what(), path.string(), 0, 0, "");
+  }
+  return read_csv(std::move(*file), options);
+}
+
+Table read_csv(InputFile &&file, const CsvOptions &options) {
+  return CsvReader(file.name(), options).read(file);
 }
 
 } // namespace mipo::host

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "mipo/host/column.h"
+#include "mipo/host/table.h"
 #include "mipo/host/values.h"
 
 namespace mipo::host {
@@ -41,6 +42,9 @@ public:
   ValueKind inferred_kind() const;
   /// The first field (by line) that is no value of this kind; nothing if all are.
   std::optional<BadField> first_bad_field(ValueKind kind) const;
+
+  /// If all but a few of the distinct texts, one in ten at most, are numbers: the first that is none, by line.
+  std::optional<NotANumber> not_a_number() const;
 
   /// Encodes all rows as values of `kind`, with the scale and precision that the values need, and leaves the encoder
   /// empty. Throws ValueError for a field that first_bad_field() would name, EncodingError for an encoding that does

@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "mipo/host/errors.h"
+#include "mipo/host/input_file.h"
 #include "mipo/host/table.h"
 
 namespace mipo::host {
@@ -20,13 +21,15 @@ using ColumnFileProgress = std::function<void(ub8 bytes_done, ub8 bytes_total)>;
 void write_column_file(const std::filesystem::path &path, const Table &table, const ColumnFileProgress &progress = {});
 
 /// Whether the file begins as column files do. False if it cannot be read.
-bool is_column_file(const std::filesystem::path &path);
+bool is_column_file(const InputFile &file) noexcept;
 
 /// Maps a column file. Looks at its directory alone, and so takes no longer for many rows than for few: whoever uses a
 /// column calls its check() first, which looks at the column's bytes once. The file must not be changed while the table
 /// lives; replacing it by another one does no harm. Throws ColumnFileError for files that cannot be read, are not
 /// column files, are cut off or altered, or come from a later release.
 Table open_column_file(const std::filesystem::path &path);
+/// The same of a file that is open already; one that is no regular file is read to its end.
+Table open_column_file(InputFile &&file);
 
 /// What verify_column_file() has looked at.
 struct VerifiedColumnFile {
