@@ -31,6 +31,7 @@ protected:
   }
   void TearDown() override { fs::remove_all(folder_); }
 
+  const Library library_ = Library::open();
   fs::path path(const std::string &name = "t.mipo") const { return folder_ / name; }
   std::string bytes_of(const Table &table) const {
     write_column_file(path("written"), table);
@@ -136,18 +137,18 @@ TEST_F(ColumnFile, EveryEncodingComesBack) {
     const Table table = table_of(rows);
     write_column_file(path(), table);
     EXPECT_TRUE(is_column_file(InputFile(path())));
-    const Table opened = open_column_file(path());
+    const Table opened = open_column_file(library_, path());
     for (const Column &column : opened.columns) EXPECT_NO_THROW(column.data.check()) << column.name;
     expect_same(opened, table);
-    const VerifiedColumnFile verified = verify_column_file(path());
+    const VerifiedColumnFile verified = verify_column_file(library_, path());
     EXPECT_EQ(verified.bytes, fs::file_size(path()));
     EXPECT_GE(verified.sections, rows == 0 ? 0 : table.columns.size());
     // What was opened can be written again, over the very file that it lies in.
     write_column_file(path(), opened);
-    expect_same(open_column_file(path()), table);
+    expect_same(open_column_file(library_, path()), table);
   }
   write_column_file(path(), Table{});
-  EXPECT_TRUE(open_column_file(path()).columns.empty());
+  EXPECT_TRUE(open_column_file(library_, path()).columns.empty());
   EXPECT_EQ(files(), std::set<std::string>{"t.mipo"});
 }
 
@@ -167,11 +168,11 @@ Table small_table() {
 TEST_F(ColumnFile, CutOffAndAlteredFilesAreTold) {
   const std::string sound = bytes_of(small_table());
   for (std::size_t size = 0; size < sound.size(); size += size < 200 || size + 3000 > sound.size() ? 1 : 37) {
-    const std::string error = error_of([&] { open_column_file(file_of(sound.substr(0, size))); });
+    const std::string error = error_of([&] { open_column_file(library_, file_of(sound.substr(0, size))); });
     EXPECT_TRUE(size < 8 ? error.find("is not a column file") == 0 : error.find("is cut off: it has ") == 0)
         << size << ": " << error;
   }
-  EXPECT_EQ(error_of([&] { open_column_file(file_of(sound + '\0')); }),
+  EXPECT_EQ(error_of([&] { open_column_file(library_, file_of(sound + '\0')); }),
             "has been altered: there are bytes behind its end");
 
   column_file::Header header;
@@ -182,10 +183,10 @@ TEST_F(ColumnFile, CutOffAndAlteredFilesAreTold) {
     altered[at] = static_cast<char>(altered[at] ^ (1 << at % 8));
     const bool in_directory = at < sizeof header || at >= header.directory_offset;
     if (!in_directory && at % 3 != 0) continue;
-    const std::string on_opening = error_of([&] { open_column_file(file_of(altered)); });
+    const std::string on_opening = error_of([&] { open_column_file(library_, file_of(altered)); });
     EXPECT_EQ(on_opening.empty(), !in_directory) << at << ": " << on_opening;
     if (in_directory) continue;
-    const std::string error = error_of([&] { verify_column_file(path()); });
+    const std::string error = error_of([&] { verify_column_file(library_, path()); });
     const bool is_between = error.empty(); // the zeros behind a section are nobody's
     in_sections += !is_between;
     EXPECT_TRUE(is_between ? sound[at] == 0
@@ -199,12 +200,13 @@ TEST_F(ColumnFile, OtherFilesAreTold) {
   const std::string sound = bytes_of(small_table());
   std::string later = sound;
   later[8] = 2;
-  EXPECT_EQ(error_of([&] { open_column_file(file_of(later)); }),
+  EXPECT_EQ(error_of([&] { open_column_file(library_, file_of(later)); }),
             "was written by a later release (format 2; this one reads 1)");
-  EXPECT_EQ(error_of([&] { open_column_file(file_of("name,n\na,1\n")); }),
+  EXPECT_EQ(error_of([&] { open_column_file(library_, file_of("name,n\na,1\n")); }),
             "is not a column file; mipo pack makes one of a CSV file");
-  EXPECT_EQ(error_of([&] { open_column_file(path("nowhere")); }), "cannot be opened: No such file or directory");
-  EXPECT_NE(error_of([&] { open_column_file(path("").parent_path()); }), "");
+  EXPECT_EQ(error_of([&] { open_column_file(library_, path("nowhere")); }),
+            "cannot be opened: No such file or directory");
+  EXPECT_NE(error_of([&] { open_column_file(library_, path("").parent_path()); }), "");
 }
 
 // Whatever the bytes, once the checksums are right: an error, or a column of which all can be read.
@@ -225,7 +227,7 @@ TEST_F(ColumnFile, NoContentsDoHarm) {
     seal_column_file(altered);
     ZstdDecompressor zstd;
     try {
-      const Table table = open_column_file(file_of(altered));
+      const Table table = open_column_file(library_, file_of(altered));
       for (const Column &column : table.columns) {
         column.data.check();
         column.data.decompress(zstd);

@@ -136,7 +136,10 @@ const RowColumn &ColumnBinder::row_column(const InScope &scope, const host::Colu
   std::string name = several_ ? name_in_query(*scope.name) + "." + column.name : column.name;
   for (const RowColumn &made : columns_)
     if (made.values == &column && made.key == key && made.name == name) return made;
-  column.data.check();
+  if (scope.joined)
+    column.data.check(); // its rows are read to find what each code of the key has
+  else
+    column.data.check_domain();
   return columns_.emplace_back(scope.joined ? scope.joined->column(column, std::move(name))
                                             : own_column(column, std::move(name)));
 }

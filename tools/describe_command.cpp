@@ -48,7 +48,8 @@ const std::array<DescribedProperty, 11> &properties() {
 
 void describe_command(const DescribeOptions &options, const Streams &streams) {
   Reading reading;
-  const host::Table table = read_file(options.file, options.reading, reading);
+  const host::Library library = host::Library::open();
+  const host::Table table = read_file(library, options.file, options.reading, reading);
   Relation relation;
   for (const DescribedProperty &property : properties()) relation.columns.push_back(property.head);
   relation.row_count = table.columns.size();

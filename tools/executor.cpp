@@ -1,6 +1,7 @@
 #include "executor.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <limits>
 #include <map>
@@ -393,7 +394,25 @@ void each_column(const BoundExpression &expression, const auto &take) {
 
 } // namespace
 
+namespace {
+
+// Columns of files are looked through before any row of them is read, several at once.
+void check_columns(const Plan &plan, unsigned threads) {
+  std::vector<const host::EncodedColumn *> columns;
+  for (const RowColumn &column : plan.columns)
+    for (const host::EncodedColumn *data : {&column.values->data, &column.stored().data})
+      if (std::find(columns.begin(), columns.end(), data) == columns.end()) columns.push_back(data);
+  threads = static_cast<unsigned>(std::min<std::size_t>(threads, columns.size()));
+  std::atomic<std::size_t> next = 0;
+  in_parallel(threads, [&](unsigned) {
+    for (std::size_t i = next++; i < columns.size(); i = next++) columns[i]->check();
+  });
+}
+
+} // namespace
+
 Answer execute(const host::Library &library, const Plan &plan, unsigned threads) {
+  check_columns(plan, threads);
   Executor executor(library, *plan.table, threads);
   const ub4 rows = plan.table->row_count;
   Answer answer;

@@ -12,9 +12,10 @@ namespace mipo::tools {
 
 namespace {
 
-host::Table read_column_file(host::InputFile &&input, const ReadingOptions &options, bool one_of_several) {
+host::Table read_column_file(const host::Library &library, host::InputFile &&input, const ReadingOptions &options,
+                             bool one_of_several) {
   const std::string name = input.name();
-  host::Table table = host::open_column_file(std::move(input));
+  host::Table table = host::open_column_file(library, std::move(input));
   const auto concerns = [&](const auto &given) {
     return std::ranges::any_of(given, [&](const auto &entry) { return !one_of_several || table.find(entry.first); });
   };
@@ -53,7 +54,8 @@ std::optional<char> delimiter_from(const std::string &text) {
   return parts_fields ? std::optional(text[0]) : std::nullopt;
 }
 
-host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading, bool one_of_several) {
+host::Table read_file(const host::Library &library, const std::string &file, const ReadingOptions &options,
+                      Reading &reading, bool one_of_several) {
   host::InputFile input = open_input(file);
   reading.file = input.name();
   reading.mapped = host::is_column_file(input);
@@ -67,7 +69,7 @@ host::Table read_file(const std::string &file, const ReadingOptions &options, Re
   csv.may_lack_columns = one_of_several;
   csv.progress = [&](ub8 done, ub8 total) { progress.show(done, total); };
   const auto start = std::chrono::steady_clock::now();
-  host::Table table = reading.mapped ? read_column_file(std::move(input), options, one_of_several)
+  host::Table table = reading.mapped ? read_column_file(library, std::move(input), options, one_of_several)
                                      : host::read_csv(std::move(input), csv);
   reading.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   reading.text_bytes = table.text_bytes;

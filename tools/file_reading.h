@@ -5,6 +5,7 @@
 #include <string>
 
 #include "commands.h"
+#include "mipo/host/library.h"
 #include "mipo/host/table.h"
 
 namespace mipo::tools {
@@ -23,8 +24,8 @@ struct Reading {
 /// `file` may be "-", standard input. Throws host::Error, host::CsvError or host::ColumnFileError; the latter also for
 /// reading options with a column file, which has its types and encodings. With `one_of_several`, options for columns
 /// that the file does not have are passed over.
-host::Table read_file(const std::string &file, const ReadingOptions &options, Reading &reading,
-                      bool one_of_several = false);
+host::Table read_file(const host::Library &library, const std::string &file, const ReadingOptions &options,
+                      Reading &reading, bool one_of_several = false);
 
 } // namespace mipo::tools
 

@@ -35,7 +35,8 @@ void pack_command(const PackOptions &options, const Streams &streams) {
   check_output(options);
   // Reading leaves nothing behind and may be killed; writing must clear up after itself.
   Reading reading;
-  const host::Table table = read_file(options.from, options.reading, reading);
+  const host::Library library = host::Library::open();
+  const host::Table table = read_file(library, options.from, options.reading, reading);
   {
     const Interruptible interruptible;
     FileProgress progress("writing", options.to);

@@ -63,7 +63,7 @@ void print(const Relation &relation, const Explanation &explanation, const Query
 void query_command(const QueryOptions &options, const Streams &streams) {
   const Query query = parse_query(options.sql);
   const host::Library library = host::Library::open();
-  QueryTables tables(options.tables, options.reading);
+  QueryTables tables(library, options.tables, options.reading);
   tables.read(query);
   const unsigned threads = options.threads != 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
   const AnsweredQuery answered = answer_query(

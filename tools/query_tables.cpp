@@ -59,7 +59,7 @@ void QueryTables::read(const Query &query) {
   });
   for (const std::string &file : files) {
     Reading &reading = readings_.emplace_back();
-    tables_.emplace(file, read_file(file, options_, reading, files.size() > 1));
+    tables_.emplace(file, read_file(library_, file, options_, reading, files.size() > 1));
   }
   if (files.size() > 1) check_options();
 }

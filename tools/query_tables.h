@@ -17,8 +17,9 @@ class QueryTables {
 public:
   /// `files` are bound to names in FROM; other names are paths, or "-" for standard input. Both must outlive the
   /// object.
-  QueryTables(const std::map<std::string, std::string> &files, const ReadingOptions &options)
-      : files_(files), options_(options) {}
+  QueryTables(const host::Library &library, const std::map<std::string, std::string> &files,
+              const ReadingOptions &options)
+      : library_(library), files_(files), options_(options) {}
 
   /// Reads the files of all tables that the query names, also in the queries within it. Throws QueryError for a name
   /// that stands for no file, what read_file() throws, and host::Error for options about columns that no table has.
@@ -33,6 +34,7 @@ private:
   std::string file_of(const TableName &table) const;
   void check_options() const;
 
+  const host::Library &library_;
   const std::map<std::string, std::string> &files_;
   const ReadingOptions &options_;
   std::map<std::string, host::Table> tables_; // by file

@@ -9,9 +9,10 @@
 namespace mipo::tools {
 
 void verify_command(const VerifyOptions &options, const Streams &streams) {
+  const host::Library library = host::Library::open();
   FileProgress progress("verifying", options.file);
   const host::VerifiedColumnFile verified =
-      host::verify_column_file(options.file, [&](ub8 done, ub8 total) { progress.show(done, total); });
+      host::verify_column_file(library, options.file, [&](ub8 done, ub8 total) { progress.show(done, total); });
   const host::Table &table = verified.table;
   if (options.format == OutputFormat::json) {
     const nlohmann::ordered_json sound = {{"file", options.file},          {"sound", true},

@@ -52,7 +52,7 @@ struct EncodedColumn::Storage {
     describe(static_cast<ub4>(codes.size()));
   }
 
-  Storage(ColumnParts &&parts, std::function<void(const ColumnParts &)> check)
+  Storage(ColumnParts &&parts, ContentsCheck check)
       : encoding(parts.shape.encoding),
         format(encoding, parts.shape.cut_bytes),
         nulls(parts.shape.rows_without_value),
@@ -172,8 +172,8 @@ struct EncodedColumn::Storage {
   void *decompressed = nullptr; // the cell of `decomp_slot`
   mipo_enc_ctx enc_ctx{};
   mipo_vec vec{};
-  std::function<void(const ColumnParts &)> check_contents; // of a column whose bytes come from elsewhere
-  std::once_flag checked;
+  ContentsCheck check_contents; // of a column whose bytes come from elsewhere
+  std::once_flag domain_checked, rows_checked;
 };
 
 EncodedColumn::EncodedColumn(std::span<const ub4> codes, Dictionary dictionary, const ColumnOptions &options) {
@@ -189,8 +189,16 @@ EncodedColumn::EncodedColumn(std::unique_ptr<Storage> storage) noexcept : storag
 }
 
 void EncodedColumn::check() const {
+  check_domain();
   if (!storage_->check_contents) return;
-  std::call_once(storage_->checked, [this] { storage_->check_contents(ColumnParts::of(*this)); });
+  std::call_once(storage_->rows_checked,
+                 [this] { storage_->check_contents(ColumnParts::of(*this), CheckedContents::rows); });
+}
+
+void EncodedColumn::check_domain() const {
+  if (!storage_->check_contents) return;
+  std::call_once(storage_->domain_checked,
+                 [this] { storage_->check_contents(ColumnParts::of(*this), CheckedContents::dictionary); });
 }
 
 std::string_view part_name(ColumnPart part) noexcept {
@@ -231,7 +239,7 @@ ColumnParts ColumnParts::of(const EncodedColumn &column) {
   return parts;
 }
 
-EncodedColumn ColumnParts::column(std::function<void(const ColumnParts &)> check) && {
+EncodedColumn ColumnParts::column(ContentsCheck check) && {
   return EncodedColumn(std::make_unique<EncodedColumn::Storage>(std::move(*this), std::move(check)));
 }
 

@@ -148,23 +148,28 @@ AlignedBuffer section_memory(const std::shared_ptr<const FileBytes> &file, const
   return AlignedBuffer(std::span(file->bytes() + section.offset, section.bytes), file);
 }
 
-Column column_from(const std::shared_ptr<const FileBytes> &file, const Header &header, const ColumnRecord &record,
-                   const std::string &name, ub4 rows) {
+Column column_from(const Library &library, const std::shared_ptr<const FileBytes> &file, const Header &header,
+                   const ColumnRecord &record, const std::string &name, ub4 rows) {
   try {
     ColumnParts parts;
     parts.shape = shape_of(record, rows);
     for (std::size_t part = 0; part < column_part_count; ++part)
       parts.memory[part] = section_memory(file, header, record.sections[part]);
     check_sizes(parts);
-    const auto check = [file, record, name](const ColumnParts &column) {
+    const auto check = [&library, file, record, name](const ColumnParts &column, CheckedContents contents) {
+      const bool dictionary = contents == CheckedContents::dictionary;
       for (std::size_t part = 0; part < column_part_count; ++part) {
+        if (is_dictionary_part(static_cast<ColumnPart>(part)) != dictionary) continue;
         const std::span<const std::byte> bytes = column.memory[part].bytes();
         if (!bytes.empty() && checksum(bytes.data(), bytes.size()) != record.sections[part].checksum)
           file->fail("column " + name + ": its " + std::string(part_name(static_cast<ColumnPart>(part))) +
                      " have been altered");
       }
       try {
-        check_contents(column);
+        if (dictionary)
+          check_dictionary(column);
+        else
+          check_rows(column, library);
       } catch (const Error &error) {
         file->fail("column " + name + ": " + error.what());
       }
@@ -175,7 +180,7 @@ Column column_from(const std::shared_ptr<const FileBytes> &file, const Header &h
   }
 }
 
-OpenFile open(std::shared_ptr<const FileBytes> bytes) {
+OpenFile open(const Library &library, std::shared_ptr<const FileBytes> bytes) {
   OpenFile opened;
   opened.file = std::move(bytes);
   const FileBytes &file = *opened.file;
@@ -192,7 +197,7 @@ OpenFile open(std::shared_ptr<const FileBytes> bytes) {
     const std::string name = directory.text(record.name_bytes);
     if (name.empty() || opened.table.find(name) != nullptr)
       file.fail("its directory names a column twice, or not at all");
-    opened.table.columns.push_back(column_from(opened.file, header, record, name, table.rows));
+    opened.table.columns.push_back(column_from(library, opened.file, header, record, name, table.rows));
     for (const Section &section : record.sections) opened.sections += section.bytes != 0;
   }
   if (directory.left() != 0) file.fail("its directory has bytes behind its end");
@@ -205,16 +210,17 @@ bool is_column_file(const InputFile &file) noexcept {
   return file.begins_with({magic, sizeof magic});
 }
 
-Table open_column_file(const std::filesystem::path &path) {
-  return std::move(open(std::make_shared<const FileBytes>(path)).table);
+Table open_column_file(const Library &library, const std::filesystem::path &path) {
+  return std::move(open(library, std::make_shared<const FileBytes>(path)).table);
 }
 
-Table open_column_file(InputFile &&file) {
-  return std::move(open(std::make_shared<const FileBytes>(std::move(file))).table);
+Table open_column_file(const Library &library, InputFile &&file) {
+  return std::move(open(library, std::make_shared<const FileBytes>(std::move(file))).table);
 }
 
-VerifiedColumnFile verify_column_file(const std::filesystem::path &path, const ColumnFileProgress &progress) {
-  OpenFile opened = open(std::make_shared<const FileBytes>(path));
+VerifiedColumnFile verify_column_file(const Library &library, const std::filesystem::path &path,
+                                      const ColumnFileProgress &progress) {
+  OpenFile opened = open(library, std::make_shared<const FileBytes>(path));
   ub8 done = 0;
   for (const Column &column : opened.table.columns) {
     if (progress) progress(done, opened.file->size());

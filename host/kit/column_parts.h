@@ -33,6 +33,17 @@ inline constexpr std::size_t column_part_count = 9;
 /// "values", "lengths", ...
 std::string_view part_name(ColumnPart part) noexcept;
 
+struct ColumnParts;
+
+/// What of a column's contents is looked at: symbols and numbers of the dictionary, or all that the rows have.
+enum class CheckedContents { dictionary, rows };
+using ContentsCheck = std::function<void(const ColumnParts &, CheckedContents)>;
+
+/// Whether a part belongs to the dictionary.
+constexpr bool is_dictionary_part(ColumnPart part) noexcept {
+  return part == ColumnPart::numbers || part == ColumnPart::symbol_bytes || part == ColumnPart::symbol_offsets;
+}
+
 struct ColumnParts {
   ColumnShape shape;
   std::array<AlignedBuffer, column_part_count> memory;
@@ -44,14 +55,15 @@ struct ColumnParts {
   static ColumnParts of(const EncodedColumn &column);
   /// The column, which takes the parts as they are: check_sizes() must have passed. `check` looks at the contents, when
   /// the column is first asked for that, and throws what is wrong with them.
-  EncodedColumn column(std::function<void(const ColumnParts &)> check) &&;
+  EncodedColumn column(ContentsCheck check) &&;
 };
 
 /// Holds the sizes of the parts against the shape, looking at no contents. Throws Error with what is wrong.
 void check_sizes(const ColumnParts &parts);
-/// Holds the contents against the shape: afterwards nothing that is asked of the column reads outside its parts. Throws
-/// Error with what is wrong.
-void check_contents(const ColumnParts &parts);
+/// Hold the contents against the shape, first those of the dictionary, then those of the rows: afterwards nothing that
+/// is asked of the domain, and of the column, reads outside its parts. Throw Error with what is wrong.
+void check_dictionary(const ColumnParts &parts);
+void check_rows(const ColumnParts &parts, const Library &library);
 
 } // namespace mipo::host
 

@@ -201,6 +201,10 @@ int ValueFormat::dynamic_bytes(const std::byte *lengths, std::size_t i) const no
   return static_cast<int>(field_at(lengths, i, length_bits(bits_ / 8))) + 1;
 }
 
+std::size_t ValueFormat::values_per_control() const noexcept {
+  return 8 / length_bits(bits_ / 8);
+}
+
 bool ValueFormat::has_position(std::size_t i) noexcept {
   return i % values_per_position == 0;
 }

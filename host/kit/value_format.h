@@ -77,6 +77,8 @@ public:
   /// Bytes of dynamic-packed value `i`, and whether `positions` tells where it begins.
   int dynamic_bytes(const std::byte *lengths, std::size_t i) const noexcept;
   static bool has_position(std::size_t i) noexcept;
+  /// Dynamic-packed values whose lengths stand in one byte: 8, 4 or 2. A position comes at multiples of it.
+  std::size_t values_per_control() const noexcept;
   /// What is stored beside a code: the count of its trailing zero bytes, where the form has one.
   unsigned count(ub8 code) const noexcept;
   unsigned stored_count(const std::byte *lengths, std::size_t i) const noexcept;

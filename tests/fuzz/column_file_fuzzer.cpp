@@ -13,8 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
   std::string sealed(reinterpret_cast<const char *>(bytes), size);
   host::seal_column_file(sealed);
   try {
-    const host::Table table =
-        host::open_column_file(file.holding(reinterpret_cast<const std::uint8_t *>(sealed.data()), sealed.size()));
+    const host::Table table = host::open_column_file(
+        library, file.holding(reinterpret_cast<const std::uint8_t *>(sealed.data()), sealed.size()));
     for (const host::Column &column : table.columns) column.data.check();
     fuzz::read_every_cell(table);
     for (const host::Column &column : table.columns) {

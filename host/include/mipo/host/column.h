@@ -75,9 +75,11 @@ public:
   ~EncodedColumn();
 
   /// Looks at every byte of a column whose memory comes from a file, when it is first called, and throws
-  /// ColumnFileError if anything there would lead a kernel or a reader astray. Call it before the column is used; there
-  /// is nothing to do for columns that were encoded in this process. May be called by several threads at once.
+  /// ColumnFileError if anything there would lead a kernel or a reader astray. Call it before rows are read; there is
+  /// nothing to do for columns that were encoded in this process. May be called by several threads at once.
   void check() const;
+  /// The same of the dictionary alone: enough before domain() is asked for values and codes of constants.
+  void check_domain() const;
 
   /// The record to hand to kernels. It and all that it points to live as long as the column. Kernels write the
   /// decompressed copy of a compressed column and the run bits of a run-length one, so calls on one such column must

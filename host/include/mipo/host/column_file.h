@@ -8,6 +8,7 @@
 
 #include "mipo/host/errors.h"
 #include "mipo/host/input_file.h"
+#include "mipo/host/library.h"
 #include "mipo/host/table.h"
 
 namespace mipo::host {
@@ -25,11 +26,12 @@ bool is_column_file(const InputFile &file) noexcept;
 
 /// Maps a column file. Looks at its directory alone, and so takes no longer for many rows than for few: whoever uses a
 /// column calls its check() first, which looks at the column's bytes once. The file must not be changed while the table
-/// lives; replacing it by another one does no harm. Throws ColumnFileError for files that cannot be read, are not
+/// lives; replacing it by another one does no harm. The library, whose kernels look through the codes, must outlive the
+/// table. Throws ColumnFileError for files that cannot be read, are not
 /// column files, are cut off or altered, or come from a later release.
-Table open_column_file(const std::filesystem::path &path);
+Table open_column_file(const Library &library, const std::filesystem::path &path);
 /// The same of a file that is open already; one that is no regular file is read to its end.
-Table open_column_file(InputFile &&file);
+Table open_column_file(const Library &library, InputFile &&file);
 
 /// What verify_column_file() has looked at.
 struct VerifiedColumnFile {
@@ -40,7 +42,8 @@ struct VerifiedColumnFile {
 
 /// Opens the file, and holds every section against its checksum and the columns against what they say of themselves.
 /// Throws ColumnFileError, which names the column and the section.
-VerifiedColumnFile verify_column_file(const std::filesystem::path &path, const ColumnFileProgress &progress = {});
+VerifiedColumnFile verify_column_file(const Library &library, const std::filesystem::path &path,
+                                      const ColumnFileProgress &progress = {});
 
 } // namespace mipo::host
 
