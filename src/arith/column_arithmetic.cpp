@@ -3,7 +3,7 @@
 
 #include <type_traits>
 
-#include "frame/kernels.h"
+#include "arith/kernels.h"
 
 namespace mipo::arith {
 namespace {

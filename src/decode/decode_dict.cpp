@@ -1,7 +1,7 @@
 // mipo_decode_dict_<N>bit and mipo_decode_symbol_dict_<N>bit
 #include "decode/symbols.h"
 
-#include "frame/kernels.h"
+#include "decode/kernels.h"
 
 namespace mipo::decode {
 namespace {
@@ -37,7 +37,7 @@ private:
 
 template <unsigned bits>
 void decode_rows(const DecodedRows &rows, const void *base, SymbolArrays &out, const auto &symbols, auto put) {
-  const scan::DictionaryCodes<bits, false, scan::PackedLane<bits>> column(base);
+  const scan::DictionaryCodes<bits, scan::PackedLane<bits>> column(base);
   rows.with_rows([&](auto row_at) {
     put(
         out, symbols,

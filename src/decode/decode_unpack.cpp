@@ -1,6 +1,6 @@
 // mipo_decode_unpack_dict_<N>bit
+#include "decode/kernels.h"
 #include "decode/unpack.h"
-#include "frame/kernels.h"
 
 extern "C" {
 constinit const mipo::decode::NibbleSelectors mipo_unpack_sel4x32_masks = mipo::decode::make_nibble_selectors();

@@ -1,6 +1,6 @@
 // mipo_sum_dict_<N>bit, mipo_distinct_dict_<N>bit, mipo_sum_fixed_<N>bit: slots of the dispatch table that hosts fill
 // their plans with but whose work they do by other means. They take any arguments and write nothing.
-#include "frame/kernels.h"
+#include "decode/kernels.h"
 
 extern "C" {
 #define DEFINE_PLACEHOLDER(shape, name, operation, family, width_field, variant) \

@@ -1,5 +1,5 @@
 // mipo_set_dict_<N>bit: which rows have a code of a set, given as a bit vector over codes.
-#include "frame/kernels.h"
+#include "decode/kernels.h"
 #include "scan/packed.h"
 #include "scan/predicate.h"
 
@@ -69,10 +69,6 @@ class MembershipTest {
 public:
   explicit MembershipTest(const ub8 *members) : members_(members), set_(members, 1u << (bits <= 8 ? bits : 0)) {}
 
-  static constexpr ub8 force() { return 0; }
-  static constexpr ub8 keep() { return ~ub8{0}; }
-
-  const MembershipTest &of_rows() const { return *this; }
   [[gnu::always_inline]] bool row(ub4 code) const { return (members_[code / 64] >> code % 64 & 1) != 0; }
 
   template <class T>
@@ -85,17 +81,6 @@ private:
   std::conditional_t<bits <= 8, SmallSet, LargeSet> set_;
 };
 
-template <unsigned bits>
-struct Membership {
-  static constexpr LaneForm form = LaneForm::value;
-  static constexpr scan::Ending ending = {MIPO_DONE_SET, false};
-
-  template <class>
-  static auto test(const auto &, const mipo_vec *set) {
-    return MembershipTest<bits>(set->bv);
-  }
-};
-
 // Lanes of 32 bits for what is fetched by code, else the narrowest ones that codes can be moved about in.
 template <unsigned bits>
 using SetLane = std::conditional_t<(bits > 8), ub4, std::conditional_t<bits == 8 || bits == 1, ub1, ub2>>;
@@ -103,9 +88,16 @@ using SetLane = std::conditional_t<(bits > 8), ub4, std::conditional_t<bits == 8
 template <unsigned bits>
 ub4 set(const frame::DecompressionLabels &labels, mipo_vec *res, const mipo_vec *src, const mipo_vec *members,
         mipo_call_ctx *ctx) {
-  using Column = scan::DictionaryCodes<bits, false, SetLane<bits>>;
-  const auto column = [](const void *base) { return Column(base); };
-  return scan::evaluate<Membership<bits>>(column, {labels, labels}, res, src, ctx, members);
+  using Column = scan::DictionaryCodes<bits, SetLane<bits>>;
+  constexpr scan::ResultPolicy policy = {MIPO_DONE_SET, false};
+  const MembershipTest<bits> test(members->bv);
+  return scan::evaluate_with(
+      policy, {labels, labels}, res, src, ctx, [](const void *base) { return Column(base); },
+      [&test](Column column, scan::Output output) {
+        const ub4 count = scan::evaluate_blocks<LaneForm::value>(column, test, output);
+        return count + scan::evaluate_tail(column, test, output);
+      },
+      [&test](const Column &) { return test; });
 }
 
 } // namespace

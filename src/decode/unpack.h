@@ -148,7 +148,7 @@ private:
 template <unsigned bits, class Out>
 class Unpacker {
 public:
-  using Column = scan::DictionaryCodes<bits, false, scan::PackedLane<bits>>;
+  using Column = scan::DictionaryCodes<bits, scan::PackedLane<bits>>;
   using Step = UnpackedStep<bits, Out>;
 
   Unpacker(const void *base, mipo_vec *res)

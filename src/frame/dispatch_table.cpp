@@ -1,7 +1,10 @@
 #include "frame/dispatch_table.h"
 
+#include "arith/kernels.h"
+#include "decode/kernels.h"
 #include "frame/kernel_lists.h"
-#include "frame/kernels.h"
+#include "scan/kernels.h"
+#include "xlate/kernels.h"
 
 namespace mipo::frame {
 namespace {

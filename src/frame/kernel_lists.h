@@ -13,21 +13,10 @@
 #include "scan/kernels.inc"
 #include "xlate/kernels.inc"
 
-#define FOR_EACH_KERNEL(ROW)                            \
-  DICT_BYTE_ALIGNED_PREDICATES(PREDICATE_ROW, ROW)      \
-  DICT_BYTE_ALIGNED_NULL_PREDICATES(PREDICATE_ROW, ROW) \
-  DICT_ONE_BIT_PREDICATES(PREDICATE_ROW, ROW)           \
-  DICT_PACKED_PREDICATES(PREDICATE_ROW, ROW)            \
-  FIXED_PREDICATES(PREDICATE_ROW, ROW)                  \
-  TRAILING_ZERO_PREDICATES(PREDICATE_ROW, ROW)          \
-  DYNP_PREDICATES(PREDICATE_ROW, ROW)                   \
-  BURST_RLE_KERNELS(ROW)                                \
-  DECODE_KERNELS(ROW)                                   \
-  DECODE_SYMBOL_KERNELS(ROW)                            \
-  SET_KERNELS(ROW)                                      \
-  MINMAX_KERNELS(ROW)                                   \
-  SUM_AND_DISTINCT_KERNELS(ROW)                         \
-  ARITHMETIC_KERNELS(ROW)                               \
+#define FOR_EACH_KERNEL(ROW) \
+  SCAN_KERNELS(ROW)          \
+  DECODE_FAMILY_KERNELS(ROW) \
+  ARITHMETIC_KERNELS(ROW)    \
   XLATE_KERNELS(ROW)
 
 namespace mipo::frame {

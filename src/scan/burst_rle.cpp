@@ -2,8 +2,8 @@
 // starts, the others add up lengths.
 #include "bitvec/form.h"
 #include "frame/entries.h"
-#include "frame/kernels.h"
 #include "frame/runs.h"
+#include "scan/kernels.h"
 
 namespace mipo::scan {
 namespace {

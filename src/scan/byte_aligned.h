@@ -10,25 +10,22 @@
 
 namespace mipo::scan {
 
-template <class Code, bool null_aware>
+template <class Code>
 class ByteAlignedCodes {
 public:
   using Lane = Code;
-
-  // The block path reads constants at the codes' width, the selective path whole words: a host's cell is a word with
-  // the value zero-extended, and stray upper bits matter to the selective path alone.
-  using BlockCodes = CodeRange<Code, static_cast<Code>(~Code{0}), null_aware>;
   using Word = std::conditional_t<sizeof(Code) == 8, ub8, ub4>;
-  using SelectiveCodes = CodeRange<Word, static_cast<Word>(~Word{0}), null_aware>;
+  static constexpr Word greatest = static_cast<Code>(~Code{0});
 
   static constexpr size_t rows_per_block = simd::lanes_per_block<Code>;
 
   explicit ByteAlignedCodes(const void *base) : base_(static_cast<const ub1 *>(base)) {}
 
-  template <class Codes>
-  static typename Codes::Integer constant(const mipo_vec *konst) {
-    return simd::read_native<typename Codes::Integer>(konst->data);
-  }
+  // The block path reads constants at the codes' width, the selective path whole words: a host's cell is a word with
+  // the value zero-extended, and stray upper bits matter to the selective path alone.
+  static constexpr bool compares_words_when_selective = true;
+  static Word block_constant(const mipo_vec *konst) { return simd::read_native<Code>(konst->data); }
+  static Word selective_constant(const mipo_vec *konst) { return simd::read_native<Word>(konst->data); }
 
   [[gnu::always_inline]] Code row(ub8 row) const { return simd::read_big_endian<Code>(base_ + row * sizeof(Code)); }
 
@@ -47,9 +44,10 @@ public:
       return simd::for_block(
           [&](size_t i) __attribute__((always_inline)) {
             if constexpr (form == LaneForm::bytes)
-              return test.lanes(stored(i), [](Code k) { return simd::byte_swap(simd::broadcast_lanes(k)); });
+              return test.lanes(stored(i),
+                                [](auto k) { return simd::byte_swap(simd::broadcast_lanes(static_cast<Code>(k))); });
             else
-              return test.lanes(values(i), simd::broadcast_lanes<Code>);
+              return test.lanes(values(i), [](auto k) { return simd::broadcast_lanes(static_cast<Code>(k)); });
           },
           [](auto... masks) { return simd::row_bits(masks...); });
     }

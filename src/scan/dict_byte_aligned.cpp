@@ -5,13 +5,10 @@
 namespace mipo::scan {
 namespace {
 
-template <unsigned bits, mipo_variant variant>
+template <unsigned bits, mipo_variant>
 struct ByteAligned {
-  using Column = ByteAlignedCodes<simd::Unsigned<bits>, variant == MIPO_VARIANT_NULL_AWARE>;
-
-  template <class Sides>
-  [[gnu::always_inline]] static ub4 run(const auto &...arguments) {
-    return evaluate<Sides>([](const void *base) { return Column(base); }, arguments...);
+  static ub4 run(const PredicateCall &call) {
+    return evaluate(call, ColumnAt<ByteAlignedCodes<simd::Unsigned<bits>>>());
   }
 };
 

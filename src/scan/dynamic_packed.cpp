@@ -29,18 +29,16 @@ template <unsigned bits, mipo_variant variant>
 struct DynamicPacked {
   using Values = DynamicPackedValues<bits>;
 
-  template <class Sides>
-  [[gnu::always_inline]] static ub4 run(const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src,
-                                        mipo_call_ctx *ctx, const auto *...constants) {
-    const auto column = [src](const void *base) {
-      if constexpr (variant == MIPO_VARIANT_TZ) {
-        constexpr unsigned field_bits = Values::Control::field_bits;
+  static ub4 run(const PredicateCall &call) {
+    const mipo_vec *src = call.src;
+    if constexpr (variant == MIPO_VARIANT_TZ) {
+      constexpr unsigned field_bits = Values::Control::field_bits;
+      return evaluate_pairs(call, [src](const void *base) {
         return paired<Values, field_bits>(Values(base, src), LengthFields<field_bits>(src));
-      } else {
-        return Values(base, src);
-      }
-    };
-    return evaluate<Sides>(column, labels, res, src, ctx, constants...);
+      });
+    } else {
+      return evaluate(call, [src](const void *base) { return Values(base, src); });
+    }
   }
 };
 

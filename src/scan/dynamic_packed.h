@@ -126,8 +126,9 @@ public:
   using Lane = simd::Unsigned<bits>;
   static constexpr unsigned max_bytes = bits / 8;
   using Control = ControlByte<max_bytes>;
-  using BlockCodes = CodeRange<Lane, static_cast<Lane>(~Lane{0}), false>;
-  using SelectiveCodes = BlockCodes;
+  using Word = std::conditional_t<(bits > 32), ub8, ub4>;
+  static constexpr Word greatest = static_cast<Lane>(~Lane{0});
+  static constexpr bool compares_words_when_selective = false;
 
   static constexpr size_t rows_per_block = simd::lanes_per_block<Lane>;
   static constexpr size_t controls_per_block = rows_per_block / Control::values; // 8: one for each group of a block
@@ -136,10 +137,8 @@ public:
       : stream_(static_cast<const ub1 *>(base)), controls_(static_cast<const ub1 *>(src->lens)) {}
 
   // Constants have all their bytes.
-  template <class>
-  static Lane constant(const mipo_vec *konst) {
-    return simd::read_big_endian<Lane>(konst->data);
-  }
+  static Word block_constant(const mipo_vec *konst) { return simd::read_big_endian<Lane>(konst->data); }
+  static Word selective_constant(const mipo_vec *konst) { return block_constant(konst); }
 
   [[gnu::always_inline]] Lane row(ub8 row) {
     skip_to(row / Control::values);
@@ -166,7 +165,8 @@ public:
     [[gnu::always_inline]] auto bits_where(const Test &test) const {
       return simd::for_block(
           [&](size_t i) __attribute__((always_inline)) {
-            return test.lanes(simd::Lanes<Lane>{(simd::Vector<Lane>)spread(i)}, simd::broadcast_lanes<Lane>);
+            return test.lanes(simd::Lanes<Lane>{(simd::Vector<Lane>)spread(i)},
+                              [](auto k) { return simd::broadcast_lanes(static_cast<Lane>(k)); });
           },
           [](auto... masks) { return simd::row_bits(masks...); });
     }

@@ -27,6 +27,9 @@ public:
   FieldSet operator&(const FieldSet &other) const {
     return FieldSet([&](ub4 field) { return has(field) && other.has(field); });
   }
+  FieldSet complement() const {
+    return FieldSet([&](ub4 field) { return !has(field); });
+  }
   static FieldSet none() {
     return FieldSet([](ub4) { return false; });
   }

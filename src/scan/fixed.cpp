@@ -8,16 +8,11 @@ namespace {
 
 template <unsigned bits, mipo_variant>
 struct Fixed {
-  template <class Sides>
-  [[gnu::always_inline]] static ub4 run(const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src,
-                                        mipo_call_ctx *ctx, const auto *...constants) {
-    // The constants tell the width, not the column.
-    const unsigned bytes = value_bytes<bits>(constants...);
-    return with_values_of<simd::Unsigned<bits>>(
-        bytes, [&]<class Values>() __attribute__((always_inline)) {
-          const auto column = [bytes](const void *base) { return Values(base, bytes); };
-          return evaluate<Sides>(column, labels, res, src, ctx, constants...);
-        });
+  static ub4 run(const PredicateCall &call) {
+    const unsigned bytes = value_bytes<bits>(call.low); // the constants tell the width, not the column
+    return with_values_of<simd::Unsigned<bits>>(bytes, [&]<class Values>() {
+      return evaluate(call, [bytes](const void *base) { return Values(base, bytes); });
+    });
   }
 };
 

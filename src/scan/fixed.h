@@ -21,31 +21,32 @@ template <unsigned bytes>
     return number << 8 * (bytes - leading) | read_big_endian_bytes<bytes - leading>(address + leading);
 }
 
-// What column and constants of whole bytes have in common: neither has null rows, and every constant is a value.
-template <unsigned bytes, class Lane>
+// What column and constants of whole bytes have in common: every constant is a value.
+template <unsigned bytes>
 struct StoredValues {
-  using BlockCodes = CodeRange<Lane, static_cast<Lane>(~Lane{0}), false>;
-  using SelectiveCodes = BlockCodes;
+  using Word = std::conditional_t<(bytes > 4), ub8, ub4>;
+  static constexpr Word greatest = static_cast<Word>(~ub8{0} >> 8 * (sizeof(ub8) - bytes));
+  static constexpr bool compares_words_when_selective = false;
 
-  template <class>
-  static Lane constant(const mipo_vec *konst) {
-    return static_cast<Lane>(read_big_endian_bytes<bytes>(static_cast<const ub1 *>(konst->data)));
+  static Word block_constant(const mipo_vec *konst) {
+    return static_cast<Word>(read_big_endian_bytes<bytes>(static_cast<const ub1 *>(konst->data)));
   }
+  static Word selective_constant(const mipo_vec *konst) { return block_constant(konst); }
 };
 
 // Values as wide as their lanes.
 template <class Lane>
-struct FullWidthValues : ByteAlignedCodes<Lane, false>, StoredValues<sizeof(Lane), Lane> {
-  using Values = StoredValues<sizeof(Lane), Lane>;
-  using typename Values::BlockCodes, typename Values::SelectiveCodes;
-  using Values::constant;
+struct FullWidthValues : ByteAlignedCodes<Lane>, StoredValues<sizeof(Lane)> {
+  using Values = StoredValues<sizeof(Lane)>;
+  using typename Values::Word;
+  using Values::greatest, Values::compares_words_when_selective, Values::block_constant, Values::selective_constant;
 
-  FullWidthValues(const void *base, unsigned) : ByteAlignedCodes<Lane, false>(base) {}
+  FullWidthValues(const void *base, unsigned) : ByteAlignedCodes<Lane>(base) {}
 };
 
 // Narrower values: packed codes of whole bytes.
 template <unsigned bytes, class Lane>
-class NarrowValues : public StoredValues<bytes, Lane> {
+class NarrowValues : public StoredValues<bytes> {
 public:
   using Block = PackedBlock<8 * bytes, Lane>;
   static constexpr size_t rows_per_block = Block::rows;
@@ -73,15 +74,14 @@ private:
 template <class Lane>
 class ValuesOfAnyWidth {
 public:
-  using BlockCodes = CodeRange<ub8, ~ub8{0}, false>;
-  using SelectiveCodes = BlockCodes;
+  using Word = ub8;
+  static constexpr Word greatest = ~Word{0};
+  static constexpr bool compares_words_when_selective = false;
 
   ValuesOfAnyWidth(const void *base, unsigned bytes) : base_(static_cast<const ub1 *>(base)), bytes_(bytes) {}
 
-  template <class>
-  ub8 constant(const mipo_vec *konst) const {
-    return read(static_cast<const ub1 *>(konst->data));
-  }
+  Word block_constant(const mipo_vec *konst) const { return read(static_cast<const ub1 *>(konst->data)); }
+  Word selective_constant(const mipo_vec *konst) const { return block_constant(konst); }
   ub8 row(ub8 row) const { return read(base_ + row * bytes_); }
   void prefetch_row(ub8 row) const { __builtin_prefetch(base_ + row * bytes_); }
 
@@ -98,7 +98,7 @@ private:
 
 // Calls run<Values>() for the way to read values of `bytes` bytes in a kernel of lanes of type Lane.
 template <class Lane>
-[[gnu::always_inline]] inline ub4 with_values_of(unsigned bytes, auto run) {
+ub4 with_values_of(unsigned bytes, auto run) {
   if (bytes == sizeof(Lane)) return run.template operator()<FullWidthValues<Lane>>();
   if constexpr (sizeof(Lane) == 4)
     if (bytes == 3) return run.template operator()<NarrowValues<3, Lane>>();
@@ -112,7 +112,7 @@ template <class Lane>
 
 // Bytes of a value of the kernel of `bits` bits. Up to 16 bits there is one width and nothing to look up.
 template <unsigned bits>
-unsigned value_bytes(const mipo_vec *vec, const auto *...) {
+unsigned value_bytes(const mipo_vec *vec) {
   return bits <= 16 ? bits / 8 : (MIPO_VEC_ENC_CTX(vec)->bits & 0xff) >> 3;
 }
 

@@ -9,7 +9,7 @@ namespace {
 // The stream's bits in the order of a bit vector (its first bit is a byte's top one), complemented if `complement` is
 // all ones. Whole bytes; returns the ones among them. Whole blocks are counted as the stream has them, since reversing
 // and counting both begin with the same half bytes.
-ub4 turn_round(const ub1 *stream, ub1 *out, ub8 bytes, ub8 complement) {
+ub4 copy_bit_reversed(const ub1 *stream, ub1 *out, ub8 bytes, ub8 complement) {
   bitvec::BlockCounter counter;
   const auto mask = simd::broadcast(complement);
   ub8 at = 0;
@@ -34,45 +34,34 @@ ub4 turn_round(const ub1 *stream, ub1 *out, ub8 bytes, ub8 complement) {
   return count;
 }
 
-template <unsigned bits, mipo_variant variant>
+template <unsigned bits, mipo_variant>
 struct OneBit {
   static_assert(bits == 1);
 
-  template <class Sides>
-  static ub4 run(const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx,
-                 const auto *...constants) {
-    const Output output = block_output(res, src);
-    const void *base = frame::column_base(src, ctx, labels.block);
-    const OneBitAnswer answer =
-        OneBitTest<typename Sides::Operation, variant == MIPO_VARIANT_NULL_AWARE>::answer(constants...);
-    const ub4 count = write_one_bit_answer(answer, base, output.bits, output.rows);
-    return finish_block_path(predicate_ending, output, count, res, src, ctx);
+  static ub4 run(const PredicateCall &call) {
+    const Output output = block_output(call.res, call.src);
+    const void *base = frame::column_base(call.src, call.ctx, call.labels.block);
+    const OneBitAnswer answer = one_bit_answer(call.operation, call.null_aware, call.low, call.high);
+    const ub4 count = write_one_bit_answer(answer, base, output);
+    return finish_block_path(predicate_policy, output, count, call.res, call.src, call.ctx);
   }
 };
 
 } // namespace
 
-ub4 write_one_bit_answer(OneBitAnswer answer, const void *base, ub8 *bits, ub4 rows) {
+ub4 write_one_bit_answer(OneBitAnswer answer, const void *base, Output output) {
+  if (answer == OneBitAnswer::none || answer == OneBitAnswer::all)
+    return fill_rows(output, answer == OneBitAnswer::all);
+  const ub4 rows = output.rows;
   if (rows == 0) return 0;
-  auto *out = reinterpret_cast<ub1 *>(bits);
+  auto *out = reinterpret_cast<ub1 *>(output.bits);
   const ub8 bytes = (static_cast<ub8>(rows) + 7) / 8, word_bytes = (static_cast<ub8>(rows) + 63) / 64 * 8;
-  ub4 count = 0;
-  switch (answer) {
-  case OneBitAnswer::none:
-    memset(out, 0, word_bytes);
-    return 0;
-  case OneBitAnswer::all:
-    memset(out, 0xff, bytes);
-    count = static_cast<ub4>(8 * bytes);
-    break;
-  case OneBitAnswer::same:
-  case OneBitAnswer::inverted:
-    count = turn_round(static_cast<const ub1 *>(base), out, bytes, answer == OneBitAnswer::inverted ? ~ub8{0} : 0);
-  }
+  const ub8 complement = answer == OneBitAnswer::inverted ? ~ub8{0} : 0;
+  const ub4 count = copy_bit_reversed(static_cast<const ub1 *>(base), out, bytes, complement);
   memset(out + bytes, 0, word_bytes - bytes);
   if (rows % 64 == 0) return count;
   // What the last byte holds above the last row has been counted with it.
-  ub8 &last = bits[rows / 64];
+  ub8 &last = output.bits[rows / 64];
   const ub8 above = last & ~bitvec::low_bits(rows % 64);
   last ^= above;
   return count - simd::population_count(above);

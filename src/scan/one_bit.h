@@ -16,36 +16,42 @@ enum class OneBitAnswer {
 };
 
 // Which answer an operation with its constants gives. Constants that do not matter are not read.
-template <class Operation, bool null_aware>
-struct OneBitTest {
+inline OneBitAnswer one_bit_answer(Operation operation, bool null_aware, const mipo_vec *low, const mipo_vec *high) {
   using enum OneBitAnswer;
-
-  static OneBitAnswer answer(const mipo_vec *konst) {
-    const auto k = [konst] { return simd::read_native<ub4>(konst->data); };
-    if constexpr (std::is_same_v<Operation, eq>) return k() != 0 ? same : null_aware ? none : inverted;
-    if constexpr (std::is_same_v<Operation, ne>)
-      return null_aware ? (k() != 0 ? none : same) : (k() == 1 ? inverted : same);
-    if constexpr (std::is_same_v<Operation, lt>) return null_aware ? none : k() != 0 ? inverted : none;
-    if constexpr (std::is_same_v<Operation, gt>) return k() != 0 ? none : same;
-    if constexpr (std::is_same_v<Operation, le>)
-      return null_aware ? (k() != 0 ? same : none) : (k() != 0 ? all : inverted);
-    if constexpr (std::is_same_v<Operation, ge>) return null_aware ? same : k() != 0 ? same : all;
+  using enum Operation;
+  const auto k = [low] { return simd::read_native<ub4>(low->data); };
+  switch (operation) {
+  case eq:
+    return k() != 0 ? same : null_aware ? none : inverted;
+  case ne:
+    if (null_aware) return k() != 0 ? none : same;
+    return k() == 1 ? inverted : same;
+  case lt:
+    return !null_aware && k() != 0 ? inverted : none;
+  case gt:
+    return k() != 0 ? none : same;
+  case le:
+    if (null_aware) return k() != 0 ? same : none;
+    return k() != 0 ? all : inverted;
+  case ge:
+    return null_aware || k() != 0 ? same : all;
+  case gt_lt:
+    return none;
+  default:
+    break;
   }
+  if (null_aware && operation == ge_lt) return none;
+  const ub4 lo = k(), hi = simd::read_native<ub4>(high->data);
+  if (operation == gt_le) return lo == 0 && hi == 1 ? same : none;
+  if (operation == ge_lt) return lo == 0 && hi == 1 ? inverted : none;
+  if (null_aware) return lo < 2 && hi == 1 ? same : none;
+  if (lo == 0 && hi == 0) return inverted;
+  if (lo == 0 && hi == 1) return all;
+  return lo == 1 && hi == 1 ? same : none;
+}
 
-  static OneBitAnswer answer(const mipo_vec *lo_vec, const mipo_vec *hi_vec) {
-    if constexpr (std::is_same_v<Operation, gt_lt> || (null_aware && std::is_same_v<Operation, ge_lt>)) return none;
-    const ub4 lo = simd::read_native<ub4>(lo_vec->data), hi = simd::read_native<ub4>(hi_vec->data);
-    if constexpr (std::is_same_v<Operation, gt_le>) return lo == 0 && hi == 1 ? same : none;
-    if constexpr (std::is_same_v<Operation, ge_lt>) return lo == 0 && hi == 1 ? inverted : none;
-    if constexpr (null_aware) return lo < 2 && hi == 1 ? same : none;
-    if (lo == 0 && hi == 0) return inverted;
-    if (lo == 0 && hi == 1) return all;
-    return lo == 1 && hi == 1 ? same : none;
-  }
-};
-
-// Writes the answer for `rows` rows of the stream at `base`; returns how many are set.
-ub4 write_one_bit_answer(OneBitAnswer answer, const void *base, ub8 *bits, ub4 rows);
+// Writes the answer for the rows of the stream at `base`; returns how many are set.
+ub4 write_one_bit_answer(OneBitAnswer answer, const void *base, Output output);
 
 } // namespace mipo::scan
 

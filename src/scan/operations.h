@@ -1,12 +1,29 @@
-// The ten comparisons. Each is one text, which serves a row (integers, giving bool) and a block (lanes, giving masks).
+// The ten comparisons, what codes they let in, and the few tests that this comes down to.
+//
+// An operation with its constants is a set of codes: a range, or all codes but one. A set is tested by the cheapest
+// test that tells it from the others, whatever operation it came from, so that the loops over rows exist once a column
+// and a test, and not once an operation.
+//
+//   set of codes                  test of a block                         of
+//   one code                      code == k                               eq, ranges of one code
+//   all but one                   code == k, complemented                 ne
+//   0 up to high                  code <= high                            lt, le, ranges from 0
+//   low up to the greatest        code >= low                             gt, ge, ranges up to the greatest
+//   low up to high                code - low <= high - low                other ranges, null-aware lt and le
+//   all but one and 0             code == k or code == 0, complemented    null-aware ne
+//   none, all                     no loop: words are filled
 #ifndef MIPO_SCAN_OPERATIONS_H
 #define MIPO_SCAN_OPERATIONS_H
-
-#include <type_traits>
 
 #include "simd/simd.h"
 
 namespace mipo::scan {
+
+enum class Operation { eq, lt, gt, le, ge, ne, gt_lt, gt_le, ge_lt, ge_le };
+
+constexpr bool is_two_sided(Operation operation) {
+  return operation >= Operation::gt_lt;
+}
 
 // What a test needs to see in a lane. A column may deliver more than that, never less.
 enum class LaneForm {
@@ -15,224 +32,135 @@ enum class LaneForm {
   value    // the code itself
 };
 
-struct eq {
-  static constexpr LaneForm form = LaneForm::bytes;
-  [[gnu::always_inline]] static auto holds(auto code, auto k) { return code == k; }
-};
-struct ne {
-  static constexpr LaneForm form = LaneForm::bytes;
-  [[gnu::always_inline]] static auto holds(auto code, auto k) { return code != k; }
-};
-struct lt {
-  static constexpr LaneForm form = LaneForm::ordered;
-  [[gnu::always_inline]] static auto holds(auto code, auto k) { return code < k; }
-};
-struct gt {
-  static constexpr LaneForm form = LaneForm::ordered;
-  [[gnu::always_inline]] static auto holds(auto code, auto k) { return code > k; }
-};
-struct le {
-  static constexpr LaneForm form = LaneForm::ordered;
-  [[gnu::always_inline]] static auto holds(auto code, auto k) { return code <= k; }
-};
-struct ge {
-  static constexpr LaneForm form = LaneForm::ordered;
-  [[gnu::always_inline]] static auto holds(auto code, auto k) { return code >= k; }
+// The codes from `low` to `high`, both included, or with `outside` all others; without code 0 if it is null.
+template <class Word>
+struct CodeSet {
+  Word low, high;
+  bool outside = false;
+  bool null_fails = false;
+
+  static constexpr CodeSet none() { return {1, 0}; }
+  constexpr bool is_empty() const { return !outside && low > high; }
 };
 
-// The two-sided ones say which ends of the range are left out.
-struct gt_lt {
-  static constexpr bool low_open = true, high_open = true;
-};
-struct gt_le {
-  static constexpr bool low_open = true, high_open = false;
-};
-struct ge_lt {
-  static constexpr bool low_open = false, high_open = true;
-};
-struct ge_le {
-  static constexpr bool low_open = false, high_open = false;
-};
+// Constants are compared as numbers: one beyond `greatest` is no code. Operations of one constant have it in `low`.
+template <class Word>
+CodeSet<Word> codes_where(Operation operation, bool null_aware, Word greatest, Word low, Word high) {
+  constexpr Word last = static_cast<Word>(~Word{0});
+  bool low_open = false, high_open = false;
+  switch (operation) {
+  case Operation::ne:
+    if (low > greatest) low = null_aware ? 0 : last; // equal to no code; what is left of null-aware ne is not null
+    return {low, low, true, null_aware};
+  case Operation::eq:
+    high = low;
+    break;
+  case Operation::lt:
+  case Operation::le:
+    high = low;
+    high_open = operation == Operation::lt;
+    low = 0;
+    break;
+  case Operation::gt:
+  case Operation::ge:
+    high = last;
+    low_open = operation == Operation::gt;
+    break;
+  default:
+    low_open = operation == Operation::gt_lt || operation == Operation::gt_le;
+    high_open = operation == Operation::gt_lt || operation == Operation::ge_lt;
+  }
+  if ((low_open && low == last) || (high_open && high == 0)) return CodeSet<Word>::none();
+  low = static_cast<Word>(low + low_open);
+  high = static_cast<Word>(high - high_open);
+  if (null_aware && low == 0) low = 1;
+  if (high > greatest) high = greatest;
+  return low > high ? CodeSet<Word>::none() : CodeSet<Word>{low, high};
+}
 
-// What the codes of a column can be, for a test to know what its constants mean: integers of type Integer, from
-// `least_value` (1 if code 0 stands for a row without value) to `greatest`.
-template <class IntegerType, IntegerType greatest_code, bool null_aware_codes>
-struct CodeRange {
-  using Integer = IntegerType;
-  static constexpr Integer greatest = greatest_code;
-  static constexpr bool null_aware = null_aware_codes;
-  static constexpr Integer least_value = null_aware ? 1 : 0;
-};
-
-// Any operation on single rows: a range or what is outside it, rows without value always being outside. One text for
-// all ten, so that the paths that go row by row exist once a column and not once an operation.
-template <class Codes>
+// Any set of codes on single rows.
+template <class Word>
 class RowTest {
 public:
-  using Integer = typename Codes::Integer;
-  static constexpr Integer last = static_cast<Integer>(~Integer{0});
+  explicit RowTest(CodeSet<Word> codes)
+      : low_(codes.low),
+        span_(static_cast<Word>(codes.high - codes.low)),
+        outside_(codes.outside),
+        null_passes_(!codes.null_fails) {
+    if (!codes.is_empty()) return;
+    low_ = 0; // all codes, complemented
+    span_ = static_cast<Word>(~Word{0});
+    outside_ = true;
+  }
 
-  static RowTest within(Integer low, Integer high) { return {low, static_cast<Integer>(high - low), false}; }
-  static RowTest outside(Integer low, Integer high) { return {low, static_cast<Integer>(high - low), true}; }
-  static RowTest never() { return outside(0, last); }
-
-  [[gnu::always_inline]] bool row(Integer code) const {
-    return ((static_cast<Integer>(code - low_) <= span_) != outside_) & (!Codes::null_aware || code != 0);
+  [[gnu::always_inline]] bool row(Word code) const {
+    return ((static_cast<Word>(code - low_) <= span_) != outside_) & (null_passes_ | (code != 0));
   }
 
 private:
-  RowTest(Integer low, Integer span, bool outside) : low_(low), span_(span), outside_(outside) {}
-
-  Integer low_, span_;
-  bool outside_;
+  Word low_, span_;
+  bool outside_, null_passes_;
 };
 
-// A test is a comparison with its constants read. What the frame asks of it:
-//
-//   of_rows()            the test for single rows, with row(code)
-//   lanes(codes, lift)   a mask for a vector of codes; lift(k) gives a constant the form that the codes have in their
-//                        lanes
-//   force(), keep()      what the masks leave out: all ones or all zeros, ORed to and then ANDed with the finished bits
-//
-// A code and a constant are compared as numbers. Where a constant lies beyond all codes no mask can say so, and the
-// answer is the same for all rows: force() or keep() gives it.
-template <class Operation, class Codes>
-class OneSidedTest {
-public:
-  using Integer = typename Codes::Integer;
-  static constexpr bool unequal_to_null = Codes::null_aware && std::is_same_v<Operation, ne>;
-  static constexpr bool equal_to_value = Codes::null_aware && std::is_same_v<Operation, eq>;
-  static constexpr bool at_least_value = Codes::null_aware && std::is_same_v<Operation, ge>;
-  // Every constant is a code: the blocks of such columns are spared the question.
-  static constexpr bool every_constant_is_a_code = Codes::greatest == static_cast<Integer>(~Integer{0});
-
-  explicit OneSidedTest(Integer k) : of_rows_(test_of_rows(k)), k_(k) {
-    if (at_least_value && k_ == 0) k_ = 1;
-    if (equal_to_value && k_ == 0) keep_ = 0;
-    if (k_ <= Codes::greatest) return;
-    if (unequal_to_null)
-      k_ = 0; // equal to no code: unequal to null says it all
-    else if (Operation::holds(Codes::greatest, k_))
-      force_ = ~ub8{0};
-    else
-      keep_ = 0;
+// Tests of a block: lanes(codes, to_lane_constant) is a mask for a vector of codes; to_lane_constant(k) gives a
+// constant the form that the codes have in their lanes.
+template <class Word>
+struct EqualTest {
+  Word k;
+  [[gnu::always_inline]] auto lanes(auto codes, auto to_lane_constant) const { return codes == to_lane_constant(k); }
+};
+template <class Word>
+struct EqualOrNullTest {
+  Word k;
+  [[gnu::always_inline]] auto lanes(auto codes, auto to_lane_constant) const {
+    return (codes == to_lane_constant(k)) | (codes == decltype(codes){});
   }
+};
+// Up to 32 bits lanes have a minimum, which tells at most in two steps; for 64 bits they have a greater-than only.
+// There is a code above `high`, and one below `low`.
+template <class T>
+inline constexpr bool has_lane_minimum = sizeof(T) < 8;
 
-  [[gnu::always_inline]] ub8 force() const { return every_constant_is_a_code ? 0 : force_; }
-  [[gnu::always_inline]] ub8 keep() const { return every_constant_is_a_code && !equal_to_value ? ~ub8{0} : keep_; }
-
-  RowTest<Codes> of_rows() const { return of_rows_; }
-
+template <class Word>
+struct AtMostTest {
+  Word high;
   template <class T>
-  [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
-    if constexpr (unequal_to_null)
-      return !((codes == lift(k_)) | (codes == simd::Lanes<T>{}));
+  [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto to_lane_constant) const {
+    if constexpr (has_lane_minimum<T>)
+      return codes <= to_lane_constant(high);
     else
-      return Operation::holds(codes, lift(k_));
+      return codes < to_lane_constant(high + 1);
   }
-
-private:
-  static RowTest<Codes> test_of_rows(Integer k) {
-    using Rows = RowTest<Codes>;
-    if constexpr (std::is_same_v<Operation, eq>) return Rows::within(k, k);
-    if constexpr (std::is_same_v<Operation, ne>) return Rows::outside(k, k);
-    if constexpr (std::is_same_v<Operation, le>) return Rows::within(0, k);
-    if constexpr (std::is_same_v<Operation, ge>) return Rows::within(k, Rows::last);
-    if constexpr (std::is_same_v<Operation, lt>) return k == 0 ? Rows::never() : Rows::outside(k, Rows::last);
-    if constexpr (std::is_same_v<Operation, gt>) return k == Rows::last ? Rows::never() : Rows::outside(0, k);
-  }
-
-  RowTest<Codes> of_rows_;
-  Integer k_;
-  ub8 force_ = 0, keep_ = ~ub8{0};
 };
-
-// A range costs one subtraction and one comparison: code - low wraps around for codes below low, so that
-// low <= code <= high is code - low <= high - low. Null-aware lt and le are ranges too: they begin at the first value.
-template <class Codes>
-class RangeTest {
-public:
-  using Integer = typename Codes::Integer;
-
-  RangeTest(Integer first, bool first_open, Integer last, bool last_open) {
-    const bool nothing_above = first_open && first == static_cast<Integer>(~Integer{0});
-    const bool nothing_below = last_open && last == 0;
-    low_ = static_cast<Integer>(first + first_open);
-    Integer high = static_cast<Integer>(last - last_open);
-    if (low_ < Codes::least_value) low_ = Codes::least_value;
-    if (high > Codes::greatest) high = Codes::greatest;
-    const bool empty = nothing_above || nothing_below || low_ > high;
-    keep_ = empty ? 0 : ~ub8{0};
-    span_ = static_cast<Integer>(high - low_);
-  }
-
-  static constexpr ub8 force() { return 0; }
-  [[gnu::always_inline]] ub8 keep() const { return keep_; }
-
-  RowTest<Codes> of_rows() const {
-    return keep_ == 0 ? RowTest<Codes>::never() : RowTest<Codes>::within(low_, static_cast<Integer>(low_ + span_));
-  }
-
+template <class Word>
+struct AtLeastTest {
+  Word low;
   template <class T>
-  [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto lift) const {
-    return codes - lift(low_) <= lift(span_);
+  [[gnu::always_inline]] auto lanes(simd::Lanes<T> codes, auto to_lane_constant) const {
+    if constexpr (has_lane_minimum<T>)
+      return codes >= to_lane_constant(low);
+    else
+      return codes > to_lane_constant(low - 1);
   }
-
-private:
-  Integer low_, span_;
-  ub8 keep_;
 };
-
-template <class Operation, class Codes>
-struct NullAwareUpperBound : RangeTest<Codes> {
-  using Integer = typename Codes::Integer;
-  explicit NullAwareUpperBound(Integer k) : RangeTest<Codes>(0, false, k, std::is_same_v<Operation, lt>) {}
+// Costs nothing: a mask carries in its type whether its bits are to be read inverted.
+template <class Test>
+struct Complement {
+  Test test;
+  [[gnu::always_inline]] auto lanes(auto codes, auto to_lane_constant) const {
+    return !test.lanes(codes, to_lane_constant);
+  }
 };
+template <class Test>
+Complement(Test) -> Complement<Test>;
 
-template <class Operation, class Codes>
-struct TwoSidedTest : RangeTest<Codes> {
-  using Integer = typename Codes::Integer;
-  TwoSidedTest(Integer lo, Integer hi) : RangeTest<Codes>(lo, Operation::low_open, hi, Operation::high_open) {}
-};
-
-// The test of an operation on certain codes. Codes with tests of their own name
-// them as OneSided<Operation> and TwoSided<Operation>.
-template <class OneSidedOperation>
-struct one_sided_test {
-  using Operation = OneSidedOperation;
-  static constexpr LaneForm form = Operation::form;
-
-  template <class Codes>
-  struct TestOf {
-    static constexpr bool null_aware_upper_bound =
-        Codes::null_aware && (std::is_same_v<Operation, lt> || std::is_same_v<Operation, le>);
-    using type = std::conditional_t<null_aware_upper_bound, NullAwareUpperBound<Operation, Codes>,
-                                    OneSidedTest<Operation, Codes>>;
-  };
-  template <class Codes>
-  requires requires { typename Codes::template OneSided<Operation>; }
-  struct TestOf<Codes> {
-    using type = typename Codes::template OneSided<Operation>;
-  };
-  template <class Codes>
-  using Test = typename TestOf<Codes>::type;
-};
-template <class TwoSidedOperation>
-struct two_sided_test {
-  using Operation = TwoSidedOperation;
-  static constexpr LaneForm form = LaneForm::ordered;
-
-  template <class Codes>
-  struct TestOf {
-    using type = TwoSidedTest<Operation, Codes>;
-  };
-  template <class Codes>
-  requires requires { typename Codes::template TwoSided<Operation>; }
-  struct TestOf<Codes> {
-    using type = typename Codes::template TwoSided<Operation>;
-  };
-  template <class Codes>
-  using Test = typename TestOf<Codes>::type;
+// One subtraction and one comparison: code - low wraps around for codes below low.
+template <class Word>
+struct RangeTest {
+  Word low, span;
+  [[gnu::always_inline]] auto lanes(auto codes, auto to_lane_constant) const {
+    return codes - to_lane_constant(low) <= to_lane_constant(span);
+  }
 };
 
 } // namespace mipo::scan

@@ -35,10 +35,10 @@ struct PackedLayout {
   struct VectorTables {
     alignas(32) ub1 selectors[simd::vector_bytes];
     Lane masks[simd::vector_bytes / sizeof(Lane)];
-    Lane weights[simd::vector_bytes / sizeof(Lane)]; // 2 to the shift: what a constant is multiplied by
+    Lane constant_factors[simd::vector_bytes / sizeof(Lane)]; // 2 to the shift: what a constant is multiplied by
     Lane shifts[simd::vector_bytes / sizeof(Lane)];
-    Lane rises[simd::vector_bytes / sizeof(Lane)]; // what moves a code to its lane's top
-    size_t offsets[simd::groups_per_vector];       // of the groups' loads, in the block's stream bytes
+    Lane left_shift_factors[simd::vector_bytes / sizeof(Lane)]; // what moves a code to its lane's top
+    size_t offsets[simd::groups_per_vector];                    // of the groups' loads, in the block's stream bytes
   };
 
   VectorTables vector[vectors];
@@ -91,9 +91,9 @@ private:
             holds_code ? static_cast<ub1>(last - byte - vector[v].offsets[lane / lanes_per_group]) : 0x80;
       }
       vector[v].masks[lane] = static_cast<Lane>(((ub8{1} << bits) - 1) << shift);
-      vector[v].weights[lane] = static_cast<Lane>(ub8{1} << shift);
+      vector[v].constant_factors[lane] = static_cast<Lane>(ub8{1} << shift);
       vector[v].shifts[lane] = static_cast<Lane>(shift);
-      vector[v].rises[lane] = static_cast<Lane>(ub8{1} << (8 * sizeof(Lane) - bits - shift));
+      vector[v].left_shift_factors[lane] = static_cast<Lane>(ub8{1} << (8 * sizeof(Lane) - bits - shift));
     }
   }
 
@@ -110,7 +110,8 @@ inline constexpr PackedLayout<bits, Lane, blocks> packed_layout;
 // The telling row: codes of 3 bits in lanes of 16.
 static_assert(packed_layout<3>.vector[0].masks[0] == 224 && packed_layout<3>.vector[0].masks[1] == 28 &&
               packed_layout<3>.vector[0].masks[2] == 896 && packed_layout<3>.vector[0].masks[7] == 7);
-static_assert(packed_layout<3>.vector[0].weights[2] == 1 << 7 && packed_layout<3>.vector[0].weights[7] == 1);
+static_assert(packed_layout<3>.vector[0].constant_factors[2] == 1 << 7 &&
+              packed_layout<3>.vector[0].constant_factors[7] == 1);
 
 template <unsigned bits, class Lane = PackedLane<bits>, size_t blocks = 1>
 class PackedBlock {
@@ -126,7 +127,7 @@ public:
     return simd::for_block(
         [&](size_t i) __attribute__((always_inline)) {
           if constexpr (form == LaneForm::value)
-            return test.lanes(values(i), simd::broadcast_lanes<Lane>);
+            return test.lanes(values(i), [](auto k) { return simd::broadcast_lanes(static_cast<Lane>(k)); });
           else
             return test.lanes(in_place(i), [&](auto k) { return shifted_alike(static_cast<Lane>(k), i); });
         },
@@ -140,7 +141,8 @@ public:
     if constexpr (simd::lanes_shift_apart<Lane>)
       return {shuffled(i) >> simd::load<Lane>(layout.vector[layout.same_masks[i]].shifts) &
               simd::broadcast(static_cast<Lane>((ub8{1} << bits) - 1))};
-    return {shuffled(i) * simd::load<Lane>(layout.vector[layout.same_masks[i]].rises) >> (8 * sizeof(Lane) - bits)};
+    return {shuffled(i) * simd::load<Lane>(layout.vector[layout.same_masks[i]].left_shift_factors) >>
+            (8 * sizeof(Lane) - bits)};
   }
 
 private:
@@ -167,28 +169,28 @@ private:
 
   [[gnu::always_inline]] static simd::Lanes<Lane> shifted_alike(Lane k, size_t i) {
     if constexpr (whole_bytes) return simd::broadcast_lanes(k);
-    return {simd::broadcast(k) * simd::load<Lane>(layout.vector[layout.same_masks[i]].weights)};
+    return {simd::broadcast(k) * simd::load<Lane>(layout.vector[layout.same_masks[i]].constant_factors)};
   }
 
   const ub1 *stream_;
 };
 
-template <unsigned bits, bool null_aware, class LaneType = PackedLane<bits>>
+template <unsigned bits, class LaneType = PackedLane<bits>>
 class PackedCodes {
 public:
   using Lane = LaneType;
-  using BlockCodes = CodeRange<ub4, static_cast<ub4>((ub8{1} << bits) - 1), null_aware>;
-  using SelectiveCodes = BlockCodes; // constants are words in both paths
+  using Word = ub4;
+  static constexpr Word greatest = static_cast<ub4>((ub8{1} << bits) - 1);
   using Block = PackedBlock<bits, Lane>;
 
   static constexpr size_t rows_per_block = Block::rows;
 
   explicit PackedCodes(const void *base) : base_(static_cast<const ub1 *>(base)) {}
 
-  template <class Codes>
-  static ub4 constant(const mipo_vec *konst) {
-    return simd::read_native<ub4>(konst->data);
-  }
+  // Constants are words in both paths.
+  static constexpr bool compares_words_when_selective = false;
+  static Word block_constant(const mipo_vec *konst) { return simd::read_native<ub4>(konst->data); }
+  static Word selective_constant(const mipo_vec *konst) { return block_constant(konst); }
 
   // From the two words that hold the code for certain: streams have a word behind the last code's.
   [[gnu::always_inline]] ub4 row(ub8 row) const {
@@ -201,7 +203,7 @@ public:
 
   [[gnu::always_inline]] Block at(ub8 block) const {
     const ub1 *stream = base_ + block * Block::bytes;
-    // Wider codes are slow enough for the processor to fetch them by itself, and feel each further instruction.
+    // Loops over wider codes are bound by instructions; the hardware prefetcher suffices.
     if constexpr (bits <= 16)
       for (size_t line = 0; line < Block::bytes; line += cache_line_bytes)
         __builtin_prefetch(stream + prefetch_distance + line, 0, 3);
@@ -213,34 +215,24 @@ private:
 };
 
 // Any width of dictionary codes. Lane: what codes are compared or unpacked in, where their bytes do not decide.
-template <unsigned bits, bool null_aware, class Lane>
+template <unsigned bits, class Lane>
 struct DictionaryCodesOf {
-  using type = PackedCodes<bits, null_aware, Lane>;
+  using type = PackedCodes<bits, Lane>;
 };
-template <bool null_aware>
-struct DictionaryCodesOf<8, null_aware, ub1> {
-  using type = ByteAlignedCodes<ub1, null_aware>;
+template <>
+struct DictionaryCodesOf<8, ub1> {
+  using type = ByteAlignedCodes<ub1>;
 };
-template <bool null_aware>
-struct DictionaryCodesOf<16, null_aware, ub2> {
-  using type = ByteAlignedCodes<ub2, null_aware>;
+template <>
+struct DictionaryCodesOf<16, ub2> {
+  using type = ByteAlignedCodes<ub2>;
 };
-template <bool null_aware>
-struct DictionaryCodesOf<32, null_aware, ub4> {
-  using type = ByteAlignedCodes<ub4, null_aware>;
+template <>
+struct DictionaryCodesOf<32, ub4> {
+  using type = ByteAlignedCodes<ub4>;
 };
-template <unsigned bits, bool null_aware, class Lane>
-using DictionaryCodes = typename DictionaryCodesOf<bits, null_aware, Lane>::type;
-
-// The body of a kernel.
-template <unsigned bits, mipo_variant variant>
-struct Packed {
-  template <class Sides>
-  [[gnu::always_inline]] static ub4 run(const auto &...arguments) {
-    using Column = PackedCodes<bits, variant == MIPO_VARIANT_NULL_AWARE>;
-    return evaluate<Sides>([](const void *base) { return Column(base); }, arguments...);
-  }
-};
+template <unsigned bits, class Lane>
+using DictionaryCodes = typename DictionaryCodesOf<bits, Lane>::type;
 
 } // namespace mipo::scan
 

@@ -31,28 +31,23 @@ private:
 
 template <unsigned bits, mipo_variant>
 struct TrailingZero {
-  template <class Sides>
-  [[gnu::always_inline]] static ub4 run(const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src,
-                                        mipo_call_ctx *ctx, const auto *...constants) {
+  static ub4 run(const PredicateCall &call) {
     using Lane = simd::Unsigned<bits>;
-    const unsigned bytes = value_bytes<bits>(src);
-    return with_values_of<Lane>(
-        bytes, [&]<class Values>() __attribute__((always_inline)) {
-          // Nothing can be cut from a single byte, and its count is not looked at.
-          if constexpr (sizeof(Lane) == 1) {
-            return evaluate<Sides>([](const void *base) { return Values(base, 1); }, labels, res, src, ctx,
-                                   constants...);
-          } else {
-            ub1 repeated[ZeroCounts::block_bytes];
-            const bool one_count = MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_TZ_CONST);
-            if (one_count) memset(repeated, (*static_cast<const ub1 *>(src->lens) & 3) * 0x55, sizeof repeated);
-            const ZeroCounts counts = one_count ? ZeroCounts(repeated) : ZeroCounts(src);
-            const auto column = [=](const void *base) {
-              return paired<Values, count_bits>(Values(base, bytes), counts);
-            };
-            return evaluate<Sides>(column, labels, res, src, ctx, constants...);
-          }
-        });
+    const unsigned bytes = value_bytes<bits>(call.src);
+    return with_values_of<Lane>(bytes, [&]<class Values>() {
+      // Nothing can be cut from a single byte, and its count is not looked at.
+      if constexpr (sizeof(Lane) == 1) {
+        return evaluate(call, [](const void *base) { return Values(base, 1); });
+      } else {
+        ub1 repeated[ZeroCounts::block_bytes];
+        const mipo_vec *src = call.src;
+        const bool one_count = MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_TZ_CONST);
+        if (one_count) memset(repeated, (*static_cast<const ub1 *>(src->lens) & 3) * 0x55, sizeof repeated);
+        const ZeroCounts counts = one_count ? ZeroCounts(repeated) : ZeroCounts(src);
+        return evaluate_pairs(
+            call, [=](const void *base) { return paired<Values, count_bits>(Values(base, bytes), counts); });
+      }
+    });
   }
 };
 

@@ -3,7 +3,7 @@
 
 #include <type_traits>
 
-#include "frame/kernels.h"
+#include "xlate/kernels.h"
 
 namespace mipo::xlate {
 namespace {

@@ -1,9 +1,11 @@
-// The built column kernels as functions, declared from their lists.
-#ifndef MIPO_FRAME_KERNELS_H
-#define MIPO_FRAME_KERNELS_H
+// A row of a family's list (kernels.inc) as the declaration of its function:
+//
+//   extern "C" { SCAN_KERNELS(MIPO_DECLARE_KERNEL) }
+#ifndef MIPO_FRAME_KERNEL_DECLARATION_H
+#define MIPO_FRAME_KERNEL_DECLARATION_H
 
-#include "frame/kernel_lists.h"
 #include "mipo/entries.h"
+#include "mipo/keys.h"
 
 namespace mipo::frame {
 
@@ -17,11 +19,7 @@ struct Pointee<Function *> {
 
 } // namespace mipo::frame
 
-extern "C" {
-#define DECLARE_KERNEL(shape, name, operation, family, width_field, variant) \
+#define MIPO_DECLARE_KERNEL(shape, name, operation, family, width_field, variant) \
   mipo::frame::Pointee<decltype(mipo_kernel::shape)>::type name;
-FOR_EACH_KERNEL(DECLARE_KERNEL)
-#undef DECLARE_KERNEL
-}
 
 #endif
