@@ -13,7 +13,7 @@ using MinMaxLane = std::conditional_t<(bits > 1 && bits < 8) || bits == 16, ub2,
 template <unsigned bits, mipo_variant variant>
 ub4 minmax_of_width(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
   constexpr bool null_aware = variant == MIPO_VARIANT_NULL_AWARE;
-  return minmax<scan::DictionaryCodes<bits, MinMaxLane<bits>>, null_aware>(labels, res, src, ctx, mode);
+  return minmax<scan::DictionaryCodes<bits, MinMaxLane<bits>>, bits, null_aware>(labels, res, src, ctx, mode);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #ifndef MIPO_DECODE_MINMAX_H
 #define MIPO_DECODE_MINMAX_H
 
+#include "decode/code_reader.h"
 #include "decode/selected_rows.h"
 #include "frame/column_base.h"
 #include "scan/packed.h"
@@ -13,7 +14,7 @@ struct MinMaxLabels {
   const char *empty_list; // "<kernel>: [rle] ones_vec size is zero"
 };
 
-// Which ends a host asks for; any other number means both. What was not asked for is no reason to look on.
+// Which ends a host asks for; any other number means both. Ends that were not asked for do not delay the early exit.
 enum MinMaxMode : ub8 { minimum_only = 1, maximum_only = 2 };
 
 template <bool null_aware>
@@ -103,31 +104,49 @@ void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes
   one_by_one(end_block * block_rows, end);
 }
 
-// A column whose rows are runs. Leaves next_row, run_index and run_end for the call to be continued.
-template <bool null_aware, class Column, class Runs>
-void take_runs(Column column, Runs runs, const mipo_vec *src, mipo_call_ctx *ctx, Extremes<null_aware> &extremes) {
+// The run that a call goes on with; run_count if there is none.
+inline ub4 run_of_next_row(const mipo_vec *src, const mipo_call_ctx *ctx) {
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  RunCursor<Runs> cursor(runs, enc_ctx, ctx);
-  if (ctx->ones_vec == nullptr && ctx->ones_list == nullptr) {
-    if (ctx->next_row < src->nrows && cursor.find(ctx->next_row)) {
-      take_rows(column, cursor.run(), enc_ctx->run_count, extremes);
-      ctx->run_index = enc_ctx->run_count - 1;
-      ctx->run_end = src->nrows;
-    }
-    ctx->next_row = src->nrows;
-    return;
-  }
-  SelectedRows rows(src, ctx);
-  ub4 taken_up_to = 0; // rows below have the run that was taken last
-  rows.each([&](ub4 row) {
-    if (row < taken_up_to) return true;
-    if (!cursor.find(row)) return false;
-    taken_up_to = cursor.end();
-    extremes.take(static_cast<ub4>(column.row(cursor.run())));
-    return !extremes.settled();
+  if (ctx->next_row >= src->nrows) return enc_ctx->run_count;
+  return frame::with_runs(enc_ctx, [&](auto runs) {
+    RunCursor cursor(runs, enc_ctx, ctx);
+    return cursor.find(ctx->next_row) ? cursor.run() : enc_ctx->run_count;
   });
-  ctx->next_row = rows.end();
-  cursor.store(ctx);
+}
+
+// The runs that selected rows lie in; the same text for all widths. Leaves next_row, run_index and run_end for the call
+// to be continued.
+template <bool null_aware>
+[[gnu::noinline]] void take_selected_runs(CodeReader codes, const mipo_vec *src, mipo_call_ctx *ctx,
+                                          Extremes<null_aware> &extremes) {
+  frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
+    RunCursor cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
+    SelectedRows rows(src, ctx);
+    ub4 taken_up_to = 0; // rows below have the run that was taken last
+    rows.each([&](ub4 row) {
+      if (row < taken_up_to) return true;
+      if (!cursor.find(row)) return false;
+      taken_up_to = cursor.end();
+      extremes.take(codes[cursor.run()]);
+      return !extremes.settled();
+    });
+    ctx->next_row = rows.end();
+    cursor.store(ctx);
+  });
+}
+
+// A column whose rows are runs.
+template <bool null_aware, class Column>
+void take_runs(Column column, CodeReader codes, const mipo_vec *src, mipo_call_ctx *ctx,
+               Extremes<null_aware> &extremes) {
+  if (ctx->ones_vec != nullptr || ctx->ones_list != nullptr) return take_selected_runs(codes, src, ctx, extremes);
+  const ub4 run_count = MIPO_VEC_ENC_CTX(src)->run_count, first = run_of_next_row(src, ctx);
+  if (first < run_count) {
+    take_rows(column, first, run_count, extremes);
+    ctx->run_index = run_count - 1;
+    ctx->run_end = src->nrows;
+  }
+  ctx->next_row = src->nrows;
 }
 
 // A column whose rows are stored one by one.
@@ -149,15 +168,16 @@ void take_stored_rows(Column column, const mipo_vec *src, mipo_call_ctx *ctx, Ex
 }
 
 // A whole kernel. Nothing better can come when the walk ends early, so all rows count as done in any case.
-template <class Column, bool null_aware>
+template <class Column, unsigned bits, bool null_aware>
 ub4 minmax(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  const Column column(frame::column_base(src, ctx, labels.decompression));
+  const void *base = frame::column_base(src, ctx, labels.decompression);
+  const Column column(base);
   Extremes<null_aware> extremes(enc_ctx->sym_count, mode);
   const bool run_length = MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE);
   if (run_length) {
     if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
-    frame::with_runs(enc_ctx, [&](auto runs) { take_runs(column, runs, src, ctx, extremes); });
+    take_runs(column, CodeReader(base, bits), src, ctx, extremes);
   } else {
     take_stored_rows(column, src, ctx, extremes);
   }

@@ -9,6 +9,7 @@
 #ifndef MIPO_DECODE_UNPACK_H
 #define MIPO_DECODE_UNPACK_H
 
+#include "decode/code_reader.h"
 #include "decode/compaction.h"
 #include "decode/selected_rows.h"
 #include "frame/column_base.h"
@@ -219,16 +220,6 @@ public:
     return next_row;
   }
 
-  template <class Runs>
-  ub4 runs(Runs runs, const mipo_vec *src, mipo_call_ctx *ctx) {
-    RunCursor<Runs> cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
-    const ub4 next_row = ctx->ones_vec != nullptr    ? runs_of_bits(cursor, SelectionBits(ctx->ones_vec), src, ctx)
-                         : ctx->ones_list != nullptr ? runs_of_list(cursor, src, ctx)
-                                                     : all_runs(cursor, src, ctx);
-    cursor.store(ctx);
-    return next_row;
-  }
-
 private:
   ub4 code(ub4 row) const { return static_cast<ub4>(column_.row(row)); }
 
@@ -238,13 +229,38 @@ private:
     __builtin_prefetch(reinterpret_cast<const ub1 *>(out) + unpack_prefetch_bytes, 1);
   }
 
+  const ub1 *stream_;
+  Column column_;
+  CodeArray<Out> out_;
+};
+
+// Runs into codes of rows; the same text for all widths.
+template <class Out>
+class RunUnpacker {
+public:
+  RunUnpacker(CodeReader codes, mipo_vec *res) : codes_(codes), out_{static_cast<Out *>(res->data), 0, res->nrows} {}
+
+  ub4 written() const { return out_.written; }
+
+  // Returns the first row not done.
+  template <class Runs>
+  [[gnu::noinline]] ub4 unpack(Runs runs, const mipo_vec *src, mipo_call_ctx *ctx) {
+    RunCursor<Runs> cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
+    const ub4 next_row = ctx->ones_vec != nullptr    ? runs_of_bits(cursor, SelectionBits(ctx->ones_vec), src, ctx)
+                         : ctx->ones_list != nullptr ? runs_of_list(cursor, src, ctx)
+                                                     : all_runs(cursor, src, ctx);
+    cursor.store(ctx);
+    return next_row;
+  }
+
+private:
   template <class Cursor>
   ub4 all_runs(Cursor &cursor, const mipo_vec *src, const mipo_call_ctx *ctx) {
     ub4 row = ctx->next_row;
     while (row < src->nrows && !out_.full() && cursor.find(row)) {
       const ub4 end = cursor.end() < src->nrows ? cursor.end() : src->nrows;
       const ub4 rows = end - row < out_.room() ? end - row : out_.room();
-      out_.add(code(cursor.run()), rows);
+      out_.add(codes_[cursor.run()], rows);
       row += rows;
     }
     return row;
@@ -255,7 +271,7 @@ private:
     ub4 row = ctx->next_row;
     while (row < src->nrows && !out_.full() && cursor.find(row)) {
       const ub4 end = cursor.end() < src->nrows ? cursor.end() : src->nrows;
-      const ub4 selected = selection.count(row, end), run_code = code(cursor.run());
+      const ub4 selected = selection.count(row, end), run_code = codes_[cursor.run()];
       if (selected <= out_.room()) {
         out_.add(run_code, selected);
         row = end;
@@ -276,36 +292,49 @@ private:
         next_row = row;
         return false;
       }
-      out_.add(code(cursor.run()));
+      out_.add(codes_[cursor.run()]);
       return true;
     });
     return next_row;
   }
 
-  const ub1 *stream_;
-  Column column_;
+  CodeReader codes_;
   CodeArray<Out> out_;
 };
 
+// The end of a call: `written` codes, and the first row not done.
+inline ub4 finish_unpacking(ub4 written, ub4 next_row, mipo_vec *res, mipo_call_ctx *ctx) {
+  ctx->next_row = next_row;
+  res->nset = written;
+  ctx->done_flags |= MIPO_DONE_DECODE_UNPACK;
+  return written != 0 ? MIPO_DONE : MIPO_EMPTY;
+}
+
+template <class Out>
+[[gnu::noinline]] ub4 unpack_runs_into(const char *empty_list, CodeReader codes, mipo_vec *res, const mipo_vec *src,
+                                       mipo_call_ctx *ctx) {
+  RunUnpacker<Out> unpacker(codes, res);
+  if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, empty_list);
+  const ub4 next_row =
+      frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) { return unpacker.unpack(runs, src, ctx); });
+  return finish_unpacking(unpacker.written(), next_row, res, ctx);
+}
+
 template <unsigned bits, class Out>
 ub4 unpack_into(const UnpackLabels &labels, const void *base, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
+  if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_RLE))
+    return unpack_runs_into<Out>(labels.empty_list, CodeReader(base, bits), res, src, ctx);
   Unpacker<bits, Out> unpacker(base, res);
-  const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  const ub4 first = ctx->next_row;
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE)) {
-    if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
-    ctx->next_row = frame::with_runs(enc_ctx, [&](auto runs) { return unpacker.runs(runs, src, ctx); });
-  } else if (ctx->ones_vec != nullptr && (ctx->eval_flags & MIPO_EVAL_SELECTIVE) == 0) {
-    ctx->next_row = unpacker.rows_of_bits(SelectionBits(ctx->ones_vec), first, src->nrows);
+  ub4 next_row = ctx->next_row;
+  if (ctx->ones_vec != nullptr && (ctx->eval_flags & MIPO_EVAL_SELECTIVE) == 0) {
+    next_row = unpacker.rows_of_bits(SelectionBits(ctx->ones_vec), next_row, src->nrows);
   } else if (ctx->ones_vec != nullptr || ctx->ones_list != nullptr) {
     SelectedRows rows(src, ctx);
-    ctx->next_row = unpacker.rows_one_by_one(rows, src->nrows);
-  } else if (first < src->nrows) {
-    ctx->next_row = unpacker.all_rows(first, src->nrows);
+    next_row = unpacker.rows_one_by_one(rows, src->nrows);
+  } else if (next_row < src->nrows) {
+    next_row = unpacker.all_rows(next_row, src->nrows);
   }
-  res->nset = unpacker.written();
-  ctx->done_flags |= MIPO_DONE_DECODE_UNPACK;
-  return unpacker.written() != 0 ? MIPO_DONE : MIPO_EMPTY;
+  return finish_unpacking(unpacker.written(), next_row, res, ctx);
 }
 
 // A whole kernel.
