@@ -93,7 +93,7 @@ public:
     constexpr ub8 untouched = 0xa5a5a5a5a5a5a5a5;
     if (has_word_behind && output.words()[words] != untouched &&
         !(output.words()[words] == 0 && last_rows_are_selected_))
-      wrong += "the word behind the last row was written; ";
+      wrong += "the word after the last row was written; ";
     if (!output.intact()) wrong += "wrote beside the output; ";
     if (wrong.empty() &&
         !(same(res_, res_after) && same(src_, src_before) && same(enc_, enc_before) && same(aux_, aux_before)))
@@ -143,7 +143,7 @@ protected:
 
 constexpr ub4 telling_lengths[] = {0, 1, 2, 63, 64, 65, 127, 128, 129, 255, 256, 1000, 100000};
 
-// One selected run of each length behind each bit of a word, the last one or with rows behind it.
+// One selected run of each length after each bit of a word, the last one or with rows after it.
 TEST_F(BurstRleTest, RunsStartAndEndAtEveryBit) {
   for (const ListedKernel &kernel : built_bursts()) {
     Random random(test_seed() + kernel.key());

@@ -139,7 +139,7 @@ public:
     // Compacting the selected rows of bits stores whole registers, within the room there is.
     for (ub4 row = written; row < capacity && ctx.ones_vec == nullptr; ++row)
       if (first[row] != 0xa5a5a5a5) {
-        wrong += "wrote a key behind the last; ";
+        wrong += "wrote a key after the last; ";
         break;
       }
     return {code, out.nset, {first, first + written}};
@@ -209,7 +209,7 @@ private:
   const ChosenColumns &chosen_;
   bool multiply_;
   Random &random_;
-  const std::size_t compressed_; // number of the column behind the host's decompressor, if there is one of that number
+  const std::size_t compressed_; // number of the column after the host's decompressor, if there is one of that number
   Compression compression_;
   TestHost host_;
   std::deque<ColumnData> data_;
@@ -293,7 +293,7 @@ TEST_F(GroupKeyTest, EveryChunkAndEveryCapacity) {
       }
 }
 
-// Selected rows alone have keys; how far a call gets behind the last of them is its own affair.
+// Selected rows alone have keys; how far a call gets after the last of them is its own affair.
 TEST_F(GroupKeyTest, KeysOfSelectedRows) {
   Random random(test_seed());
   for (const bool multiply : {false, true})

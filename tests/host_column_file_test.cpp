@@ -173,7 +173,7 @@ TEST_F(ColumnFile, CutOffAndAlteredFilesAreTold) {
         << size << ": " << error;
   }
   EXPECT_EQ(error_of([&] { open_column_file(library_, file_of(sound + '\0')); }),
-            "has been altered: there are bytes behind its end");
+            "has been altered: there are bytes after its end");
 
   column_file::Header header;
   std::memcpy(&header, sound.data(), sizeof header);
@@ -187,7 +187,7 @@ TEST_F(ColumnFile, CutOffAndAlteredFilesAreTold) {
     EXPECT_EQ(on_opening.empty(), !in_directory) << at << ": " << on_opening;
     if (in_directory) continue;
     const std::string error = error_of([&] { verify_column_file(library_, path()); });
-    const bool is_between = error.empty(); // the zeros behind a section are nobody's
+    const bool is_between = error.empty(); // the zeros after a section are nobody's
     in_sections += !is_between;
     EXPECT_TRUE(is_between ? sound[at] == 0
                            : error.find("column ") == 0 && error.find(" have been altered") != error.npos)

@@ -247,7 +247,7 @@ TEST_F(EncodedColumns, HoldTheirRows) {
     const bool dynamic = (column.key(MIPO_OP_EQ) >> 5 & 3) == MIPO_FAMILY_DYNP;
     ub8 bits = 0;
     for (const DecodedRow &row : decoded) bits += dynamic ? 8 * (row.count + 1) : static_cast<ub8>(column.bits());
-    // What kernels may read: 16 bytes behind dynamic-packed values, a word behind the one that the last code begins in.
+    // What kernels may read: 16 bytes after dynamic-packed values, a word after the one that the last code begins in.
     const ub8 readable = dynamic ? bits / 8 + 16
                          : column.has_dictionary() && column.bits() <= 32 && column.rows() != 0
                              ? (column.rows() - 1) * static_cast<ub8>(column.bits()) / 32 * 4 + 8

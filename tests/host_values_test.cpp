@@ -110,7 +110,7 @@ TEST(Values, DatesAndTimes) {
                            "2001-01-05  10:00",
                            "2001-01-0x"})
     EXPECT_FALSE(parse_date_time(text)) << text;
-  EXPECT_TRUE(parse_date_time("2001-01-05 10:00:00.12345600")) << "zeros behind the microseconds say nothing";
+  EXPECT_TRUE(parse_date_time("2001-01-05 10:00:00.12345600")) << "zeros after the microseconds say nothing";
 }
 
 TEST(Values, PrintAllDigitsOfTheScale) {

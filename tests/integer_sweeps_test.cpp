@@ -94,7 +94,7 @@ TEST_F(IntegerSweepsTest, SumOfSmallIntegers) {
   }
 }
 
-// The cell is up to date behind each element: a cell amid the column is read as elements in its turn.
+// The cell is up to date after each element: a cell amid the column is read as elements in its turn.
 TEST_F(IntegerSweepsTest, SumIntoItsOwnColumn) {
   for (const Level &level : levels()) {
     Random random(test_seed());

@@ -59,7 +59,7 @@ protected:
     };
     if (limit <= start) {
       const mipo_lbiv_ictx empty{};
-      ASSERT_EQ(std::memcmp(&it, &empty, sizeof it), 0) << what() << ": begins behind the limit";
+      ASSERT_EQ(std::memcmp(&it, &empty, sizeof it), 0) << what() << ": begins after the limit";
     } else {
       ASSERT_EQ(it.word_base, word_base(vector, start)) << what();
       ASSERT_NO_FATAL_FAILURE(check_record(it, vector, limit, expected, done)) << what();
@@ -76,7 +76,7 @@ protected:
         const ub8 wanted = std::min<ub8>(capacity, expected.size() - done);
         ub4 *const rows = room_.entries(capacity, wanted);
         ASSERT_EQ(entries.batch(&it, rows, capacity), wanted) << what() << ", room for " << capacity;
-        ASSERT_TRUE(room_.intact(capacity)) << what() << ": stored behind its room of " << capacity;
+        ASSERT_TRUE(room_.intact(capacity)) << what() << ": stored after its room of " << capacity;
         const auto wrong = std::mismatch(rows, rows + wanted, expected.begin() + static_cast<std::ptrdiff_t>(done),
                                          [](ub4 row, ub8 number) { return row == static_cast<ub4>(number); });
         ASSERT_EQ(wrong.first, rows + wanted) << what() << ", entry " << wrong.first - rows << " of a batch of "
@@ -93,7 +93,7 @@ protected:
 
 private:
   // Bit number of bit 0 of the word that holds `bit`. A byte vector is walked in the aligned words of memory, and the
-  // first of them may begin ahead of it: its number is then below zero.
+  // first of them may begin before it: its number is then below zero.
   static ub8 word_base(const GuardedBuffer &vector, ub8 bit) {
     const ub8 ahead = Entries::of_bytes ? 8 * (reinterpret_cast<uintptr_t>(vector.data()) % 8) : 0;
     return (bit + ahead) / 64 * 64 - ahead;
@@ -107,7 +107,7 @@ private:
       pending |= ub8{1} << (expected[i] - it.word_base);
     ASSERT_EQ(it.pending, pending);
     ASSERT_EQ(it.bit_limit, limit);
-    if (done == expected.size()) return; // behind the last word, there is no next one
+    if (done == expected.size()) return; // after the last word, there is no next one
     ASSERT_EQ(it.word_base, word_base(vector, it.word_base + 63));
     ASSERT_EQ(reinterpret_cast<uintptr_t>(it.next_word),
               reinterpret_cast<uintptr_t>(vector.data()) + static_cast<ub8>(static_cast<sb8>(it.word_base) / 8) + 8);
@@ -127,7 +127,7 @@ TYPED_TEST(BitIterator, EveryStartAndLimitAtEveryAddress) {
   for (const Level &level : levels())
     for (unsigned place = 0; place < places; ++place)
       for (ub8 limit = 0; limit <= 150; ++limit) {
-        // In place 0 the vector ends at an inaccessible page; in the others it begins behind one, at all addresses.
+        // In place 0 the vector ends at an inaccessible page; in the others it begins after one, at all addresses.
         const std::size_t bytes = Form::bytes_of(limit);
         GuardedBuffer vector(bytes, place == 0 ? Edge::end : Edge::start, place == 0 ? 0 : place - 1);
         std::vector<ub1> contents(bytes);

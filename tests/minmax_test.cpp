@@ -190,7 +190,7 @@ MinmaxCall choose_call(const ListedKernel &kernel, std::size_t count, RunForm fo
   return call;
 }
 
-// Anything that a walk over the runs may find: noise where it does not count, the run of `next_row`, one ahead of it
+// Anything that a walk over the runs may find: noise where it does not count, the run of `next_row`, one before it
 // that the walk has to pass, or nothing but the row.
 RunPosition choose_position(const MinmaxCall &call, Random &random) {
   const auto noise = static_cast<ub4>(random.next());
@@ -214,7 +214,7 @@ protected:
 
 void expect_extremes(const MinmaxCall &call, const ListedKernel &kernel, RunForm form, Random &random) {
   const MinmaxOutcome expected = minmax(call);
-  MinmaxCall rest = call; // what is left to do behind a call that saw all rows
+  MinmaxCall rest = call; // what is left to do after a call that saw all rows
   rest.next_row = call.rows();
   rest.compression.already_decompressed = true;
   MinmaxOutcome nothing = minmax(rest);

@@ -21,7 +21,7 @@ using namespace mipo::reference;
 constexpr struct RowShape {
   const char *name;
   ub4 flag;
-  bool has_stream; ///< a row's place follows from the lengths ahead of it
+  bool has_stream; ///< a row's place follows from the lengths before it
   bool has_lens;
   bool has_addresses;
 } shapes[] = {
@@ -348,7 +348,7 @@ SelectiveCopy choose_copy(std::size_t count, const RowShape &shape, std::size_t 
                           Random &random) {
   SelectiveCopy call;
   call.rows = choose_rows(count, shape, width, random);
-  if (shape.has_stream && random.chance(30)) // rows without bytes ahead of the first byte
+  if (shape.has_stream && random.chance(30)) // rows without bytes before the first byte
     for (std::size_t row = 0; row < std::min<std::size_t>(count, 3); ++row) call.rows[row].clear();
   call.is_list = is_list;
   for (ub4 row = 0; row < count; ++row)

@@ -226,7 +226,7 @@ private:
     } else {
       form_word = static_cast<ub2>(stride << 4 | length_bits);
       if (stride == 0 && random.chance(30)) form_word |= 0x8000;            // not above 15, as a signed number
-      std::vector<ub1> stream((ub8{rows} * length_bits + 31) / 32 * 4 + 4); // a word behind the last one is read
+      std::vector<ub1> stream((ub8{rows} * length_bits + 31) / 32 * 4 + 4); // a word after the last one is read
       for (ub4 i = 0; i < lengths.size(); ++i)
         for (ub4 bit = 0; bit < length_bits; ++bit) {
           const ub8 at = ub8{first_row + i} * length_bits + bit;

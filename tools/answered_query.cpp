@@ -9,17 +9,17 @@
 namespace mipo::tools {
 namespace {
 
-// What a query behind IN gives: its one output column must have the values of some column.
+// What a query after IN gives: its one output column must have the values of some column.
 QueryValues values_of(const AnsweredQuery &answered, std::size_t position) {
   const Plan &plan = *answered.plan;
   if (plan.output.size() != 1) {
-    throw QueryError(fmt::format("a sub-select behind IN gives one column: this one gives {}", plan.output.size()),
+    throw QueryError(fmt::format("a sub-select after IN gives one column: this one gives {}", plan.output.size()),
                      position);
   }
   const PlannedColumn &output = plan.output.front();
   const RowColumn *source = source_column(output.value, plan);
   if (source == nullptr) {
-    throw QueryError(fmt::format("a sub-select behind IN gives values of a column: {} is calculated, which is not "
+    throw QueryError(fmt::format("a sub-select after IN gives values of a column: {} is calculated, which is not "
                                  "supported yet",
                                  output.name),
                      position);

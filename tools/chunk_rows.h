@@ -12,7 +12,7 @@ namespace mipo::tools {
 
 class ChunkRows {
 public:
-  /// Kernels unpack up to this many codes behind the ones that are wanted: so they always see room left.
+  /// Kernels unpack up to this many codes after the ones that are wanted: so they always see room left.
   static constexpr ub4 spare = 64;
 
   /// `within` is null for all of `table_rows` rows.

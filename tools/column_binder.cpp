@@ -43,7 +43,7 @@ void ColumnBinder::join(const Join &join, const host::Table &table) {
   const std::string &name = name_in_query(join.table);
   for (const InScope &scope : scopes_) {
     if (name_in_query(*scope.name) != name) continue;
-    throw QueryError(fmt::format("two tables are named {}: give one of them another name behind AS", name),
+    throw QueryError(fmt::format("two tables are named {}: give one of them another name after AS", name),
                      join.table.position);
   }
   // One side is a column of the joined table, the other one of those in front of it.

@@ -32,7 +32,7 @@ std::vector<ub4> rows_by_value(const RowColumn &unique, std::size_t position) {
     ub4 &known = rows[code - base];
     if (known != no_row) {
       throw QueryError(fmt::format("{} is not unique: two rows have {}. Joins to several rows are not supported yet; "
-                                   "the table with many rows goes first, behind FROM",
+                                   "the table with many rows goes first, after FROM",
                                    unique.name, unique.domain().value(code)),
                        position);
     }

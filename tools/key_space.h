@@ -56,7 +56,7 @@ private:
   struct Place {
     const RowColumn *stored;
     std::vector<const RowColumn *> columns; // that are told by it
-    ub8 first_code = 0;                     // whose digit is 0, or 1 behind that of no value
+    ub8 first_code = 0;                     // whose digit is 0, or 1 after that of no value
     ub8 digits = 1;                         // how many there are
     unsigned bits = 0;                      // of a code, where codes stand side by side
     bool null_is_extra = false;             // digit 0 is no value, and the others are one more

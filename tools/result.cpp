@@ -98,7 +98,12 @@ std::vector<ub4> sorted(const Plan &plan, const ValueSource &source, const std::
     return a < b;
   };
   const auto end = order.begin() + static_cast<std::ptrdiff_t>(std::min(wanted, order.size()));
-  std::partial_sort(order.begin(), end, order.end(), before);
+  if (end == order.end()) {
+    // Groups come in the order of their keys, which is often the one that is asked for.
+    if (!std::is_sorted(order.begin(), end, before)) std::sort(order.begin(), end, before);
+  } else {
+    std::partial_sort(order.begin(), end, order.end(), before);
+  }
   std::vector<ub4> rows;
   std::transform(order.begin(), end, std::back_inserter(rows), [&](std::size_t i) { return candidates[i]; });
   return rows;

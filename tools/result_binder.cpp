@@ -105,7 +105,7 @@ const Expression &ResultBinder::output_expression(const OutputPosition &wanted) 
   }
   for (std::size_t i = 0; i < wanted.number; ++i) {
     if (std::holds_alternative<AllColumns>(query_.output[i].value)) {
-      throw QueryError("an output column behind * has no number: write its name", wanted.position);
+      throw QueryError("an output column after * has no number: write its name", wanted.position);
     }
   }
   return std::get<Expression>(query_.output[wanted.number - 1].value);
@@ -150,7 +150,7 @@ void ResultBinder::bind_distinct() {
   for (const SortKey &key : plan_.order) {
     const bool selected = std::any_of(plan_.output.begin(), plan_.output.end(),
                                       [&](const PlannedColumn &planned) { return planned.value == key.value; });
-    if (!selected) throw QueryError("with DISTINCT, ORDER BY takes what stands behind SELECT");
+    if (!selected) throw QueryError("with DISTINCT, ORDER BY takes what stands after SELECT");
   }
   const bool columns_alone = std::all_of(plan_.output.begin(), plan_.output.end(), [](const PlannedColumn &planned) {
     return planned.value.kind == BoundExpression::Kind::column;

@@ -13,7 +13,7 @@
 
 namespace mipo::tools {
 
-/// Refuses what is nested deeper than `depth` may get: the steps behind the parser walk it recursively. `what` names
+/// Refuses what is nested deeper than `depth` may get: the steps after the parser walk it recursively. `what` names
 /// it.
 void check_nesting(int depth, std::string_view what, std::size_t position);
 

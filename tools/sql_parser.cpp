@@ -260,7 +260,7 @@ std::optional<std::uint64_t> Parser::row_limit(SyntaxNode select, const char *fi
 
 std::string Parser::alias(const std::string &parsed, std::size_t position) const {
   if (tokens_.was_cut(parsed)) {
-    throw QueryError(fmt::format("a name behind AS has at most {} bytes", sql_name_limit), position);
+    throw QueryError(fmt::format("a name after AS has at most {} bytes", sql_name_limit), position);
   }
   return parsed;
 }

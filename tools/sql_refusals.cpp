@@ -206,7 +206,7 @@ void SqlRefusals::expression(SyntaxNode node) const {
   not_supported(name_of(expression_names, type).value_or(fmt::format("this expression (\"{}\") is", type)), position);
 }
 
-// A file name has characters that end a name in SQL, and some that end all scanning: the text behind FROM is looked at
+// A file name has characters that end a name in SQL, and some that end all scanning: the text after FROM is looked at
 // as it stands. Says what to write if `position` lies in a run of characters there that looks like a file.
 std::string SqlRefusals::unquoted_path_hint(std::size_t position) const {
   constexpr std::string_view blanks = " \t\r\n", from = "from";

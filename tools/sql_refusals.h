@@ -24,7 +24,7 @@ public:
   [[noreturn]] void statement(const std::string &type) const;
 
   /// Refuses the first clause, in the order of the text, of a SELECT or of a call (`what`) that is not in `known`.
-  /// `start` is the position that the clauses stand behind.
+  /// `start` is the position that the clauses stand after.
   void unknown_clauses(SyntaxNode fields, std::initializer_list<std::string_view> known, std::string_view what,
                        std::size_t start = 0) const;
 

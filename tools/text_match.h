@@ -17,7 +17,7 @@ std::string in_case(LetterCase letter_case, std::string_view text);
 /// A pattern of LIKE: % stands for any characters, _ for one, all others for themselves. Case counts.
 class LikePattern {
 public:
-  /// `escape` makes the character behind it stand for itself; empty: there is none. Throws QueryError at the pattern's
+  /// `escape` makes the character after it stand for itself; empty: there is none. Throws QueryError at the pattern's
   /// or the escape's position if the escape is more than one character or the pattern ends with it.
   LikePattern(const Constant &pattern, const std::optional<Constant> &escape);
 

@@ -24,7 +24,7 @@ std::vector<ub8> distinct_hashes(const HashedRows &rows) {
   return hashes;
 }
 
-// A number as it is hashed: its digits without trailing zeros behind the point, and how many are left there.
+// A number as it is hashed: its digits without trailing zeros after the point, and how many are left there.
 class NumberBytes {
 public:
   std::span<const char> of(std::int64_t digits, const ValueType &type) {

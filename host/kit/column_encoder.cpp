@@ -222,7 +222,7 @@ struct ColumnEncoder::State {
       if (!format.number(text(code))) {
         BadField bad = bad_field(code, format);
         bad.problem = "takes more than 18 digits with the " + std::to_string(format.type.scale) +
-                      " digits behind the point that other rows of the column have";
+                      " digits after the point that other rows of the column have";
         return bad;
       }
     return format;

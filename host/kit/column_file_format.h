@@ -1,7 +1,7 @@
 // The bytes of a column file. All numbers are little-endian; checksums are XXH3 of 64 bits.
 //
 //   0             header          64 bytes
-//   64            sections        each at a multiple of 64, with 64 zero bytes or more behind it, as kernels need them
+//   64            sections        each at a multiple of 64, with 64 zero bytes or more after it, as kernels need them
 //   directory     table record, a column record for each column, then the names: the table's, the columns'
 //
 // A section is one piece of memory of a column as it is used. Sections without bytes are not there: offset 0.

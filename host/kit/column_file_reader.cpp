@@ -61,7 +61,7 @@ Header sound_header(const FileBytes &file) {
   if (header.file_bytes > file.size())
     file.fail("is cut off: it has " + std::to_string(file.size()) + " of " + std::to_string(header.file_bytes) +
               " bytes");
-  if (header.file_bytes < file.size()) file.fail("has been altered: there are bytes behind its end");
+  if (header.file_bytes < file.size()) file.fail("has been altered: there are bytes after its end");
   if (header.directory_offset < sizeof header || header.directory_offset > header.file_bytes ||
       header.directory_bytes != header.file_bytes - header.directory_offset ||
       header.directory_checksum != checksum(file.bytes() + header.directory_offset, header.directory_bytes))
@@ -137,7 +137,7 @@ struct OpenFile {
   std::size_t sections = 0;
 };
 
-// The bytes of a section, with the slack behind them.
+// The bytes of a section, with the slack after them.
 AlignedBuffer section_memory(const std::shared_ptr<const FileBytes> &file, const Header &header,
                              const Section &section) {
   if (section.bytes == 0) return {};
@@ -200,7 +200,7 @@ OpenFile open(const Library &library, std::shared_ptr<const FileBytes> bytes) {
     opened.table.columns.push_back(column_from(library, opened.file, header, record, name, table.rows));
     for (const Section &section : record.sections) opened.sections += section.bytes != 0;
   }
-  if (directory.left() != 0) file.fail("its directory has bytes behind its end");
+  if (directory.left() != 0) file.fail("its directory has bytes after its end");
   return opened;
 }
 

@@ -31,7 +31,7 @@ bool take(std::string_view &text, char c) {
   return true;
 }
 
-// The digits behind the seconds' point, all of the rest of the text.
+// The digits after the seconds' point, all of the rest of the text.
 bool take_fraction(std::string_view text, ScannedDateTime &out) {
   if (text.empty() || !std::ranges::all_of(text, is_digit)) return false;
   std::int64_t fraction = 0;

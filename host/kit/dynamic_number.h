@@ -4,7 +4,7 @@
 //   64 ... 8191              110xxxxx xxxxxxxx 00000000 ...
 //   and so on                1110xxxx xxxxxxxx xxxxxxxx 00000000 ...
 //
-// The leading ones tell the bytes in use; a number of all bytes has no zero behind them. A negative number n has the
+// The leading ones tell the bytes in use; a number of all bytes has no zero after them. A negative number n has the
 // bytes of -1 - n complemented, so that the greater ones come first.
 #ifndef MIPO_HOST_KIT_DYNAMIC_NUMBER_H
 #define MIPO_HOST_KIT_DYNAMIC_NUMBER_H

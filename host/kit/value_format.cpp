@@ -72,7 +72,7 @@ void pack_codes(std::byte *out, const CodeSequence &codes, int bits) {
   if (pending != 0) *out = static_cast<std::byte>(window << (8 - pending));
 }
 
-// The stream must be readable for 8 bytes behind the byte in which the code begins.
+// The stream must be readable for 8 bytes after the byte in which the code begins.
 ub8 unpack_code(const std::byte *stream, std::size_t i, int bits) {
   const ub8 position = i * static_cast<ub8>(bits);
   const ub8 window = read_bytes(stream + position / 8, 8);
@@ -233,7 +233,7 @@ ValueStreams ValueFormat::store(const CodeSequence &codes) const {
   std::byte *values = streams.values.data(), *const lengths = streams.lengths.data();
   if (is_dynamic()) {
     // Fields of the last control byte that no value has stay 0: kernels that add up its lengths take them for values of
-    // one byte, and so may look behind the stream, which its slack allows.
+    // one byte, and so may look after the stream, which its slack allows.
     const int max_bytes = bits_ / 8;
     auto *position = reinterpret_cast<ub8 *>(streams.positions.data());
     for (std::size_t i = 0; i < codes.size(); ++i) {

@@ -17,7 +17,7 @@
 
 namespace mipo::host {
 
-/// The codes of a column's values, one behind the other: ranks and what stands for each of them.
+/// The codes of a column's values, one after the other: ranks and what stands for each of them.
 class CodeSequence {
 public:
   /// No table: ranks are codes.
@@ -64,7 +64,7 @@ public:
   mipo_variant variant(bool has_null) const noexcept;
   /// Shape flags of mipo_enc_ctx.
   ub4 flags() const noexcept;
-  /// Bytes behind the values that kernels may read.
+  /// Bytes after the values that kernels may read.
   std::size_t slack() const noexcept;
 
   std::size_t value_bytes(const CodeSequence &codes) const;

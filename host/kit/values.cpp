@@ -15,8 +15,8 @@ constexpr std::int64_t decimal_limit = 1'000'000'000'000'000'000; // 10^max_deci
 // A number's parts as written.
 struct ScannedNumber {
   bool negative;
-  std::string_view whole;    // digits ahead of the point
-  std::string_view fraction; // digits behind it
+  std::string_view whole;    // digits before the point
+  std::string_view fraction; // digits after it
   int exponent;
 
   char digit(std::size_t i) const { return i < whole.size() ? whole[i] : fraction[i - whole.size()]; }

@@ -83,7 +83,7 @@ struct mipo_call_ctx {
   };
   ub4 next_row;    // resume position: the first row not yet done; written on every return
   ub4 run_index;   // resume position of run walks: the run that next_row lies in
-  ub4 run_end;     // the same: the first row behind that run
+  ub4 run_end;     // the same: the first row after that run
   ub4 rows_parsed; // vector text parsing
   ub4 reserved_52;
   union {                  // resume position:

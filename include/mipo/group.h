@@ -17,7 +17,7 @@ typedef struct mipo_group_range {
 MIPO_FIELD_AT(mipo_group_range, ngroups, 0);
 MIPO_RECORD_SIZE(mipo_group_range, 4);
 
-// Read by mipo_gby_sum_dydi. A host may keep more behind it.
+// Read by mipo_gby_sum_dydi. A host may keep more after it.
 typedef struct mipo_group_sum_options {
   ub8 reserved_0[2];
   ub8 flags; // MIPO_GROUP_SUM_BIG_ENDIAN; the other bits are the host's

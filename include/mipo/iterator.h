@@ -8,9 +8,9 @@
 // Prepared by `mipo_lbiv_ictx_ini2_dydi` or `mipo_lbiwv_ictx_ini2_dydi`, then stepped by the entries of the same form.
 typedef struct mipo_lbiv_ictx {
   const ub8 *next_word; // the next word to load
-  ub8 bit_limit;        // the walk ends ahead of this bit number
-  ub8 word_base; // bit number of bit 0 of `pending`, modulo 2^64: a byte vector's first word may begin ahead of it
-  ub8 pending;   // bits of the current word not yet delivered, at their own positions
+  ub8 bit_limit;        // the walk ends before this bit number
+  ub8 word_base;        // bit number of bit 0 of `pending`, modulo 2^64: a byte vector's first word may begin before it
+  ub8 pending;          // bits of the current word not yet delivered, at their own positions
 } mipo_lbiv_ictx;
 
 MIPO_FIELD_AT(mipo_lbiv_ictx, next_word, 0);

@@ -64,7 +64,7 @@ struct mipo_enc_ctx {
   ub1 reserved_1[15];
   ub8 sym_base;        // address of the dictionary's symbol bytes
   const ub2 *sym_len;  // sym_varlen 0: one big-endian length, of every symbol
-  const ub4 *sym_offs; // sym_varlen 1: big-endian offsets from sym_base, one a code and one behind the last
+  const ub4 *sym_offs; // sym_varlen 1: big-endian offsets from sym_base, one a code and one after the last
   ub4 sym_count;       // codes of the dictionary: 0 .. sym_count - 1
   ub4 sym_varlen;      // 0: fixed symbol length; 1: lengths through sym_offs
   ub1 reserved_48[8];
@@ -72,7 +72,7 @@ struct mipo_enc_ctx {
   ub1 run_len_bits;     // 8 or 16
   ub1 reserved_65[3];
   ub4 run_count;         // MIPO_RLE: number of runs
-  const ub4 *run_starts; // big-endian first row of each run, and the row count behind the last
+  const ub4 *run_starts; // big-endian first row of each run, and the row count after the last
   ub1 reserved_80[8];
   mipo_burst_fn *burst; // MIPO_RLE: expands selected runs into rows
   ub8 *run_bv;          // MIPO_RLE: scratch of (run_count + 63) / 64 words, written by predicates
@@ -136,7 +136,7 @@ enum mipo_vec_flag {
   MIPO_RLE = 0x200,              // run-length column: `data` holds one value a run
   MIPO_FIXED = 0x800,            // shape: byte strings of bits / 8 bytes
   MIPO_LV_SEP = 0x1000,          // shape: bytes back to back in `data`, ub2 lengths in `lens`
-  MIPO_LV = 0x2000,              // shape: rows back to back, each behind a native ub2 length
+  MIPO_LV = 0x2000,              // shape: rows back to back, each after a native ub2 length
   MIPO_LP_SEP = 0x4000,          // shape: `data` is an array of ub8 addresses, ub2 lengths in `lens`
   MIPO_LP = 0x8000,              // shape: packed 10-byte records: ub2 length, ub8 address
   MIPO_BREP = 0x10000,           // `data` is a compressed stream, `decomp_size` bytes long once decompressed

@@ -30,8 +30,8 @@ public:
   [[gnu::always_inline]] auto vector(size_t row) const {
     return Operation::result(left_.vector(row), right_.vector(row));
   }
-  bool is_overtaken_by(const ub1 *results) const {
-    return left_.is_overtaken_by(results) || right_.is_overtaken_by(results);
+  bool overlaps_forward(const ub1 *results) const {
+    return left_.overlaps_forward(results) || right_.overlaps_forward(results);
   }
 
 private:

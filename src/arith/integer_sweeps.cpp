@@ -14,7 +14,7 @@ void add_to_cell(ub1 *cell, ub4 number) {
   memcpy(cell, &number, sizeof number);
 }
 
-// Adds the rows from `first` up to `end` to a ub4 cell, which holds the total so far behind each of them: rows that it
+// Adds the rows from `first` up to `end` to a ub4 cell, which holds the total so far after each of them: rows that it
 // lies amid are read as it has left them.
 template <class Number>
 void add_rows(ub1 *cell, const ub1 *column, size_t first, size_t end) {

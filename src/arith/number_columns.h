@@ -1,7 +1,7 @@
 // Columns of numbers as a loop over rows sees them, and the two loops there are: one result a row, one sum of all.
 //
 // Values are whatever answers for a row and for a vector of rows: a column, one number for all rows, or something
-// reckoned from these. The form in which numbers are stored is settled ahead of the loop.
+// reckoned from these. The form in which numbers are stored is settled before the loop.
 #ifndef MIPO_ARITH_NUMBER_COLUMNS_H
 #define MIPO_ARITH_NUMBER_COLUMNS_H
 
@@ -39,7 +39,7 @@ public:
 
   /// Whether storing a row at `results` changes rows that are read later when it goes row by row, and would be read
   /// before when it goes vector by vector.
-  bool is_overtaken_by(const ub1 *results) const {
+  bool overlaps_forward(const ub1 *results) const {
     const auto ahead = reinterpret_cast<uintptr_t>(results) - reinterpret_cast<uintptr_t>(base_);
     return ahead != 0 && ahead < simd::vector_bytes;
   }
@@ -59,7 +59,7 @@ public:
 
   [[gnu::always_inline]] Number row(size_t) const { return number_; }
   [[gnu::always_inline]] auto vector(size_t) const { return vector_; }
-  bool is_overtaken_by(const ub1 *) const { return false; }
+  bool overlaps_forward(const ub1 *) const { return false; }
 
 private:
   Number number_;
@@ -96,7 +96,7 @@ void store_rows(void *results, Values values, size_t rows) {
   constexpr size_t vector_rows = simd::vector_bytes / sizeof(Number);
   auto *const to = static_cast<ub1 *>(results);
   size_t row = 0;
-  if (!values.is_overtaken_by(to)) {
+  if (!values.overlaps_forward(to)) {
     if (rows * sizeof(Number) >= simd::streamed_bytes) row = stream_rows(to, values, rows);
     for (; rows - row >= vector_rows; row += vector_rows)
       simd::store<Number>(to + row * sizeof(Number), values.vector(row));

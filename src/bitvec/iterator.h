@@ -21,7 +21,7 @@ struct ClearBits {
 };
 
 // The 64 bits at `address`, of which only the low `bits` exist; the rest is undefined in a word vector and zero in a
-// byte vector, which has no byte behind its last bit.
+// byte vector, which has no byte after its last bit.
 template <class Form>
 [[gnu::always_inline]] inline ub8 load_last_word(const void *address, ub8 bits) {
   if constexpr (sizeof(typename Form::Unit) == sizeof(ub8)) return simd::read_native<ub8>(address);
@@ -31,7 +31,7 @@ template <class Form>
   return word;
 }
 
-// Moves to the next word; false if that lies at or behind the limit, and then `pending` stays empty.
+// Moves to the next word; false if that lies at or after the limit, and then `pending` stays empty.
 template <class Form, class Wanted>
 [[gnu::always_inline]] inline bool advance(mipo_lbiv_ictx &it) {
   it.word_base += word_bits;
@@ -58,7 +58,7 @@ ub8 next_bit(mipo_lbiv_ictx &it) {
 // placed, but only the bytes of such a word that belong to the vector.
 struct FirstWord {
   const ub8 *next_word;
-  ub8 word_base; // modulo 2^64: an aligned word may begin ahead of the vector
+  ub8 word_base; // modulo 2^64: an aligned word may begin before the vector
   ub8 start;     // the start bit's place in the word
   ub8 bits;
 };
@@ -92,7 +92,7 @@ void begin_walk(mipo_lbiv_ictx &it, const typename Form::Unit *vector, ub8 limit
   const FirstWord first = first_word(Form{}, vector, limit, start_bit);
   ub8 pending = clear_bits ? ClearBits::of(first.bits) : SetBits::of(first.bits);
   pending &= ~low_bits(first.start);
-  // Complementing may have set bits behind the limit, so this comes after it.
+  // Complementing may have set bits after the limit, so this comes after it.
   const ub8 end = first.start + (limit - start_bit);
   if (limit - start_bit < word_bits - first.start) pending &= low_bits(end);
   it = {first.next_word, limit, first.word_base, pending};

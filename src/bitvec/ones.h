@@ -1,8 +1,8 @@
 // Batch extraction: the numbers of the set bits, in ascending order, as many as there is room for.
 //
-// Two ways lead there. One by one costs a step a set bit and is right for sparse vectors; the table way stores eight
-// numbers for each byte that is not zero and is right for dense ones. The choice is made once a chunk, by how dense the
-// chunk before was, and the first chunk goes one by one.
+// Two algorithms, chosen per chunk by density. One by one costs a step a set bit and is right for sparse vectors; the
+// table way stores eight numbers for each byte that is not zero and is right for dense ones. The choice is made once a
+// chunk, by how dense the chunk before was, and the first chunk goes one by one.
 #ifndef MIPO_BITVEC_ONES_H
 #define MIPO_BITVEC_ONES_H
 
@@ -86,7 +86,7 @@ template <class Form, class TakeWord>
 [[gnu::always_inline]] inline Chunk take_words(mipo_lbiv_ictx &record, ub4 *rows, ub8 capacity, TakeWord take_word) {
   mipo_lbiv_ictx it = record; // in registers
   Chunk chunk{0, false};
-  // Behind the word at hand, this many words lie below the limit as a whole.
+  // After the word at hand, this many words lie below the limit as a whole.
   const ub8 ahead = it.bit_limit - it.word_base;
   const ub8 *whole_words_end = it.next_word + (static_cast<sb8>(ahead) >= sb8{word_bits} ? ahead / word_bits - 1 : 0);
   for (;;) {
@@ -122,7 +122,7 @@ Chunk take_one_by_one(mipo_lbiv_ictx &it, ub4 *rows, ub8 capacity) {
 template <class Form>
 Chunk take_by_table(mipo_lbiv_ictx &it, ub4 *rows, ub8 capacity) {
   return take_words<Form>(it, rows, capacity, [](ub8 pending, ub8 word_base, ub4 *out, ub8 count, ub8 room) {
-    // The last byte's store may reach eight entries behind the ones that are meant.
+    // The last byte's store may reach eight entries after the ones that are meant.
     if (room < word_bits + 8) return take_bits(pending, word_base, out, count);
     for (ub8 shift = 0; shift < word_bits; shift += 8) {
       const ub8 byte = pending >> shift & 0xff;
@@ -132,7 +132,7 @@ Chunk take_by_table(mipo_lbiv_ictx &it, ub4 *rows, ub8 capacity) {
   });
 }
 
-// Writes up to `capacity` numbers; fewer mean that the walk is at its end. Entries behind those returned, below the
+// Writes up to `capacity` numbers; fewer mean that the walk is at its end. Entries after those returned, below the
 // capacity, may be overwritten.
 template <class Form>
 ub8 take_ones(mipo_lbiv_ictx &it, ub4 *rows, ub8 capacity) {

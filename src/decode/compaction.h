@@ -30,7 +30,7 @@ extern "C" const mipo::decode::NibbleSelectors mipo_unpack_sel4x32_masks;
 
 namespace mipo::decode {
 
-// The lanes of a vector whose bit is set in `selection`, at the front; what is behind them is undefined.
+// The lanes of a vector whose bit is set in `selection`, at the front; what is after them is undefined.
 [[gnu::always_inline]] inline simd::Vector<ub4> compacted(simd::Vector<ub4> lanes, ub8 selection) {
 #if defined(MIPO_SIMD_AVX2)
   return simd::lanes_at(lanes, simd::load<ub4>(mipo_unpack_sel8x32_masks.positions[selection]));

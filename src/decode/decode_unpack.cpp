@@ -4,7 +4,7 @@
 
 extern "C" {
 constinit const mipo::decode::NibbleSelectors mipo_unpack_sel4x32_masks = mipo::decode::make_nibble_selectors();
-static_assert(mipo::decode::make_nibble_selectors().bytes[5][4] == 8, "entry 5 moves lane 2 behind lane 0");
+static_assert(mipo::decode::make_nibble_selectors().bytes[5][4] == 8, "entry 5 moves lane 2 after lane 0");
 static_assert(mipo::decode::make_nibble_selectors().bytes[5][8] == 0x80, "and clears the others");
 
 #define DEFINE_DECODE_UNPACK(width, ...)                                                             \

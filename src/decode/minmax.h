@@ -63,7 +63,7 @@ private:
   simd::Lanes<T> least_ = simd::broadcast_lanes(static_cast<T>(~T{0})), greatest_{};
 };
 
-// Takes rows `first` up to `end`, block by block, and stops behind the row that settles it. A stretch of blocks in
+// Takes rows `first` up to `end`, block by block, and stops after the row that settles it. A stretch of blocks in
 // which that happens is taken again row by row, for the extremes to be those of the rows up to it.
 template <bool null_aware, class Column>
 void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes) {

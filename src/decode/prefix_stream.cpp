@@ -60,7 +60,7 @@ public:
     if (next_ == nullptr) return;
     for (ub4 row = 0; row < rows; ++row, value += width, next_ += reference_bytes) {
       const ub8 address = reinterpret_cast<ub8>(value);
-      const ub4 length = width; // and a ub2 of 0 behind it
+      const ub4 length = width; // and a ub2 of 0 after it
       memcpy(next_, &address, sizeof address);
       memcpy(next_ + sizeof address, &length, sizeof length);
     }

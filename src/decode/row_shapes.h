@@ -4,8 +4,8 @@
 //   FixedRows      data: bytes bytes bytes            all of one width
 //   AddressRows    data: LLaaaaaaaa LLaaaaaaaa        packed records: length, address
 //   SplitAddresses data: aaaaaaaa aaaaaaaa  lens: L L
-//   ChainedRows    data: LLbytes LLbytes
-//   SplitChain     data: bytes bytes        lens: L L
+//   InlineLengthRows    data: LLbytes LLbytes
+//   SeparateLengthRows     data: bytes bytes        lens: L L
 #ifndef MIPO_DECODE_ROW_SHAPES_H
 #define MIPO_DECODE_ROW_SHAPES_H
 
@@ -45,7 +45,7 @@ inline size_t fixed_width(const mipo_vec *src) {
   return MIPO_VEC_ENC_CTX(src)->bits >> 3;
 }
 
-// A length and an address behind it, without padding.
+// A length and an address after it, without padding.
 inline constexpr size_t address_record_bytes = sizeof(ub2) + sizeof(ub8);
 
 class AddressRows {
@@ -94,17 +94,17 @@ private:
 };
 
 // The walks stand on one row and know the byte at which it starts.
-class ChainedRows {
+class InlineLengthRows {
 public:
-  static constexpr size_t bytes_beside_row = sizeof(ub2); // a row's length lies ahead of it
+  static constexpr size_t bytes_beside_row = sizeof(ub2); // a row's length lies before it
   static constexpr bool has_lengths_apart = false;
 
-  explicit ChainedRows(const mipo_vec *src, ub8 position = 0)
+  explicit InlineLengthRows(const mipo_vec *src, ub8 position = 0)
       : base_(static_cast<const ub1 *>(src->data)), next_(base_ + position) {}
 
   ub8 position() const { return static_cast<ub8>(next_ - base_); }
   const ub1 *next() const { return next_; }
-  // The row stood on, which the caller numbers; the walk moves behind it.
+  // The row stood on, which the caller numbers; the walk moves after it.
   RowBytes take(ub4) {
     const RowBytes row{next_ + bytes_beside_row, simd::read_native<ub2>(next_)};
     next_ = row.first + row.length;
@@ -121,12 +121,12 @@ private:
   const ub1 *next_;
 };
 
-class SplitChain {
+class SeparateLengthRows {
 public:
   static constexpr size_t bytes_beside_row = 0;
   static constexpr bool has_lengths_apart = true;
 
-  explicit SplitChain(const mipo_vec *src, ub8 position = 0)
+  explicit SeparateLengthRows(const mipo_vec *src, ub8 position = 0)
       : base_(static_cast<const ub1 *>(src->data)), next_(base_ + position), lengths_(src) {}
 
   ub8 position() const { return static_cast<ub8>(next_ - base_); }

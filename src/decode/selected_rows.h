@@ -18,7 +18,7 @@ public:
       mipo_lbiwv_ictx_ini2_dydi(&iterator_, ctx->ones_vec, src->nrows, 0, ctx->next_row);
     else
       while (list_ != list_end_ && *list_ < ctx->next_row) ++list_;
-    // What is behind the selection's last row: where a call that has seen all of it would go on.
+    // What is after the selection's last row: where a call that has seen all of it would go on.
     end_ = from_vector_ ? src->nrows : list_ != list_end_ ? list_end_[-1] + 1 : ctx->next_row;
   }
 
@@ -72,10 +72,10 @@ public:
     end_ = ctx->run_end;
   }
 
-  // Moves to the run that `row` lies in; false if the runs end ahead of it.
+  // Moves to the run that `row` lies in; false if the runs end before it.
   bool find(ub4 row) {
     while (end_ <= row) {
-      if (run_ + 1 == run_count_) return false; // also from "ahead of the first run", if there is none
+      if (run_ + 1 == run_count_) return false; // also from "before the first run", if there is none
       ++run_;
       end_ += runs_.length(run_);
     }
@@ -91,7 +91,7 @@ public:
 private:
   Runs runs_;
   ub4 run_count_;
-  ub4 run_ = ~ub4{0}, end_ = 0; // ahead of the first run
+  ub4 run_ = ~ub4{0}, end_ = 0; // before the first run
 };
 
 // A list that selects no row: on run-length columns the host is told.

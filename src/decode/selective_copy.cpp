@@ -38,9 +38,9 @@ extern "C" ub4 mipo_selective_dydi(mipo_vec *res, const mipo_vec *src, mipo_call
     return copy_elements(res, src, ctx, elements<sizeof(ub8)>(res->data, src->data),
                          elements<sizeof(ub2)>(res->lens, src->lens));
   case MIPO_LV:
-    return copy_by_walking<ChainedRows>(res, src, ctx);
+    return copy_by_walking<InlineLengthRows>(res, src, ctx);
   case MIPO_LV_SEP:
-    return copy_by_walking<SplitChain>(res, src, ctx);
+    return copy_by_walking<SeparateLengthRows>(res, src, ctx);
   case MIPO_FIXED:
     return copy_fixed(res, src, ctx);
   default:

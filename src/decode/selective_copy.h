@@ -170,7 +170,7 @@ template <class Walk>
 ub4 walk_list(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
   const ub4 *list = ctx->ones_list;
   const ub4 first = ctx->next_row, end = ctx->ones_list_len;
-  // Without a position no byte has been passed yet, whatever the number of empty rows.
+  // data_pos 0 resumes at the start of the stream, whatever the number of empty rows.
   const ub4 stood_on = ctx->data_pos != 0 && first < end ? list[first] : 0;
   WalkingCopy<Walk> copy(res, src, ctx, stood_on);
   for (ub4 place = first; place < end; ++place) {

@@ -75,7 +75,7 @@ ub4 compare(mipo_vec *res, ub4 rows, Pair pair) {
   return result.finish();
 }
 
-// Rows behind each other: a step's bytes are those of its rows.
+// Rows one after the other: a step's bytes are those of its rows.
 class FixedBytes {
 public:
   FixedBytes(const mipo_vec *left, const mipo_vec *right, size_t width) : left_(left, width), right_(right, width) {}
@@ -184,7 +184,7 @@ public:
   // Both walks go at once, each waiting for its own lengths. If they come equally far, all that lies between is one
   // piece, which lengths and bytes must agree on.
   bool step_over_equal(ub4 first) {
-    ChainedRows left = left_, right = right_;
+    InlineLengthRows left = left_, right = right_;
     for (ub4 row = first; row < first + rows_per_step; ++row) {
       left.take(row);
       right.take(row);
@@ -197,7 +197,7 @@ public:
   }
 
 private:
-  ChainedRows left_, right_;
+  InlineLengthRows left_, right_;
 };
 
 class SplitChainPair : public StreamPair<SplitChainPair> {
@@ -217,7 +217,7 @@ public:
   }
 
 private:
-  SplitChain left_, right_;
+  SeparateLengthRows left_, right_;
 };
 
 } // namespace mipo::decode

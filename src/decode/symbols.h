@@ -79,7 +79,7 @@ private:
   ub2 *indicators_;
 };
 
-// Symbols are asked for so many rows ahead of the one that is written.
+// Symbols are asked for so many rows before the one that is written.
 inline constexpr ub4 symbol_rows_ahead = 16;
 
 // Writes the symbols of `count` codes, which code_at(i) tells, some time ahead for the symbols' sake.

@@ -1,4 +1,4 @@
-// The dispatch table and its twin of names. Constant data; the index of both is the key of mipo/keys.h.
+// The dispatch table and the parallel table of names. Constant data; the index of both is the key of mipo/keys.h.
 #ifndef MIPO_FRAME_DISPATCH_TABLE_H
 #define MIPO_FRAME_DISPATCH_TABLE_H
 

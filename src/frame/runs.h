@@ -26,7 +26,7 @@ private:
   const ub1 *lengths_;
 };
 
-// Runs told by their first rows: big-endian, and one more element behind the last run.
+// Runs told by their first rows: big-endian, and one more element after the last run.
 class RunStarts {
 public:
   explicit RunStarts(const mipo_enc_ctx *enc_ctx) : starts_(enc_ctx->run_starts) {}

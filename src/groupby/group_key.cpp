@@ -39,7 +39,7 @@ ub4 plan(const Columns &columns, ub8 &key_count) {
   return MIPO_DONE;
 }
 
-// Up to `capacity` codes of a column from `ctx.next_row` on, which moves behind them; returns how many there were.
+// Up to `capacity` codes of a column from `ctx.next_row` on, which moves after them; returns how many there were.
 ub4 decode_codes(const Columns &columns, ub4 i, ub4 *codes, ub4 capacity, mipo_call_ctx &ctx) {
   const mipo_vec *column = &columns.vecs[i];
   const bool has_runs = MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(column), MIPO_RLE);

@@ -15,12 +15,12 @@ inline constexpr ub8 greatest_key_count = 0xffffffff;
 // Side by side: each column has its bits.
 struct ShiftedKeys {
   static ub4 step_constant(const mipo_enc_ctx *column) { return column->bits; }
-  // The greatest key of the columns ahead, shifted, with all codes of this one behind it.
+  // The greatest key of the columns ahead, shifted, with all codes of this one after it.
   static ub8 key_count(ub8 ahead, const mipo_enc_ctx *column) {
     return column->sym_count + ((ahead - 1) << column->bits);
   }
   static void make_room(ub4 *keys, ub4 bits, ub4 count) {
-    // Codes of 32 bits fit behind keys that are all 0, and only there.
+    // Codes of 32 bits fit after keys that are all 0, and only there.
     if (bits < 32) mipo_shl_ub4_const(keys, bits, count);
   }
 };

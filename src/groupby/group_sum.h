@@ -1,5 +1,5 @@
 // Sums over rows, by group or of all, of any values into any accumulators. What differs between the forms of a column
-// is chosen ahead of the loop.
+// is chosen before the loop.
 #ifndef MIPO_GROUPBY_GROUP_SUM_H
 #define MIPO_GROUPBY_GROUP_SUM_H
 

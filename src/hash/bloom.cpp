@@ -15,7 +15,7 @@ ub4 probe(mipo_vec *res, const mipo_vec *hashes, const mipo_vec *filter, mipo_ca
     return probe_selected(res, masked, bits, ctx, hashes->nrows);
   } else {
     if constexpr (simd::has_gather && std::is_same_v<Filter, PlainFilter>) {
-      // A filter of whole words has nothing behind it that a gather would read.
+      // A filter of whole words has nothing after it that a gather would read.
       if ((MIPO_VEC_ENC_CTX(filter)->bloom_mask & 31) == 31)
         return probe_rows(res, masked, bits, Gathered<Hashes>{masked, bits.words()}, ctx->first_row, hashes->nrows);
     }

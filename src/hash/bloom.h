@@ -10,7 +10,7 @@
 #include <algorithm>
 
 #include "bitvec/iterator.h"
-#include "bitvec/survivors.h"
+#include "bitvec/match_accumulator.h"
 #include "frame/entries.h"
 #include "simd/simd.h"
 
@@ -130,7 +130,7 @@ struct Gathered {
 template <class Hashes, class Filter, class Words>
 ub4 probe_rows(mipo_vec *res, Hashes hashes, Filter filter, Words words, ub8 first, ub8 end) {
   using bitvec::word_rows;
-  bitvec::Survivors survivors;
+  bitvec::MatchAccumulator matches;
   for (ub8 row = first; row < end;) {
     const auto word = static_cast<ub4>(row / word_rows);
     ub8 bits = 0;
@@ -142,9 +142,9 @@ ub4 probe_rows(mipo_vec *res, Hashes hashes, Filter filter, Words words, ub8 fir
         bits |= filter.passes(filter.position(hashes.at(row))) << row % word_rows;
       } while (++row < end && row % word_rows != 0);
     }
-    survivors.add(res, word, bits);
+    matches.add(res, word, bits);
   }
-  return survivors.report(res);
+  return matches.report(res);
 }
 
 /// The selected rows, in batches: the bytes of a batch are asked for before the first of them is looked at.
@@ -154,7 +154,7 @@ ub4 probe_selected(mipo_vec *res, Hashes hashes, Filter filter, mipo_call_ctx *c
   mipo_lbiv_ictx iterator;
   mipo_lbiwv_ictx_ini2_dydi(&iterator, ctx->ones_vec, end, 0, ctx->first_row);
   ctx->done_flags |= MIPO_DONE_BLOOM;
-  bitvec::Survivors survivors;
+  bitvec::MatchAccumulator matches;
   ub4 rows[batch];
   typename Filter::Position positions[batch];
   for (ub8 got = batch; got == batch;) {
@@ -167,10 +167,10 @@ ub4 probe_selected(mipo_vec *res, Hashes hashes, Filter filter, mipo_call_ctx *c
       const ub8 count = std::min<ub8>(got - first, bitvec::word_rows);
       ub8 passed = 0; // which of these rows: setting their bits at once would branch on each
       for (ub8 i = 0; i < count; ++i) passed |= filter.passes(positions[first + i]) << i;
-      survivors.add_rows(res, rows + first, passed);
+      matches.add_rows(res, rows + first, passed);
     }
   }
-  return survivors.report(res);
+  return matches.report(res);
 }
 
 } // namespace mipo::hash

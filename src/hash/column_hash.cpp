@@ -10,7 +10,7 @@ namespace {
 
 using decode::RowBytes;
 
-// Codes of any width, high bit first. The word behind the one that a code begins in is read too.
+// Codes of any width, high bit first. The word after the one that a code begins in is read too.
 class PackedCodes {
 public:
   PackedCodes(const mipo_vec *column)
@@ -114,8 +114,8 @@ extern "C" ub4 mipo_hash_dydi(mipo_vec *res, const mipo_vec *column, const mipo_
   if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED)) return call.of(decode::FixedRows(column, decode::fixed_width(column)));
   if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_PACKED)) return call.of_symbols(hash::PackedCodes(column));
   if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_CODES)) return call.of_symbols(hash::NativeCodes(column));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV_SEP)) return call.of(decode::SplitChain(column));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV)) return call.of(decode::ChainedRows(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV_SEP)) return call.of(decode::SeparateLengthRows(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV)) return call.of(decode::InlineLengthRows(column));
   if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LP_SEP)) return call.of(decode::SplitAddresses(column));
   if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LP)) return call.of(decode::AddressRows(column));
   return MIPO_NO_KERNEL;

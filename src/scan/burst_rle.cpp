@@ -13,7 +13,8 @@ class RowWriter {
 public:
   explicit RowWriter(ub8 *words) : words_(words) {}
 
-  // The last store may be a zero to the word behind the rows, where they end with a word: it is the result's to have.
+  // The last store may be a zero to the word after the rows, where they end with a word: the result needs one spare
+  // word past the rows.
   void set(ub8 first, ub8 rows) {
     ub8 word = first / 64;
     const ub8 bit = first % 64;

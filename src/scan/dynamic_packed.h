@@ -119,7 +119,7 @@ constexpr const auto &spreading_shuffles() {
 }
 
 // A walk over the stream: rows and blocks are asked for in ascending order. Where a row's bytes begin is known from
-// all rows ahead of it only.
+// all rows before it only.
 template <unsigned bits>
 class DynamicPackedValues {
 public:
@@ -147,7 +147,7 @@ public:
     const Lane window = simd::read_big_endian<Lane>(stream_ + bytes_ahead(control, value));
     return static_cast<Lane>(window & ~Lane{0} << 8 * (max_bytes - Control::length(control, value)));
   }
-  // Where it lies is not known ahead of the walk.
+  // Where it lies is not known before the walk.
   static void prefetch_row(ub8) {}
 
   class Block {
@@ -205,7 +205,7 @@ private:
     return sum;
   }
 
-  // Bytes of the values of a control byte ahead of one of them.
+  // Bytes of the values of a control byte before one of them.
   static ub8 bytes_ahead(unsigned control, unsigned value) {
     return value + sum_of_fields(control >> (8 - Control::field_bits * value));
   }

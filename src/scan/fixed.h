@@ -1,6 +1,6 @@
-// Columns of stored values: 1 to 8 bytes each, big-endian, one behind the other. Their bytes are compared as unsigned
+// Columns of stored values: 1 to 8 bytes each, big-endian, one after the other. Their bytes are compared as unsigned
 // numbers, like codes that fill whole bytes; what is their own is that constants are stored as the rows are, and that
-// nothing behind the last row may be read.
+// nothing after the last row may be read.
 #ifndef MIPO_SCAN_FIXED_H
 #define MIPO_SCAN_FIXED_H
 

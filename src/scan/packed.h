@@ -1,4 +1,4 @@
-// Columns of packed codes, one behind the other, high bit first; values of whole bytes are such codes too.
+// Columns of packed codes, one after the other, high bit first; values of whole bytes are such codes too.
 //
 //   3 bits     byte 0     byte 1     byte 2
 //             aaabbbcc   cdddeeef   ffggghhh
@@ -67,7 +67,7 @@ private:
 
   constexpr void fill(size_t v) {
     const size_t first_group = v * simd::groups_per_vector;
-    // One load serves all groups of the vector where 16 bytes hold their codes, or where the bytes ahead of a group's
+    // One load serves all groups of the vector where 16 bytes hold their codes, or where the bytes before a group's
     // own are the ones of the group before it.
     const size_t last_group = first_group + simd::groups_per_vector - 1;
     const bool same_load = last_byte(last_group) < load_offset(first_group) + simd::group_bytes;
@@ -97,7 +97,7 @@ private:
     }
   }
 
-  // Not behind the block's end: nothing is read that does not belong to it.
+  // Not after the block's end: nothing is read that does not belong to it.
   static constexpr size_t load_offset(size_t group) {
     const size_t latest = stream_bytes - simd::group_bytes;
     return first_byte(group) < latest ? first_byte(group) : latest;
@@ -192,9 +192,9 @@ public:
   static Word block_constant(const mipo_vec *konst) { return simd::read_native<ub4>(konst->data); }
   static Word selective_constant(const mipo_vec *konst) { return block_constant(konst); }
 
-  // From the two words that hold the code for certain: streams have a word behind the last code's.
+  // From the two words that hold the code for certain: streams have a word after the last code's.
   [[gnu::always_inline]] ub4 row(ub8 row) const {
-    if constexpr (bits == 16) return simd::read_big_endian<ub2>(base_ + 2 * row); // an array, with nothing behind it
+    if constexpr (bits == 16) return simd::read_big_endian<ub2>(base_ + 2 * row); // an array, with nothing after it
     const ub8 bit = row * bits;
     return static_cast<ub4>(simd::read_big_endian<ub8>(base_ + bit / 32 * 4) << bit % 32 >> (64 - bits));
   }

@@ -16,7 +16,7 @@ inline constexpr size_t streamed_bytes = 32 << 20;
   return reinterpret_cast<uintptr_t>(address) % vector_bytes == 0;
 }
 
-// To an aligned address. Other threads see what was stored behind end_of_stream() only.
+// To an aligned address. Other threads see what was stored after end_of_stream() only.
 template <class T>
 [[gnu::always_inline]] inline void stream(void *address, Vector<T> vector) {
 #if defined(MIPO_SIMD_AVX2)

@@ -33,7 +33,7 @@ public:
   explicit ElementOutput(const mipo_call_ctx *ctx) : base_(static_cast<ub1 *>(ctx->xlate_out)) {}
 
   [[gnu::always_inline]] void store(ub4 row, ub4 entry) const { write(place(row), entry); }
-  /// Rows that are not meant write where nobody reads.
+  /// Rows outside of the range write to a dummy.
   [[gnu::always_inline]] void store_if(bool meant, ub4 row, ub4 entry) const {
     ub1 nowhere[sizeof(Element)];
     write(meant ? place(row) : nowhere, entry);

@@ -8,7 +8,7 @@
 #ifndef MIPO_XLATE_TRANSLATE_H
 #define MIPO_XLATE_TRANSLATE_H
 
-#include "bitvec/survivors.h"
+#include "bitvec/match_accumulator.h"
 #include "mipo/call.h"
 #include "mipo/codes.h"
 #include "xlate/entry_outputs.h"
@@ -16,20 +16,20 @@
 
 namespace mipo::xlate {
 
-using bitvec::Survivors, bitvec::word_rows;
+using bitvec::MatchAccumulator, bitvec::word_rows;
 
 template <class Table>
 inline constexpr ub4 absent = Entries<Table::entry_bits>::absent;
 
 /// The rows from `row` up to `end`.
 template <class Rows, class Table, class Output>
-Survivors translate_range(mipo_vec *res, Rows rows, const Table table, const CodeRange range, const Output output,
-                          ub4 row, const ub4 end) {
+MatchAccumulator translate_range(mipo_vec *res, Rows rows, const Table table, const CodeRange range,
+                                 const Output output, ub4 row, const ub4 end) {
   const auto next_entry = [&]() __attribute__((always_inline)) {
     const Key key = rows.next();
     return table.entry(key, range.has(key));
   };
-  Survivors survivors;
+  MatchAccumulator matches;
   while (row < end) {
     const ub4 word = row / word_rows;
     ub8 bits = 0;
@@ -51,17 +51,17 @@ Survivors translate_range(mipo_vec *res, Rows rows, const Table table, const Cod
         bits |= ub8{entry != absent<Table>} << row % word_rows;
       } while (++row < end && row % word_rows != 0);
     }
-    survivors.add(res, word, bits);
+    matches.add(res, word, bits);
   }
-  return survivors;
+  return matches;
 }
 
 /// The selected rows among them. Entries of codes outside the table's range are not handed out here: hosts find in
 /// these places what they have put there.
 template <class Table, class Output>
-Survivors translate_selected(mipo_vec *res, const CodeRows rows, const Table table, const CodeRange range,
-                             const Output output, const ub8 *selection, ub4 first, ub4 end) {
-  Survivors survivors;
+MatchAccumulator translate_selected(mipo_vec *res, const CodeRows rows, const Table table, const CodeRange range,
+                                    const Output output, const ub8 *selection, ub4 first, ub4 end) {
+  MatchAccumulator matches;
   for (ub8 start = first / word_rows * word_rows; start < end; start += word_rows) {
     const auto word = static_cast<ub4>(start / word_rows);
     ub8 selected = selection[word];
@@ -77,9 +77,9 @@ Survivors translate_selected(mipo_vec *res, const CodeRows rows, const Table tab
       output.store_if(in_range, row, entry);
       bits |= ub8{entry != absent<Table>} << bit;
     }
-    survivors.add(res, word, bits);
+    matches.add(res, word, bits);
   }
-  return survivors;
+  return matches;
 }
 
 /// Codes: the only rows that take a selection, and whose form is checked.
@@ -94,10 +94,10 @@ ub4 translate_codes(mipo_vec *res, const mipo_vec *column, const mipo_vec *table
   if (ctx->ones_vec == nullptr)
     return translate_range(res, rows, entries, range, output, ctx->first_row, column->nrows)
         .report(res, (ctx->eval_flags & MIPO_EVAL_COUNT_ONLY) == 0);
-  const Survivors survivors =
+  const MatchAccumulator matches =
       translate_selected(res, rows, entries, range, output, ctx->ones_vec, ctx->first_row, column->nrows);
   ctx->done_flags |= MIPO_DONE_XLATE;
-  return survivors.report(res, true);
+  return matches.report(res, true);
 }
 
 template <class Rows, class Table, class Output>

@@ -1,4 +1,4 @@
-// The data of a column in guarded memory, plain or behind the host's decompressor.
+// The data of a column in guarded memory, plain or after the host's decompressor.
 #ifndef MIPO_TESTS_CHECK_COLUMN_DATA_H
 #define MIPO_TESTS_CHECK_COLUMN_DATA_H
 
@@ -21,7 +21,7 @@ public:
   void place(const reference::Compression &compression, const std::vector<ub1> &bytes, mipo_vec &src, mipo_enc_ctx &enc,
              TestHost &host, Random &random);
 
-  /// Back to the state ahead of the first call: the host's cell is empty again if it was.
+  /// Back to the state before the first call: the host's cell is empty again if it was.
   void forget_decompressed() { slot_ = initial_slot_; }
   bool is_decompressed() const { return slot_ != nullptr; }
 

@@ -17,7 +17,7 @@ StoredColumn byte_aligned_column(const std::vector<Value> &rows, unsigned bits) 
   return stored;
 }
 
-// High bit first. A reader may take words of 32 bits, and one word behind the last code's.
+// High bit first. A reader may take words of 32 bits, and one word after the last code's.
 StoredColumn packed_column(const std::vector<Value> &rows, unsigned bits) {
   std::vector<ub1> bytes((rows.size() * bits + 31) / 32 * 4 + 4, 0xb7);
   for (std::size_t bit = 0; bit < rows.size() * bits; ++bit) {
@@ -62,7 +62,7 @@ StoredColumn trailing_zero_constant(const Value &value, unsigned bits) {
   return bits == 8 ? fixed_constant(value, bits) : with_count(fixed_constant(value, bits), value);
 }
 
-// Control bytes hold the length codes of 8, 4 or 2 values, the first in the top bits. The fields behind the last row
+// Control bytes hold the length codes of 8, 4 or 2 values, the first in the top bits. The fields after the last row
 // are noise; a control byte of 64-bit values with a code above 7 stands for 16 bytes, whatever they are.
 StoredColumn dynamic_packed_column(const std::vector<Value> &rows, unsigned bits) {
   const std::size_t values = bits == 16 ? 8 : bits == 32 ? 4 : 2;

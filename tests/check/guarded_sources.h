@@ -11,7 +11,7 @@
 
 namespace mipo::check {
 
-/// Words of a bit vector; the bits behind the last row are noise.
+/// Words of a bit vector; the bits after the last row are noise.
 std::vector<ub8> bit_vector_words(const std::vector<bool> &bits, Random &random);
 
 /// Write-protected copies of sources, each against an inaccessible page.

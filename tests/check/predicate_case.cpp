@@ -8,7 +8,7 @@ namespace {
 std::string compare_bits(const ub8 *words, std::size_t word_count, const std::vector<bool> &expected) {
   for (std::size_t bit = 0; bit < 64 * word_count; ++bit) {
     const bool is = words[bit / 64] >> (bit % 64) & 1;
-    if (bit >= expected.size() && is) return "bit " + std::to_string(bit) + ", behind the last row, is set; ";
+    if (bit >= expected.size() && is) return "bit " + std::to_string(bit) + ", after the last row, is set; ";
     if (bit < expected.size() && is != expected[bit])
       return "bit " + std::to_string(bit) + " is " + (is ? "set" : "clear") + "; ";
   }
@@ -32,7 +32,7 @@ PredicateCase::PredicateCase(const reference::PredicateCall &call, const ColumnF
   fill_with_noise(constant_enc_, random);
   fill_with_noise(ctx_, random);
 
-  // A selective call may not look at the rows behind the last selected one: they do not exist in memory.
+  // A selective call may not look at the rows after the last selected one: they do not exist in memory.
   std::vector<reference::Value> rows = call.rows;
   if (call.selective())
     while (!rows.empty() && !(*call.selection)[rows.size() - 1]) rows.pop_back();

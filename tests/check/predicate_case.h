@@ -31,7 +31,7 @@ public:
     return call_predicate(shape, kernel, &res_, &src_, &first_, &second_, ctx());
   }
 
-  /// Back to the state ahead of the first call: the host's cell is empty again if it was.
+  /// Back to the state before the first call: the host's cell is empty again if it was.
   void forget_decompressed() { data_.forget_decompressed(); }
 
   bool is_decompressed() const { return data_.is_decompressed(); }

@@ -74,7 +74,7 @@ std::vector<Value> choose_rows(std::size_t count, const PredicateCall &call, con
   return rows;
 }
 
-// Sets of all codes, or of those in use where there are many: a set has no bit behind the last code.
+// Sets of all codes, or of those in use where there are many: a set has no bit after the last code.
 void choose_set(PredicateCall &call, Random &random) {
   const std::size_t most = std::size_t{1} << std::min(call.bits, random.chance(5) ? 20u : 12u);
   const std::size_t codes = call.bits <= 12 ? most : 1 + random.below(most);

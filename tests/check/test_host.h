@@ -46,7 +46,7 @@ public:
   std::vector<ub1> decompressed; ///< what `decode` delivers
   ub4 decode_result = 0;
 
-  // What `burst` leaves behind, and the operands it should get.
+  // What `burst` leaves after, and the operands it should get.
   const mipo_vec *burst_res = nullptr, *burst_src = nullptr;
   ub4 burst_nset = 0, burst_result = 0;
   static mipo_burst_fn burst;

@@ -20,7 +20,7 @@ struct BitOperation {
 const BitOperation *bit_operation(std::string_view name);
 
 struct Combined {
-  std::vector<ub1> bytes; ///< of all units that `length` bits touch: the bits behind the length are not masked
+  std::vector<ub1> bytes; ///< of all units that `length` bits touch: the bits after the length are not masked
   ub4 count = 0;          ///< set bits below the length
 };
 

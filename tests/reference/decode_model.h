@@ -10,16 +10,16 @@
 
 namespace mipo::reference {
 
-/// What a call that unpacks codes leaves behind, with room for `capacity` codes, from row `next_row` on. `selected` are
+/// What a call that unpacks codes leaves after, with room for `capacity` codes, from row `next_row` on. `selected` are
 /// the selected rows, ascending; `codes` those of all rows.
 struct Unpacked {
   std::vector<ub4> codes;
-  /// Bounds of the first row not done: behind the last one written, not behind the next one that is wanted.
+  /// Bounds of the first row not done: after the last one written, not after the next one that is wanted.
   ub4 least_next_row, greatest_next_row;
 };
 Unpacked unpack(const std::vector<ub4> &codes, const std::vector<ub4> &selected, ub4 next_row, ub4 capacity);
 
-/// A dictionary: where each symbol begins behind `base`, and behind the last one; or one length of all symbols.
+/// A dictionary: where each symbol begins after `base`, and after the last one; or one length of all symbols.
 struct SymbolTable {
   ub8 base = 0;
   std::optional<ub4> one_length;

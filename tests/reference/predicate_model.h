@@ -37,7 +37,7 @@ struct PredicateCall {
   const PredicateOperation *operation;
   unsigned width = 8;      ///< of the kernel
   unsigned bits = 8;       ///< stored a row: fewer than `width` where a kernel serves several lengths
-  std::string name_tail;   ///< of the kernel's name, behind the operation: "_dict_8bit"
+  std::string name_tail;   ///< of the kernel's name, after the operation: "_dict_8bit"
   std::vector<Value> rows; ///< in the block path of a run-length column, the runs
   Value first, second;     ///< the constants; of codes, their cells of 32 or (at width 64) 64 bits
   std::vector<bool> set;   ///< by code: what a test for membership is given in place of constants

@@ -1,4 +1,4 @@
-// Memory for codes and words: aligned to cache lines, with readable slack behind its end.
+// Memory for codes and words: aligned to cache lines, with readable slack after its end.
 #ifndef MIPO_HOST_ALIGNED_BUFFER_H
 #define MIPO_HOST_ALIGNED_BUFFER_H
 

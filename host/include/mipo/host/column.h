@@ -1,4 +1,4 @@
-// Columns, constants and results as kernels take them, with the memory behind them.
+// Columns, constants and results as kernels take them, together with their memory.
 #ifndef MIPO_HOST_COLUMN_H
 #define MIPO_HOST_COLUMN_H
 

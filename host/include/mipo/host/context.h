@@ -1,4 +1,4 @@
-// The call context that a host hands to every kernel, with the callbacks behind it.
+// The call context that a host hands to every kernel, with the callbacks that it leads to.
 #ifndef MIPO_HOST_CONTEXT_H
 #define MIPO_HOST_CONTEXT_H
 
@@ -82,7 +82,7 @@ private:
   struct ErrorFrame : mipo_error_frame {
     CallContext *context;
   };
-  // The words of the environment: the one that the interface fixes, and one of ours behind it.
+  // The words of the environment: the one that the interface fixes, and one of ours after it.
   static constexpr std::size_t context_word = MIPO_ENV_ERROR_FRAME_WORD + 1;
 
   static CallContext &of(void *env) noexcept;

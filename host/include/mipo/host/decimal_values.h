@@ -2,7 +2,7 @@
 // their tables are built.
 //
 //   value 1300    c4 02 04        192 + four places; the digits 1 and 3, each plus one
-//   key           1 << 7 | 3, then seven bits more for each of the two places behind the digits
+//   key           1 << 7 | 3, then seven bits more for each of the two places after the digits
 #ifndef MIPO_HOST_DECIMAL_VALUES_H
 #define MIPO_HOST_DECIMAL_VALUES_H
 
@@ -29,7 +29,7 @@ std::optional<ub8> decimal_key(std::span<const ub1> value, bool of_one_length = 
 
 /// How the values of a column lie: which kernels read it.
 enum class DecimalLayout {
-  offsets,         ///< `cla`: big-endian offsets, one a row and one behind the last
+  offsets,         ///< `cla`: big-endian offsets, one a row and one after the last
   one_length,      ///< `const`: all of one length of at most 15 bytes
   separate_lengths ///< `sep`: lengths in packed bits, of at most 8 bytes each
 };

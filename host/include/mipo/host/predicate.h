@@ -1,4 +1,4 @@
-// Predicate kernels, called with operands that are known to fit each other. The records behind them can be handed to a
+// Predicate kernels, called with operands that are known to fit each other. Their records can be handed to a
 // kernel as well (Library::two_sided() and so on): then nobody checks.
 #ifndef MIPO_HOST_PREDICATE_H
 #define MIPO_HOST_PREDICATE_H

@@ -78,7 +78,7 @@ private:
 
   TableMapping mapping_ = TableMapping::simple;
   EntryWidth width_;
-  AlignedBuffer entries_; ///< of all segments that are there, one behind the other
+  AlignedBuffer entries_; ///< of all segments that are there, one after the other
   std::vector<const std::byte *> segments_;
   std::unique_ptr<Records> records_;
 };
@@ -116,7 +116,7 @@ private:
 Result translate(const Library &library, CallContext &context, const TranslationTable &table,
                  const TranslatedCodes &codes, std::span<std::byte> entries = {});
 
-/// Throws ValueError if no value of one type can equal one of the other. Numbers with different digits behind the point
+/// Throws ValueError if no value of one type can equal one of the other. Numbers with different digits after the point
 /// can.
 void check_comparable(const ValueType &a, const ValueType &b);
 

@@ -1,4 +1,4 @@
-// Columns of byte strings in the shapes that stream kernels read, with the memory behind them; and reading them back.
+// Columns of byte strings in the shapes that stream kernels read, together with their memory; and reading them back.
 #ifndef MIPO_HOST_VALUE_STREAM_H
 #define MIPO_HOST_VALUE_STREAM_H
 
@@ -16,7 +16,7 @@ namespace mipo::host {
 /// How the rows of a stream lie.
 enum class RowShape : ub4 {
   fixed = MIPO_FIXED,                 ///< back to back, all of one width
-  lengths_ahead = MIPO_LV,            ///< back to back, each behind its length
+  lengths_ahead = MIPO_LV,            ///< back to back, each after its length
   lengths_apart = MIPO_LV_SEP,        ///< back to back, the lengths in an array of their own
   addresses = MIPO_LP,                ///< records of length and address
   addresses_and_lengths = MIPO_LP_SEP ///< an array of addresses and one of lengths
@@ -33,15 +33,15 @@ struct StreamForm {
   RowShape shape = RowShape::fixed;
   std::size_t width = 0; ///< of `fixed`: bytes of every value, 1 to 2^29 - 1; of no meaning otherwise
 
-  /// Whether a row's place follows from the lengths of the rows ahead of it.
+  /// Whether a row's place follows from the lengths of the rows before it.
   bool is_walked() const noexcept { return shape == RowShape::lengths_ahead || shape == RowShape::lengths_apart; }
 };
 
 /// The form that a vector's context tells. Throws ArgumentError if it is none of these.
 StreamForm stream_form(const mipo_vec &vec);
 
-/// A stream of values. Owns all its memory, the bytes behind addresses too; the records stay where they are when the
-/// stream is moved.
+/// A stream of values. Owns all its memory, the bytes that addresses point to too; the records stay where they are when
+/// the stream is moved.
 class ValueStream {
 public:
   /// Copies `values`. Throws ArgumentError if the form has no such width or if there are more rows than a vector can
@@ -52,7 +52,7 @@ public:
   const mipo_vec &vec() const noexcept { return records_->vec; }
   const StreamForm &form() const noexcept { return form_; }
   ub4 rows() const noexcept { return vec().nrows; }
-  /// Bytes that rows, lengths and addresses take, with what is behind the addresses.
+  /// Bytes that rows, lengths and addresses take, with what the addresses point to.
   std::size_t stored_bytes() const noexcept { return data_.size() + lengths_.size() + values_.size(); }
 
 private:
@@ -73,7 +73,7 @@ private:
 /// are.
 class StreamOutput {
 public:
-  /// Room for `rows` rows and, where they lie back to back with lengths, for `bytes` bytes, lengths ahead of rows
+  /// Room for `rows` rows and, where they lie back to back with lengths, for `bytes` bytes, lengths before rows
   /// included. Throws ArgumentError if the form has no such width.
   StreamOutput(StreamForm form, ub4 rows, std::size_t bytes = 0);
 

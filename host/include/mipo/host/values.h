@@ -24,7 +24,7 @@ enum class TimePrecision { day, minute, second, fraction };
 /// The type of a column. Two types are equal if values of the one print and order like values of the other.
 struct ValueType {
   ValueKind kind = ValueKind::text;
-  int scale = 0;                                ///< decimal: digits behind the point; date_time: of the fraction
+  int scale = 0;                                ///< decimal: digits after the point; date_time: of the fraction
   TimePrecision precision = TimePrecision::day; ///< date_time
 
   friend bool operator==(const ValueType &, const ValueType &) = default;
@@ -50,7 +50,7 @@ std::string type_name(const ValueType &type);
 /// Reads decimal digits with an optional sign. Nothing if the text is something else or out of range.
 std::optional<std::int64_t> parse_integer(std::string_view text) noexcept;
 
-/// A decimal number: mantissa / 10^scale, with the digits behind the point as written.
+/// A decimal number: mantissa / 10^scale, with the digits after the point as written.
 struct Decimal {
   std::int64_t mantissa;
   int scale;
@@ -93,7 +93,7 @@ struct Literal {
 };
 
 /// Where a constant lies among the stored numbers of a type: at `floor` if `exact`, else between `floor` and the next
-/// number. A constant above all stored numbers lies behind the greatest of them; one below all has no floor.
+/// number. A constant above all stored numbers lies after the greatest of them; one below all has no floor.
 struct NumberPosition {
   std::int64_t floor;
   bool exact;

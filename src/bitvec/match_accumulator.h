@@ -1,7 +1,7 @@
 // What kernels that test rows against a table report: a bit for each row that passed, how many there are, the first and
 // the last of them. Bits are added to what the result holds.
-#ifndef MIPO_BITVEC_SURVIVORS_H
-#define MIPO_BITVEC_SURVIVORS_H
+#ifndef MIPO_BITVEC_MATCH_ACCUMULATOR_H
+#define MIPO_BITVEC_MATCH_ACCUMULATOR_H
 
 #include <string.h>
 
@@ -13,7 +13,7 @@ namespace mipo::bitvec {
 
 inline constexpr ub4 word_rows = 64;
 
-class Survivors {
+class MatchAccumulator {
 public:
   /// Rows of one word of the result, in ascending order of the words.
   [[gnu::always_inline]] void add(mipo_vec *res, ub4 word, ub8 bits) {
