@@ -98,14 +98,15 @@ void write_reading(std::ostream &out, const Reading &reading) {
                reading.seconds, rate(megabytes, reading.seconds));
 }
 
-nlohmann::ordered_json reading_json(const Reading &reading) {
-  return {{"file", reading.file},
-          {"text_bytes", reading.text_bytes},
-          {"rows", reading.rows},
-          {"columns", reading.columns},
-          {"mapped", reading.mapped},
-          {"seconds", reading.seconds},
-          {"megabytes_per_second", rate(static_cast<double>(reading.text_bytes) / 1e6, reading.seconds)}};
+JsonValue reading_json(const Reading &reading) {
+  return JsonValue::Object{
+      {"file", reading.file},
+      {"text_bytes", reading.text_bytes},
+      {"rows", reading.rows},
+      {"columns", reading.columns},
+      {"mapped", reading.mapped},
+      {"seconds", reading.seconds},
+      {"megabytes_per_second", rate(static_cast<double>(reading.text_bytes) / 1e6, reading.seconds)}};
 }
 
 } // namespace
@@ -130,28 +131,30 @@ void write_explanation(std::ostream &out, const Explanation &explanation) {
              explanation.level);
 }
 
-nlohmann::ordered_json explanation_json(const Explanation &explanation) {
-  nlohmann::ordered_json readings = nlohmann::ordered_json::array();
+JsonValue explanation_json(const Explanation &explanation) {
+  JsonValue::Array readings;
   for (const Reading &reading : explanation.readings) readings.push_back(reading_json(reading));
-  nlohmann::ordered_json steps = nlohmann::ordered_json::array();
+  JsonValue::Array steps;
   for (const Step &step : explanation.answer->steps) {
-    nlohmann::ordered_json entry;
-    entry["kernel"] = step.name;
-    if (step.kind != Step::Kind::row_by_row) entry[step.kind == Step::Kind::entry ? "slot" : "key"] = step.key;
-    if (!step.expanded_by.empty()) entry["expanded_by"] = step.expanded_by;
+    JsonValue::Object entry;
+    entry.emplace_back("kernel", step.name);
+    if (step.kind != Step::Kind::row_by_row)
+      entry.emplace_back(step.kind == Step::Kind::entry ? "slot" : "key", step.key);
+    if (!step.expanded_by.empty()) entry.emplace_back("expanded_by", step.expanded_by);
     if (const auto &table = step.translation) {
-      entry["table"] = {
-          {"mapping", mapping_name(table->mapping)}, {"entry_bits", entry_bits(*table)}, {"bytes", table->bytes}};
+      entry.emplace_back("table", JsonValue::Object{{"mapping", mapping_name(table->mapping)},
+                                                    {"entry_bits", entry_bits(*table)},
+                                                    {"bytes", table->bytes}});
     }
-    entry["condition"] = step.condition;
-    entry["rows_in"] = step.rows_in;
-    entry["rows_out"] = step.rows_out;
-    entry["selective"] = step.selective;
-    entry["seconds"] = step.seconds;
-    entry["rows_per_second"] = rate(static_cast<double>(step.rows_read), step.seconds);
+    entry.emplace_back("condition", step.condition);
+    entry.emplace_back("rows_in", step.rows_in);
+    entry.emplace_back("rows_out", step.rows_out);
+    entry.emplace_back("selective", step.selective);
+    entry.emplace_back("seconds", step.seconds);
+    entry.emplace_back("rows_per_second", rate(static_cast<double>(step.rows_read), step.seconds));
     steps.push_back(std::move(entry));
   }
-  return {
+  return JsonValue::Object{
       {"reading", std::move(readings)},
       {"level", explanation.level},
       {"steps", std::move(steps)},

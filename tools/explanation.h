@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "executor.h"
 #include "file_reading.h"
+#include "json_value.h"
 
 namespace mipo::tools {
 
@@ -20,7 +19,7 @@ struct Explanation {
 };
 
 void write_explanation(std::ostream &out, const Explanation &explanation);
-nlohmann::ordered_json explanation_json(const Explanation &explanation);
+JsonValue explanation_json(const Explanation &explanation);
 
 } // namespace mipo::tools
 

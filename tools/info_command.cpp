@@ -1,9 +1,11 @@
 #include "commands.h"
 
+#include <iterator>
+
 #include <fmt/format.h>
 #include <fmt/ostream.h>
-#include <nlohmann/json.hpp>
 
+#include "json_value.h"
 #include "mipo/host/library.h"
 
 namespace mipo::tools {
@@ -14,20 +16,21 @@ void info_command(const InfoOptions &options, const Streams &streams) {
   const std::size_t kernels = host::all_kernels().size();
   const std::size_t entries = MIPO_ENTRY_COUNT;
   if (options.format == OutputFormat::json) {
-    const nlohmann::ordered_json info = {
+    using Object = JsonValue::Object;
+    const JsonValue::Array layout(std::begin(record.layout), std::end(record.layout));
+    const Object info = {
         {"library", library.path()},
         {"level", library.level()},
         {"level_reason", library.message()},
-        {"record",
-         {{"magic", record.magic},
-          {"version", record.version},
-          {"format", record.format},
-          {"specialisation", record.specialisation},
-          {"layout", record.layout}}},
-        {"entries", {{"present", library.entry_count()}, {"of", entries}}},
-        {"kernels", {{"present", library.kernel_count()}, {"of", kernels}}},
+        {"record", Object{{"magic", record.magic},
+                          {"version", record.version},
+                          {"format", record.format},
+                          {"specialisation", record.specialisation},
+                          {"layout", layout}}},
+        {"entries", Object{{"present", library.entry_count()}, {"of", entries}}},
+        {"kernels", Object{{"present", library.kernel_count()}, {"of", kernels}}},
     };
-    streams.out << info.dump(2) << '\n';
+    streams.out << json_text(info, 2) << '\n';
     return;
   }
   const auto line = [&](std::string_view name, const std::string &value) {

@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "file_progress.h"
 #include "file_reading.h"
 #include "interruption.h"
+#include "json_value.h"
 #include "mipo/host/column_file.h"
 #include "mipo/host/input_file.h"
 
@@ -47,12 +47,12 @@ void pack_command(const PackOptions &options, const Streams &streams) {
   }
   const ub8 bytes = std::filesystem::file_size(options.to);
   if (options.format == OutputFormat::json) {
-    const nlohmann::ordered_json packed = {{"file", options.to},
-                                           {"rows", table.row_count},
-                                           {"columns", table.columns.size()},
-                                           {"bytes", bytes},
-                                           {"text_bytes", table.text_bytes}};
-    streams.out << packed.dump(2) << '\n';
+    const JsonValue::Object packed = {{"file", options.to},
+                                      {"rows", table.row_count},
+                                      {"columns", table.columns.size()},
+                                      {"bytes", bytes},
+                                      {"text_bytes", table.text_bytes}};
+    streams.out << json_text(packed, 2) << '\n';
     return;
   }
   fmt::print(streams.out, "{}: {} rows, {} columns, {} bytes for {} bytes of text\n", options.to, table.row_count,

@@ -46,7 +46,7 @@ void print(const Relation &relation, const Explanation &explanation, const Query
   if (options.format == OutputFormat::json && options.explain) {
     streams.out << "{\"rows\": ";
     write_json(streams.out, relation);
-    streams.out << ",\n\"explain\": " << explanation_json(explanation).dump(2) << "}\n";
+    streams.out << ",\n\"explain\": " << json_text(explanation_json(explanation), 2) << "}\n";
     return;
   }
   write(streams.out, relation, options.format, TableLimits::of(streams.terminal_width, options.all));

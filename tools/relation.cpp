@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "characters.h"
+#include "json_value.h"
 
 namespace mipo::tools {
 namespace {
@@ -62,7 +62,7 @@ void append_visible(std::string &out, std::string_view cell) {
 void append_json_value(std::string &out, CellKind kind, const std::string &cell) {
   switch (kind) {
   case CellKind::text:
-    out += nlohmann::json(cell).dump();
+    out += json_text(cell);
     break;
   case CellKind::number:
     out += cell;
@@ -172,7 +172,7 @@ void write_csv(std::ostream &out, const Relation &relation) {
 void write_json(std::ostream &out, const Relation &relation) {
   const std::size_t columns = relation.columns.size();
   std::vector<std::string> names;
-  for (const RelationColumn &column : relation.columns) names.push_back(nlohmann::json(column.name).dump() + ": ");
+  for (const RelationColumn &column : relation.columns) names.push_back(json_text(column.name) + ": ");
   LineBuffer lines(out);
   lines.text() += "[";
   std::string cell;

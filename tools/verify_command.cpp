@@ -1,9 +1,9 @@
 #include <fmt/format.h>
 #include <fmt/ostream.h>
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "file_progress.h"
+#include "json_value.h"
 #include "mipo/host/column_file.h"
 
 namespace mipo::tools {
@@ -15,10 +15,10 @@ void verify_command(const VerifyOptions &options, const Streams &streams) {
       host::verify_column_file(library, options.file, [&](ub8 done, ub8 total) { progress.show(done, total); });
   const host::Table &table = verified.table;
   if (options.format == OutputFormat::json) {
-    const nlohmann::ordered_json sound = {{"file", options.file},          {"sound", true},
-                                          {"rows", table.row_count},       {"columns", table.columns.size()},
-                                          {"sections", verified.sections}, {"bytes", verified.bytes}};
-    streams.out << sound.dump(2) << '\n';
+    const JsonValue::Object sound = {{"file", options.file},          {"sound", true},
+                                     {"rows", table.row_count},       {"columns", table.columns.size()},
+                                     {"sections", verified.sections}, {"bytes", verified.bytes}};
+    streams.out << json_text(sound, 2) << '\n';
     return;
   }
   fmt::print(streams.out, "{} is sound: {} rows, {} columns, {} sections, {} bytes\n", options.file, table.row_count,
