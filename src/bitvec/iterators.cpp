@@ -5,7 +5,7 @@
 
 extern "C" {
 
-constinit const mipo::bitvec::ByteRows mipo_unpack_sel8x32_masks = mipo::bitvec::make_byte_rows();
+constinit const mipo::simd::BitPositions mipo_unpack_sel8x32_masks = mipo::simd::make_bit_positions();
 
 using namespace mipo::bitvec;
 

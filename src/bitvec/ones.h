@@ -7,27 +7,7 @@
 #define MIPO_BITVEC_ONES_H
 
 #include "bitvec/iterator.h"
-
-namespace mipo::bitvec {
-
-// Row b lists the positions of the set bits of byte b; the rest of the row is 0.
-struct ByteRows {
-  alignas(32) ub4 positions[256][8];
-};
-
-constexpr ByteRows make_byte_rows() {
-  ByteRows rows{};
-  for (ub4 byte = 0; byte < 256; ++byte) {
-    ub4 found = 0;
-    for (ub4 bit = 0; bit < 8; ++bit)
-      if (byte >> bit & 1) rows.positions[byte][found++] = bit;
-  }
-  return rows;
-}
-
-} // namespace mipo::bitvec
-
-extern "C" const mipo::bitvec::ByteRows mipo_unpack_sel8x32_masks;
+#include "simd/compaction_tables.h"
 
 namespace mipo::bitvec {
 

@@ -4,6 +4,53 @@
 #include "decode/kernels.h"
 
 namespace mipo::decode {
+
+Stretch all_runs(const mipo_vec *src, mipo_call_ctx *ctx) {
+  const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
+  const Stretch left = frame::with_runs(enc_ctx, [&](auto runs) -> Stretch {
+    RunCursor cursor(runs, enc_ctx, ctx);
+    if (ctx->next_row >= src->nrows || !cursor.find(ctx->next_row)) return {0, 0};
+    ctx->run_index = enc_ctx->run_count - 1;
+    ctx->run_end = src->nrows;
+    return {cursor.run(), enc_ctx->run_count};
+  });
+  ctx->next_row = src->nrows;
+  return left;
+}
+
+template <bool null_aware>
+[[gnu::noinline]] void take_selected_runs(RunCodes &codes, const mipo_vec *src, mipo_call_ctx *ctx,
+                                          Extremes &extremes) {
+  frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
+    RunCursor cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
+    SelectedRows rows(src, ctx);
+    Extremes local = extremes;
+    ub4 taken_up_to = 0; // rows below have the run that was taken last
+    rows.each([&](ub4 row) {
+      if (row < taken_up_to) [[likely]]
+        return true;
+      if (!cursor.find(row)) return false;
+      taken_up_to = cursor.end();
+      local.take(codes[cursor.run()], null_aware);
+      return !local.settled();
+    });
+    extremes = local;
+    ctx->next_row = rows.end();
+    cursor.store(ctx);
+  });
+}
+template void take_selected_runs<false>(RunCodes &, const mipo_vec *, mipo_call_ctx *, Extremes &);
+template void take_selected_runs<true>(RunCodes &, const mipo_vec *, mipo_call_ctx *, Extremes &);
+
+ub4 report(const Extremes &extremes, mipo_vec *res, const mipo_enc_ctx *enc_ctx) {
+  const bool found = extremes.least() != enc_ctx->sym_count;
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE)) res->nset = found ? 2 : 0;
+  if (!found) return MIPO_EMPTY;
+  const ub4 result[2] = {extremes.least(), extremes.greatest()};
+  memcpy(res->data, result, sizeof result);
+  return MIPO_DONE;
+}
+
 namespace {
 
 // Codes below a byte are unpacked in lanes that can be multiplied, all others in the narrowest that hold them.
@@ -13,7 +60,8 @@ using MinMaxLane = std::conditional_t<(bits > 1 && bits < 8) || bits == 16, ub2,
 template <unsigned bits, mipo_variant variant>
 ub4 minmax_of_width(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
   constexpr bool null_aware = variant == MIPO_VARIANT_NULL_AWARE;
-  return minmax<scan::DictionaryCodes<bits, MinMaxLane<bits>>, bits, null_aware>(labels, res, src, ctx, mode);
+  using Column = scan::DictionaryCodes<bits, MinMaxLane<bits>>;
+  return minmax<Column, bits, null_aware>(labels, res, src, ctx, mode);
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 #ifndef MIPO_DECODE_MINMAX_H
 #define MIPO_DECODE_MINMAX_H
 
-#include "decode/code_reader.h"
+#include "decode/run_codes.h"
 #include "decode/selected_rows.h"
 #include "frame/column_base.h"
 #include "scan/packed.h"
@@ -17,7 +17,6 @@ struct MinMaxLabels {
 // Which ends a host asks for; any other number means both. Ends that were not asked for do not delay the early exit.
 enum MinMaxMode : ub8 { minimum_only = 1, maximum_only = 2 };
 
-template <bool null_aware>
 class Extremes {
 public:
   Extremes(ub4 sym_count, ub8 mode)
@@ -25,10 +24,11 @@ public:
         least_wanted_(mode == maximum_only ? sym_count - 1 : 0),
         greatest_wanted_(mode == minimum_only ? 0 : sym_count - 1) {}
 
-  // Takes a row's code into account. Code 0 of a null-aware column is none.
-  void take(ub4 code) {
-    if (null_aware && code == 0) return;
-    least_ = code < least_ ? code : least_;
+  // Takes a row's code into account. Null-aware, code 0 is a null row, which is no less than any code. No branch: which
+  // rows are null is not foreseeable.
+  [[gnu::always_inline]] void take(ub4 code, bool null_aware) {
+    const ub4 not_null = null_aware && code == 0 ? ~ub4{0} : code;
+    least_ = not_null < least_ ? not_null : least_;
     greatest_ = code > greatest_ ? code : greatest_;
   }
   // Whether nothing better can come.
@@ -51,35 +51,50 @@ public:
     greatest_ = simd::greater(greatest_, codes);
     least_ = simd::lesser(least_, null_aware ? codes - simd::broadcast_lanes<T>(1) : codes);
   }
-  template <class Take>
-  void into(Take take) const {
+  void into(Extremes &extremes) const {
+    T least = static_cast<T>(~T{0}), greatest = 0;
     for (size_t lane = 0; lane < simd::vector_bytes / sizeof(T); ++lane) {
-      take(static_cast<T>(least_.vector[lane] + null_aware));
-      take(greatest_.vector[lane]);
+      least = least_.vector[lane] < least ? least_.vector[lane] : least;
+      greatest = greatest_.vector[lane] > greatest ? greatest_.vector[lane] : greatest;
     }
+    extremes.take(static_cast<T>(least + null_aware), null_aware);
+    extremes.take(greatest, null_aware);
   }
 
 private:
   simd::Lanes<T> least_ = simd::broadcast_lanes(static_cast<T>(~T{0})), greatest_{};
 };
 
-// Takes rows `first` up to `end`, block by block, and stops after the row that settles it. A stretch of blocks in
-// which that happens is taken again row by row, for the extremes to be those of the rows up to it.
+// Stored rows or runs, from `first` up to `end`.
+struct Stretch {
+  ub8 first, end;
+};
+
+// Takes a column's rows one by one, and returns whether one of them settled it. Its own function: blocks need it in
+// three places.
 template <bool null_aware, class Column>
-void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes) {
+[[gnu::noinline]] bool take_one_by_one(Column column, Stretch rows, Extremes &extremes) {
+  Extremes local = extremes;
+  bool settled = false;
+  for (ub8 row = rows.first; row < rows.end && !settled; ++row) {
+    local.take(static_cast<ub4>(column.row(row)), null_aware);
+    settled = local.settled();
+  }
+  extremes = local;
+  return settled;
+}
+
+// Takes them block by block and stops after the row that settles it. Where that happens in some blocks, these are taken
+// again one by one, for the extremes to be those of the rows up to it.
+template <bool null_aware, class Column>
+void take_rows(Column column, Stretch rows, Extremes &extremes) {
   using Block = typename Column::Block;
   constexpr ub8 block_rows = Column::rows_per_block, stretch_blocks = 32;
 
   const auto one_by_one = [&](ub8 from, ub8 to) {
-    Extremes<null_aware> local = extremes;
-    bool settled = false;
-    for (ub8 row = from; row < to && !settled; ++row) {
-      local.take(static_cast<ub4>(column.row(row)));
-      settled = local.settled();
-    }
-    extremes = local;
-    return settled;
+    return take_one_by_one<null_aware>(column, Stretch{from, to}, extremes);
   };
+  const auto [first, end] = rows;
   const ub8 first_block = (first + block_rows - 1) / block_rows, end_block = end / block_rows;
   if (first_block >= end_block) {
     one_by_one(first, end);
@@ -93,8 +108,8 @@ void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes
       const Block codes = column.at(b);
       for (size_t i = 0; i < simd::vectors_per_block; ++i) in_lanes.take(codes.values(i));
     }
-    Extremes<null_aware> with_stretch = extremes;
-    in_lanes.into([&](ub4 code) { with_stretch.take(code); });
+    Extremes with_stretch = extremes;
+    in_lanes.into(with_stretch);
     if (with_stretch.settled()) {
       one_by_one(block * block_rows, stretch_end * block_rows);
       return;
@@ -104,89 +119,58 @@ void take_rows(Column column, ub8 first, ub8 end, Extremes<null_aware> &extremes
   one_by_one(end_block * block_rows, end);
 }
 
-// The run that a call goes on with; run_count if there is none.
-inline ub4 run_of_next_row(const mipo_vec *src, const mipo_call_ctx *ctx) {
-  const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  if (ctx->next_row >= src->nrows) return enc_ctx->run_count;
-  return frame::with_runs(enc_ctx, [&](auto runs) {
-    RunCursor cursor(runs, enc_ctx, ctx);
-    return cursor.find(ctx->next_row) ? cursor.run() : enc_ctx->run_count;
-  });
-}
-
-// The runs that selected rows lie in; the same text for all widths. Leaves next_row, run_index and run_end for the call
-// to be continued.
-template <bool null_aware>
-[[gnu::noinline]] void take_selected_runs(CodeReader codes, const mipo_vec *src, mipo_call_ctx *ctx,
-                                          Extremes<null_aware> &extremes) {
-  frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
-    RunCursor cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
-    SelectedRows rows(src, ctx);
-    ub4 taken_up_to = 0; // rows below have the run that was taken last
-    rows.each([&](ub4 row) {
-      if (row < taken_up_to) return true;
-      if (!cursor.find(row)) return false;
-      taken_up_to = cursor.end();
-      extremes.take(codes[cursor.run()]);
-      return !extremes.settled();
-    });
-    ctx->next_row = rows.end();
-    cursor.store(ctx);
-  });
-}
-
-// A column whose rows are runs.
-template <bool null_aware, class Column>
-void take_runs(Column column, CodeReader codes, const mipo_vec *src, mipo_call_ctx *ctx,
-               Extremes<null_aware> &extremes) {
-  if (ctx->ones_vec != nullptr || ctx->ones_list != nullptr) return take_selected_runs(codes, src, ctx, extremes);
-  const ub4 run_count = MIPO_VEC_ENC_CTX(src)->run_count, first = run_of_next_row(src, ctx);
-  if (first < run_count) {
-    take_rows(column, first, run_count, extremes);
-    ctx->run_index = run_count - 1;
-    ctx->run_end = src->nrows;
-  }
+// The rows of a column that are left, all of which are done then.
+inline Stretch all_rows(const mipo_vec *src, mipo_call_ctx *ctx) {
+  const ub4 first = ctx->next_row;
   ctx->next_row = src->nrows;
+  return {first, src->nrows};
 }
 
-// A column whose rows are stored one by one.
+// Of a column whose rows are runs, the runs from that of `next_row` on. Leaves `next_row`, `run_index` and `run_end`
+// for the call to be continued.
+Stretch all_runs(const mipo_vec *src, mipo_call_ctx *ctx);
+
+// The selected rows of such a column, from the codes of its runs: once for all widths.
+template <bool null_aware>
+void take_selected_runs(RunCodes &codes, const mipo_vec *src, mipo_call_ctx *ctx, Extremes &extremes);
+
+// The selected rows of a column whose rows are stored one by one.
 template <bool null_aware, class Column>
-void take_stored_rows(Column column, const mipo_vec *src, mipo_call_ctx *ctx, Extremes<null_aware> &extremes) {
-  if (ctx->ones_vec == nullptr && ctx->ones_list == nullptr) {
-    take_rows(column, ctx->next_row, src->nrows, extremes);
-    ctx->next_row = src->nrows;
-    return;
-  }
+void take_selected_rows(Column column, const mipo_vec *src, mipo_call_ctx *ctx, Extremes &extremes) {
   SelectedRows rows(src, ctx);
-  Extremes<null_aware> local = extremes;
+  Extremes local = extremes;
   rows.each([&](ub4 row) {
-    local.take(static_cast<ub4>(column.row(row)));
+    local.take(static_cast<ub4>(column.row(row)), null_aware);
     return !local.settled();
   });
   extremes = local;
   ctx->next_row = rows.end();
 }
 
+// Stores what was found, and returns what the kernel does.
+ub4 report(const Extremes &extremes, mipo_vec *res, const mipo_enc_ctx *enc_ctx);
+
 // A whole kernel. Nothing better can come when the walk ends early, so all rows count as done in any case.
 template <class Column, unsigned bits, bool null_aware>
 ub4 minmax(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  const void *base = frame::column_base(src, ctx, labels.decompression);
-  const Column column(base);
-  Extremes<null_aware> extremes(enc_ctx->sym_count, mode);
+  const void *const base = frame::column_base(src, ctx, labels.decompression);
+  Extremes extremes(enc_ctx->sym_count, mode);
   const bool run_length = MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE);
-  if (run_length) {
-    if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
-    take_runs(column, CodeReader(base, bits), src, ctx, extremes);
+  if (run_length && selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
+  if (ctx->ones_vec == nullptr && ctx->ones_list == nullptr) {
+    const Stretch rows = run_length ? all_runs(src, ctx) : all_rows(src, ctx);
+    if constexpr (simd::shuffles_bytes || bits == 8 || bits == 16 || bits == 32)
+      take_rows<null_aware>(Column(base), rows, extremes);
+    else
+      take_one_by_one<null_aware>(Column(base), rows, extremes);
+  } else if (run_length) {
+    RunCodes codes(base, unpack_codes<bits>, enc_ctx->run_count);
+    take_selected_runs<null_aware>(codes, src, ctx, extremes);
   } else {
-    take_stored_rows(column, src, ctx, extremes);
+    take_selected_rows<null_aware>(Column(base), src, ctx, extremes);
   }
-  const bool found = extremes.least() != enc_ctx->sym_count;
-  if (run_length) res->nset = found ? 2 : 0;
-  if (!found) return MIPO_EMPTY;
-  const ub4 result[2] = {extremes.least(), extremes.greatest()};
-  memcpy(res->data, result, sizeof result);
-  return MIPO_DONE;
+  return report(extremes, res, enc_ctx);
 }
 
 } // namespace mipo::decode

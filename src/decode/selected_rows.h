@@ -18,7 +18,7 @@ public:
       mipo_lbiwv_ictx_ini2_dydi(&iterator_, ctx->ones_vec, src->nrows, 0, ctx->next_row);
     else
       while (list_ != list_end_ && *list_ < ctx->next_row) ++list_;
-    // What is after the selection's last row: where a call that has seen all of it would go on.
+    // The row after the selection's last: where a call that has seen all of it would go on.
     end_ = from_vector_ ? src->nrows : list_ != list_end_ ? list_end_[-1] + 1 : ctx->next_row;
   }
 
@@ -26,33 +26,25 @@ public:
 
   // Takes rows in order for as long as take(row) says to go on.
   void each(auto take) {
-    each_with_later<0>([&](ub4 row, ub4) { return take(row); });
+    each_batch([&](const ub4 *rows, ub8 count) {
+      for (ub8 i = 0; i < count; ++i)
+        if (!take(rows[i])) return false;
+      return true;
+    });
   }
 
-  // The same, with a row that will be taken `ahead` rows later, or not so much later where the rows at hand end.
-  template <ub8 ahead>
-  void each_with_later(auto take) {
-    if (!from_vector_) {
-      take_all<ahead>(list_, static_cast<ub8>(list_end_ - list_), take);
-      return;
-    }
+  // The same, some rows at a time: take(rows, count). A list is one batch, so that it shares the loop.
+  void each_batch(auto take) {
     ub4 numbers[batch];
-    for (ub8 got = batch; got == batch;) {
-      got = mipo_lbiwvones_dydi(&iterator_, numbers, batch);
-      if (!take_all<ahead>(numbers, got, take)) return;
-    }
+    ub8 count;
+    do {
+      count = from_vector_ ? mipo_lbiwvones_dydi(&iterator_, numbers, batch) : static_cast<ub8>(list_end_ - list_);
+      if (!take(from_vector_ ? numbers : list_, count)) return;
+    } while (from_vector_ && count == batch);
   }
 
 private:
   static constexpr ub8 batch = 256;
-
-  // Whether they were all taken.
-  template <ub8 ahead>
-  static bool take_all(const ub4 *rows, ub8 count, auto take) {
-    for (ub8 i = 0; i < count; ++i)
-      if (!take(rows[i], rows[i + ahead < count ? i + ahead : count - 1])) return false;
-    return true;
-  }
 
   const ub4 *list_;
   const ub4 *list_end_;
@@ -75,7 +67,7 @@ public:
   // Moves to the run that `row` lies in; false if the runs end before it.
   bool find(ub4 row) {
     while (end_ <= row) {
-      if (run_ + 1 == run_count_) return false; // also from "before the first run", if there is none
+      if (run_ + 1 == run_count_) return false; // also from before the first run, if there is none
       ++run_;
       end_ += runs_.length(run_);
     }

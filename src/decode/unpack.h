@@ -9,9 +9,8 @@
 #ifndef MIPO_DECODE_UNPACK_H
 #define MIPO_DECODE_UNPACK_H
 
-#include "decode/code_reader.h"
-#include "decode/compaction.h"
-#include "decode/selected_rows.h"
+#include "decode/code_array.h"
+#include "decode/unpack_runs.h"
 #include "frame/column_base.h"
 #include "scan/packed.h"
 
@@ -27,8 +26,6 @@ inline constexpr size_t unpack_prefetch_bytes = 640;
 
 template <unsigned bits>
 using NarrowCode = std::conditional_t<(bits <= 8), ub1, std::conditional_t<(bits <= 16), ub2, ub4>>;
-
-inline constexpr ub4 step_rows = 128;
 
 // Calls step(i) for i below count, each of them a constant.
 template <size_t count, class Step>
@@ -96,54 +93,12 @@ public:
       unrolled<Block::rows / wide_lanes>([&](size_t i) __attribute__((always_inline)) {
         const size_t first = row + i * wide_lanes;
         const ub8 lanes_selected = selection[first / 64] >> first % 64 & ((ub8{1} << wide_lanes) - 1);
-        store_lanes(out, compacted(block.values(i).vector, lanes_selected));
+        store_lanes(out, simd::compacted(block.values(i).vector, lanes_selected));
         out += simd::population_count(lanes_selected);
       });
     }
     return static_cast<ub4>(out - start);
   }
-};
-
-// The output: an array with room for so many codes.
-template <class Out>
-struct CodeArray {
-  Out *codes;
-  ub4 written, capacity;
-
-  ub4 room() const { return capacity - written; }
-  bool full() const { return written == capacity; }
-  Out *end() const { return codes + written; }
-  void add(ub4 code) { codes[written++] = static_cast<Out>(code); }
-  void add(ub4 code, ub4 times) {
-    for (ub4 i = 0; i < times; ++i) codes[written + i] = static_cast<Out>(code);
-    written += times;
-  }
-};
-
-// How the selection of a stretch of rows is read.
-class SelectionBits {
-public:
-  explicit SelectionBits(const ub8 *words) : words_(words) {}
-
-  bool at(ub4 row) const { return words_[row / 64] >> row % 64 & 1; }
-  // Of rows `first` up to `end`.
-  ub4 count(ub4 first, ub4 end) const {
-    ub4 total = 0;
-    while (first < end) {
-      const ub4 stop = (first | 63) + 1 != 0 && (first | 63) + 1 < end ? (first | 63) + 1 : end;
-      const ub8 below_stop = stop % 64 == 0 ? ~ub8{0} : (ub8{1} << stop % 64) - 1;
-      total += simd::population_count(words_[first / 64] & below_stop & (~ub8{0} << first % 64));
-      first = stop;
-    }
-    return total;
-  }
-  // Of the 128 rows from `row` on, a multiple of 8.
-  [[gnu::always_inline]] void step(ub4 row, ub8 (&selection)[2]) const {
-    memcpy(selection, reinterpret_cast<const ub1 *>(words_) + row / 8, sizeof selection);
-  }
-
-private:
-  const ub8 *words_;
 };
 
 template <unsigned bits, class Out>
@@ -152,10 +107,9 @@ public:
   using Column = scan::DictionaryCodes<bits, scan::PackedLane<bits>>;
   using Step = UnpackedStep<bits, Out>;
 
-  Unpacker(const void *base, mipo_vec *res)
-      : stream_(static_cast<const ub1 *>(base)), column_(base), out_{static_cast<Out *>(res->data), 0, res->nrows} {}
+  Unpacker(const void *base, CodeArray<Out> out) : stream_(static_cast<const ub1 *>(base)), column_(base), out_(out) {}
 
-  ub4 written() const { return out_.written; }
+  CodeArray<Out> &output() { return out_; }
 
   // Rows `first` up to `end`; returns the first one not done. So do all that follow.
   ub4 all_rows(ub4 first, ub4 end) {
@@ -163,12 +117,9 @@ public:
     CodeArray<Out> out = out_;
     ub4 row = first;
     const ub4 last = end - first < out.room() ? end : first + out.room();
-    for (; row < last && row % 8 != 0; ++row) out.add(code(row));
-    for (; row < last && last - row >= step_rows; row += step_rows) {
-      const ub1 *stream = stream_ + ub8{row} / 8 * bits;
-      prefetch(stream, out.end());
-      Step::store_all(stream, out.end());
-      out.written += step_rows;
+    if constexpr (in_steps) {
+      for (; row < last && row % 8 != 0; ++row) out.add(code(row));
+      row = store_steps(row, (last - row) / step_rows, out);
     }
     for (; row < last; ++row) out.add(code(row));
     out_ = out;
@@ -176,51 +127,71 @@ public:
   }
 
   ub4 rows_of_bits(SelectionBits selection, ub4 first, ub4 end) {
+    const ub1 *const stream = stream_; // a copy: otherwise the compiler must assume that stored codes alter the member
     CodeArray<Out> out = out_;
     ub4 row = first;
-    const auto one_by_one = [&](ub4 stop) {
-      for (; row < stop && !out.full(); ++row)
-        if (selection.at(row)) out.add(code(row));
-    };
-    one_by_one(first + (-first & 7) < end ? first + (-first & 7) : end);
-    if (row % 8 == 0) {
-      for (; row < end && end - row >= step_rows && out.room() >= step_rows; row += step_rows) {
+    while (row < end && !out.full()) {
+      const ub4 before_step = -row & 7;
+      ub4 stop = before_step != 0 && before_step < end - row ? row + before_step : end;
+      if (before_step == 0 && end - row >= step_rows && out.room() >= step_rows) {
         ub8 selected[2];
         selection.step(row, selected);
-        if ((selected[0] | selected[1]) == 0) continue;
-        const ub1 *stream = stream_ + ub8{row} / 8 * bits;
-        prefetch(stream, out.end());
-        if ((selected[0] & selected[1]) == ~ub8{0}) {
-          Step::store_all(stream, out.end());
-          out.written += step_rows;
-        } else {
-          out.written += Step::store_selected(stream, selected, out.end());
+        stop = row + step_rows;
+        if ((selected[0] | selected[1]) == 0) {
+          row = stop;
+        } else if (in_steps && (selected[0] & selected[1]) == ~ub8{0}) {
+          const ub4 reach = end - row < out.room() ? end : row + out.room();
+          row = store_steps(row, selection.whole_steps(row, reach), out);
+          continue;
+        } else if constexpr (simd::shuffles_bytes) {
+          const ub1 *const step = stream + ub8{row} / 8 * bits;
+          prefetch(step, out.next());
+          out.advance(Step::store_selected(step, selected, out.next()));
+          row = stop;
         }
       }
+      for (; row < stop && !out.full(); ++row)
+        if (selection.at(row)) out.add(code(row));
     }
-    one_by_one(end);
     out_ = out;
     return row;
   }
 
-  ub4 rows_one_by_one(SelectedRows &rows, ub4 end) {
-    constexpr ub4 rows_ahead = 10;
+  ub4 rows_one_by_one(SelectedRows &selected, ub4 end) {
+    constexpr ub8 rows_ahead = 10;
     CodeArray<Out> out = out_;
     ub4 next_row = end;
-    rows.template each_with_later<rows_ahead>([&](ub4 row, ub4 later_row) {
-      if (out.full()) {
-        next_row = row;
-        return false;
+    selected.each_batch([&](const ub4 *rows, ub8 count) {
+      const ub8 taken = count < out.room() ? count : out.room();
+      for (ub8 i = 0; i < taken; ++i) {
+        column_.prefetch_row(rows[i + rows_ahead < count ? i + rows_ahead : count - 1]);
+        out.add(code(rows[i]));
       }
-      column_.prefetch_row(later_row);
-      out.add(code(row));
-      return true;
+      if (taken < count) next_row = rows[taken];
+      return taken == count;
     });
     out_ = out;
     return next_row;
   }
 
 private:
+  // Bytes that are copied as they are need no shuffle.
+  static constexpr bool in_steps = simd::shuffles_bytes || (bits == 8 && sizeof(Out) == sizeof(ub1));
+
+  // The rows of `steps` steps from `row` on, for which there is room; returns the row after them.
+  ub4 store_steps(ub4 row, ub4 steps, CodeArray<Out> &out) const {
+    store_steps(stream_ + ub8{row} / 8 * bits, steps, out.next());
+    out.advance(steps * step_rows);
+    return row + steps * step_rows;
+  }
+  // Not inlined: both walks over rows need it.
+  [[gnu::noinline]] static void store_steps(const ub1 *stream, ub4 steps, Out *out) {
+    for (; steps != 0; --steps, stream += Step::bytes, out += step_rows) {
+      prefetch(stream, out);
+      Step::store_all(stream, out);
+    }
+  }
+
   ub4 code(ub4 row) const { return static_cast<ub4>(column_.row(row)); }
 
   [[gnu::always_inline]] static void prefetch(const ub1 *stream, const Out *out) {
@@ -234,107 +205,30 @@ private:
   CodeArray<Out> out_;
 };
 
-// Runs into codes of rows; the same text for all widths.
-template <class Out>
-class RunUnpacker {
-public:
-  RunUnpacker(CodeReader codes, mipo_vec *res) : codes_(codes), out_{static_cast<Out *>(res->data), 0, res->nrows} {}
-
-  ub4 written() const { return out_.written; }
-
-  // Returns the first row not done.
-  template <class Runs>
-  [[gnu::noinline]] ub4 unpack(Runs runs, const mipo_vec *src, mipo_call_ctx *ctx) {
-    RunCursor<Runs> cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
-    const ub4 next_row = ctx->ones_vec != nullptr    ? runs_of_bits(cursor, SelectionBits(ctx->ones_vec), src, ctx)
-                         : ctx->ones_list != nullptr ? runs_of_list(cursor, src, ctx)
-                                                     : all_runs(cursor, src, ctx);
-    cursor.store(ctx);
-    return next_row;
-  }
-
-private:
-  template <class Cursor>
-  ub4 all_runs(Cursor &cursor, const mipo_vec *src, const mipo_call_ctx *ctx) {
-    ub4 row = ctx->next_row;
-    while (row < src->nrows && !out_.full() && cursor.find(row)) {
-      const ub4 end = cursor.end() < src->nrows ? cursor.end() : src->nrows;
-      const ub4 rows = end - row < out_.room() ? end - row : out_.room();
-      out_.add(codes_[cursor.run()], rows);
-      row += rows;
-    }
-    return row;
-  }
-
-  template <class Cursor>
-  ub4 runs_of_bits(Cursor &cursor, SelectionBits selection, const mipo_vec *src, const mipo_call_ctx *ctx) {
-    ub4 row = ctx->next_row;
-    while (row < src->nrows && !out_.full() && cursor.find(row)) {
-      const ub4 end = cursor.end() < src->nrows ? cursor.end() : src->nrows;
-      const ub4 selected = selection.count(row, end), run_code = codes_[cursor.run()];
-      if (selected <= out_.room()) {
-        out_.add(run_code, selected);
-        row = end;
-      } else {
-        for (; !out_.full(); ++row)
-          if (selection.at(row)) out_.add(run_code);
-      }
-    }
-    return row;
-  }
-
-  template <class Cursor>
-  ub4 runs_of_list(Cursor &cursor, const mipo_vec *src, const mipo_call_ctx *ctx) {
-    SelectedRows rows(src, ctx);
-    ub4 next_row = src->nrows;
-    rows.each([&](ub4 row) {
-      if (out_.full() || !cursor.find(row)) {
-        next_row = row;
-        return false;
-      }
-      out_.add(codes_[cursor.run()]);
-      return true;
-    });
-    return next_row;
-  }
-
-  CodeReader codes_;
-  CodeArray<Out> out_;
-};
-
-// The end of a call: `written` codes, and the first row not done.
-inline ub4 finish_unpacking(ub4 written, ub4 next_row, mipo_vec *res, mipo_call_ctx *ctx) {
-  ctx->next_row = next_row;
-  res->nset = written;
-  ctx->done_flags |= MIPO_DONE_DECODE_UNPACK;
-  return written != 0 ? MIPO_DONE : MIPO_EMPTY;
-}
-
-template <class Out>
-[[gnu::noinline]] ub4 unpack_runs_into(const char *empty_list, CodeReader codes, mipo_vec *res, const mipo_vec *src,
-                                       mipo_call_ctx *ctx) {
-  RunUnpacker<Out> unpacker(codes, res);
-  if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, empty_list);
-  const ub4 next_row =
-      frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) { return unpacker.unpack(runs, src, ctx); });
-  return finish_unpacking(unpacker.written(), next_row, res, ctx);
+template <unsigned bits>
+void unpack_codes(const void *base, ub4 first, ub4 count, ub4 *codes) {
+  Unpacker<bits, ub4>(base, CodeArray<ub4>(codes, count)).all_rows(first, first + count);
 }
 
 template <unsigned bits, class Out>
 ub4 unpack_into(const UnpackLabels &labels, const void *base, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
-  if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_RLE))
-    return unpack_runs_into<Out>(labels.empty_list, CodeReader(base, bits), res, src, ctx);
-  Unpacker<bits, Out> unpacker(base, res);
-  ub4 next_row = ctx->next_row;
-  if (ctx->ones_vec != nullptr && (ctx->eval_flags & MIPO_EVAL_SELECTIVE) == 0) {
-    next_row = unpacker.rows_of_bits(SelectionBits(ctx->ones_vec), next_row, src->nrows);
+  Unpacker<bits, Out> unpacker(base, CodeArray<Out>(res->data, res->nrows));
+  const ub4 first = ctx->next_row;
+  if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_RLE)) {
+    if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
+    RunCodes codes(base, unpack_codes<bits>, MIPO_VEC_ENC_CTX(src)->run_count);
+    unpack_runs(codes, unpacker.output(), src, ctx);
+  } else if (ctx->ones_vec != nullptr && (ctx->eval_flags & MIPO_EVAL_SELECTIVE) == 0) {
+    ctx->next_row = unpacker.rows_of_bits(SelectionBits(ctx->ones_vec), first, src->nrows);
   } else if (ctx->ones_vec != nullptr || ctx->ones_list != nullptr) {
     SelectedRows rows(src, ctx);
-    next_row = unpacker.rows_one_by_one(rows, src->nrows);
-  } else if (next_row < src->nrows) {
-    next_row = unpacker.all_rows(next_row, src->nrows);
+    ctx->next_row = unpacker.rows_one_by_one(rows, src->nrows);
+  } else if (first < src->nrows) {
+    ctx->next_row = unpacker.all_rows(first, src->nrows);
   }
-  return finish_unpacking(unpacker.written(), next_row, res, ctx);
+  res->nset = unpacker.output().written();
+  ctx->done_flags |= MIPO_DONE_DECODE_UNPACK;
+  return unpacker.output().written() != 0 ? MIPO_DONE : MIPO_EMPTY;
 }
 
 // A whole kernel.

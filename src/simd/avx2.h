@@ -5,6 +5,7 @@
 
 #include <immintrin.h>
 
+#include "simd/compaction_tables.h"
 #include "simd/lanes.h"
 #include "simd/row_bits.h"
 
@@ -53,9 +54,10 @@ namespace mipo::simd {
   return (Vector<ub4>)_mm256_i32gather_epi32(static_cast<const int *>(base), (__m256i)indices, 4);
 }
 
-// The lanes at these positions.
-[[gnu::always_inline]] inline Vector<ub4> lanes_at(Vector<ub4> vector, Vector<ub4> positions) {
-  return (Vector<ub4>)_mm256_permutevar8x32_epi32((__m256i)vector, (__m256i)positions);
+// The lanes whose bit is set in `selection`, at the front; what comes after them is undefined.
+[[gnu::always_inline]] inline Vector<ub4> compacted(Vector<ub4> lanes, ub8 selection) {
+  const auto positions = load<ub4>(mipo_unpack_sel8x32_masks.positions[selection]);
+  return (Vector<ub4>)_mm256_permutevar8x32_epi32((__m256i)lanes, (__m256i)positions);
 }
 
 template <class T>

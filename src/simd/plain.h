@@ -79,6 +79,18 @@ inline Vector<ub1> look_up(Vector<ub1> table, Vector<ub1> indices) {
   return shuffle_groups(table, indices);
 }
 
+// The lanes whose bit is set in `selection`, at the front; what comes after them is undefined.
+inline Vector<ub4> compacted(Vector<ub4> lanes, ub8 selection) {
+  constexpr size_t count = vector_bytes / sizeof(ub4);
+  ub4 front[count + 1] = {}; // lanes that are not selected leave their place to the next one
+  size_t selected = 0;
+  for (size_t lane = 0; lane < count; ++lane) {
+    front[selected] = lanes[lane];
+    selected += selection >> lane & 1;
+  }
+  return load<ub4>(front);
+}
+
 // Lanes of ones where the bit of that number is set.
 MIPO_LANE_LOOP Vector<ub4> bits_at(const void *bits, Vector<ub4> numbers) {
   Vector<ub4> mask{};

@@ -4,6 +4,7 @@
 
 #include <nmmintrin.h>
 
+#include "simd/compaction_tables.h"
 #include "simd/lanes.h"
 #include "simd/row_bits.h"
 
@@ -81,6 +82,11 @@ template <class T>
 // Byte i of a group is the group's byte selectors[i], or 0 if the selector's top bit is set.
 [[gnu::always_inline]] inline Vector<ub1> shuffle_groups(Vector<ub1> group, Vector<ub1> selectors) {
   return (Vector<ub1>)_mm_shuffle_epi8((__m128i)group, (__m128i)selectors);
+}
+
+// The lanes whose bit is set in `selection`, at the front; what comes after them is undefined.
+[[gnu::always_inline]] inline Vector<ub4> compacted(Vector<ub4> lanes, ub8 selection) {
+  return (Vector<ub4>)shuffle_groups((Vector<ub1>)lanes, load<ub1>(mipo_unpack_sel4x32_masks.bytes[selection]));
 }
 
 // Byte table[i] for each index: its low four bits count, and an index with its top bit set gives 0.

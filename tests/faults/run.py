@@ -26,6 +26,7 @@ FRAME, PACKED = "scan/predicate.cpp", "scan/dict_packed.cpp"
 FIXED, TRAILING_ZERO, DYNAMIC_PACKED = "scan/fixed.cpp", "scan/trailing_zero.cpp", "scan/dynamic_packed.cpp"
 BURST, SET, MINMAX = "scan/burst_rle.cpp", "decode/set.cpp", "decode/minmax.cpp"
 ARITHMETIC, SWEEPS, CONVERT = "arith/column_arithmetic.cpp", "arith/integer_sweeps.cpp", "move/convert.cpp"
+UNPACK = "decode/decode_unpack.cpp"
 PREFIX, COMPARISON, COPY = "decode/prefix_stream.cpp", "decode/stream_comparison.cpp", "decode/selective_copy.cpp"
 GROUP_KEY, GROUP_SUM = "groupby/group_key.cpp", "groupby/group_sum.cpp"
 XLATE, BLOOM, HASH = "xlate/translate.cpp", "hash/bloom.cpp", "hash/column_hash.cpp"
@@ -97,10 +98,13 @@ FAULTS = [
           "predicate_test"),
     Fault("a code missing in a small set", "decode/set.cpp", "upper * 16 < codes", "upper * 16 + 16 < codes", SET,
           "predicate_test"),
-    Fault("null rows counted as the least code", "decode/minmax.h", "if (null_aware && code == 0) return;", "", MINMAX,
+    Fault("null rows counted as the least code", "decode/minmax.h", "null_aware && code == 0 ? ~ub4{0} : code", "code",
+          MINMAX,
           "minmax_test"),
     Fault("extremes taken from after the row that settles them", "decode/minmax.h", "stretch_end * block_rows);",
           "stretch_end * block_rows);\n      extremes = with_stretch;", MINMAX, "minmax_test"),
+    Fault("codes of runs taken from the batch before", "decode/run_codes.h", "run >= end_", "run > end_", UNPACK,
+          "decode_test"),
     Fault("a walk over runs not continued where it was left", "decode/selected_rows.h",
           "ctx->next_row == 0 || ctx->run_end == 0", "ctx->next_row == 0 || ctx->run_end != 0", MINMAX, "minmax_test"),
     Fault("a missing mask after the limit", "bitvec/iterator.h", "left)) & low_bits(left)", "left))", ITERATORS,
