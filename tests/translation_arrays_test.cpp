@@ -8,7 +8,7 @@
 
 #include "check/guarded_sources.h"
 #include "xlate/cumulative_lengths.h"
-#include "xlate/ub4_sweeps.h"
+#include "column/ub4_sweeps.h"
 
 namespace {
 

@@ -125,7 +125,7 @@ private:
     // A product's digits are those of its factors; what the scale asks for beyond that goes to the left one.
     made.operands.push_back(node(expression.operands[0], product ? scale - right.scale : scale));
     made.operands.push_back(node(expression.operands[1], product ? right.scale : scale));
-    constexpr ub4 native_doubles = 2;
+    const ub4 native_doubles = mipo_arithmetic_convert_width(sizeof(double), 0, 0);
     const mipo_operation operation = product                                    ? MIPO_OP_MUL
                                      : expression.op == ArithmeticOperator::add ? MIPO_OP_ADD
                                                                                 : MIPO_OP_SUB;

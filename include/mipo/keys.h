@@ -63,7 +63,7 @@ enum mipo_variant {
   MIPO_VARIANT_NULL_AWARE = 1, // dict: code 0 stands for a row without value
   MIPO_VARIANT_TZ = 1,         // fixed, dynp: with trailing-zero counts
   MIPO_VARIANT_SUM = 1,        // arithmetic: folded into a sum
-  MIPO_VARIANT_C2D = 1         // translation: of coded decimal values
+  MIPO_VARIANT_C2D = 1         // translation: entries are handed out, beside the answer which rows have one
 };
 
 // The width field of the `burst_rle` kernels, which does not follow the width index.
@@ -100,6 +100,13 @@ MIPO_KEY_FUNCTION ub4 mipo_xlate_convert_type(int32_t kind) {
   MIPO_ASSERTION_FAILED("0");
 }
 
+// The width field of an arithmetic kernel on numbers of `bytes` bytes, 4 (`float`) or 8 (`double`); an operand is native
+// or, if told, sortable.
+MIPO_KEY_FUNCTION ub4 mipo_arithmetic_convert_width(ub4 bytes, ub4 left_sortable, ub4 right_sortable) {
+  if (bytes == 4 || bytes == 8) return bytes / 4 + (left_sortable ? 4 : 0) + (right_sortable ? 8 : 0);
+  MIPO_ASSERTION_FAILED("0");
+}
+
 // The key of a kernel, from the fields' values as above.
 MIPO_KEY_FUNCTION ub4 mipo_key(ub4 operation, ub4 family, ub4 width_field, ub4 variant) {
   return operation | family << 5 | width_field << 7 | variant << 12;
@@ -125,6 +132,7 @@ static_assert(column_key(MIPO_OP_EQ, MIPO_FAMILY_DICT, 24) == 2592);
 static_assert(column_key(MIPO_OP_EQ, MIPO_FAMILY_DICT, 64) == 2848);
 static_assert(column_key(MIPO_OP_EQ, MIPO_FAMILY_DICT, 1, MIPO_VARIANT_NULL_AWARE) == 4128);
 static_assert(column_key(MIPO_OP_GE_LE, MIPO_FAMILY_DYNP, 64, MIPO_VARIANT_TZ) == 6985);
+static_assert(mipo_arithmetic_convert_width(8, 1, 1) == 14);
 static_assert(mipo_key(MIPO_OP_BURST_RLE, MIPO_FAMILY_BURST_RLE, MIPO_BURST_RLE_8BIT, 0) == 878);
 static_assert(mipo_key(MIPO_OP_XLATE, mipo_xlate_convert_type(3), mipo_xlate_convert_width(4, 3), MIPO_VARIANT_C2D) ==
               7761);

@@ -10,5 +10,6 @@
 #include "mipo/iterator.h"
 #include "mipo/keys.h"
 #include "mipo/vec.h"
+#include "mipo/xlate.h"
 
 #endif

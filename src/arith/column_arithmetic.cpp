@@ -13,8 +13,8 @@ namespace {
 template <class Operation, unsigned width_field, unsigned variant>
 ub4 kernel(mipo_vec *res, const mipo_vec *left, const mipo_vec *right) {
   using Float = std::conditional_t<(width_field & 3) == 1, float, double>;
-  using Left = std::conditional_t<(width_field & 4) != 0, Sortable<Float>, Native<Float>>;
-  using Right = std::conditional_t<(width_field & 8) != 0, Sortable<Float>, Native<Float>>;
+  using Left = std::conditional_t<(width_field & 4) != 0, column::Sortable<Float>, column::Native<Float>>;
+  using Right = std::conditional_t<(width_field & 8) != 0, column::Sortable<Float>, column::Native<Float>>;
   return evaluate_columns<Operation, Left, Right, variant == MIPO_VARIANT_SUM>(res, left, right);
 }
 

@@ -2,7 +2,7 @@
 #ifndef MIPO_ARITH_COLUMN_ARITHMETIC_H
 #define MIPO_ARITH_COLUMN_ARITHMETIC_H
 
-#include "arith/number_columns.h"
+#include "column/number_columns.h"
 #include "mipo/codes.h"
 #include "mipo/vec.h"
 
@@ -43,9 +43,9 @@ template <class Operation, bool is_sum, class Left, class Right>
 ub4 evaluate(mipo_vec *res, Left left, Right right, size_t rows) {
   const Results<Operation, Left, Right> results(left, right);
   if constexpr (is_sum)
-    add_rows(res->data, results, rows);
+    column::add_rows(res->data, results, rows);
   else
-    store_rows(res->data, results, rows);
+    column::store_rows(res->data, results, rows);
   return MIPO_DONE;
 }
 
@@ -54,12 +54,12 @@ ub4 evaluate(mipo_vec *res, Left left, Right right, size_t rows) {
 template <class Operation, class LeftForm, class RightForm, bool is_sum>
 ub4 evaluate_columns(mipo_vec *res, const mipo_vec *left, const mipo_vec *right) {
   const size_t rows = left->nrows > right->nrows ? left->nrows : right->nrows;
-  const Column<LeftForm> left_column(left->data);
-  const Column<RightForm> right_column(right->data);
+  const column::NumberColumn<LeftForm> left_column(left->data);
+  const column::NumberColumn<RightForm> right_column(right->data);
   if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(left), MIPO_CONST))
-    return evaluate<Operation, is_sum>(res, Constant<LeftForm>(left->data), right_column, rows);
+    return evaluate<Operation, is_sum>(res, column::NumberConstant<LeftForm>(left->data), right_column, rows);
   if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(right), MIPO_CONST))
-    return evaluate<Operation, is_sum>(res, left_column, Constant<RightForm>(right->data), rows);
+    return evaluate<Operation, is_sum>(res, left_column, column::NumberConstant<RightForm>(right->data), rows);
   return evaluate<Operation, is_sum>(res, left_column, right_column, rows);
 }
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 #include "simd/simd.h"
 
 namespace {

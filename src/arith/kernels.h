@@ -3,7 +3,7 @@
 #define MIPO_ARITH_KERNELS_H
 
 #include "arith/kernels.inc"
-#include "frame/kernel_declaration.h"
+#include "interface/kernel_declaration.h"
 
 extern "C" {
 ARITHMETIC_KERNELS(MIPO_DECLARE_KERNEL)

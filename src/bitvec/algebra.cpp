@@ -1,6 +1,6 @@
 #include "bitvec/algebra.h"
 
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 
 namespace mipo::bitvec {
 namespace {

@@ -1,7 +1,7 @@
 #include "bitvec/iterator.h"
 
 #include "bitvec/ones.h"
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 
 extern "C" {
 

@@ -2,7 +2,7 @@
 #include <string.h>
 
 #include "bitvec/form.h"
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 
 namespace mipo::bitvec {
 namespace {

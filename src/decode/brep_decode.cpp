@@ -1,5 +1,5 @@
 // The bridge to the host's decompressor, the usual value of the `decode` callback.
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 
 extern "C" ub4 mipo_brep_decode_dydi(mipo_decode_args *args, const void *source, void *destination, ub4 *out_length,
                                      ub4 size) {

@@ -1,5 +1,5 @@
 // mipo_decode_dict_<N>bit and mipo_decode_symbol_dict_<N>bit
-#include "decode/symbols.h"
+#include "decode/symbol_arrays.h"
 
 #include "decode/kernels.h"
 
@@ -37,7 +37,7 @@ private:
 
 template <unsigned bits>
 void decode_rows(const DecodedRows &rows, const void *base, SymbolArrays &out, const auto &symbols, auto put) {
-  const scan::DictionaryCodes<bits, scan::PackedLane<bits>> column(base);
+  const column::DictionaryCodes<bits, column::PackedLane<bits>> column(base);
   rows.with_rows([&](auto row_at) {
     put(
         out, symbols,
@@ -46,20 +46,20 @@ void decode_rows(const DecodedRows &rows, const void *base, SymbolArrays &out, c
 }
 
 template <unsigned bits>
-ub4 decode(const frame::DecompressionLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
+ub4 decode(const column::DecompressionLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
   const DecodedRows rows(src, ctx);
   SymbolArrays out(res);
   if (enc_ctx->sym_varlen > own_lengths) return MIPO_INVALID_PARAMETER;
   if (enc_ctx->sym_varlen == own_lengths) {
     out.clear_indicators(ctx->ones_list_len);
-    decode_rows<bits>(rows, frame::column_base(src, ctx, labels), out, VariableSymbols(enc_ctx),
+    decode_rows<bits>(rows, column::column_base(src, ctx, labels), out, column::VariableSymbols(enc_ctx),
                       [](auto &&...arguments) { put_symbols<true>(arguments...); });
   } else if (const ub2 length = symbol_length(enc_ctx); length == 0) {
     out.fill_empty(ctx->ones_list_len);
   } else {
     out.clear_indicators(ctx->ones_list_len);
-    decode_rows<bits>(rows, frame::column_base(src, ctx, labels), out, FixedSymbols(enc_ctx, length),
+    decode_rows<bits>(rows, column::column_base(src, ctx, labels), out, column::FixedSymbols(enc_ctx, length),
                       [](auto &&...arguments) { put_symbols<false>(arguments...); });
   }
   ctx->next_row = rows.last();
@@ -92,9 +92,9 @@ ub4 decode_symbols(mipo_vec *res, const mipo_vec *src, const mipo_call_ctx *ctx)
       with_codes([codes = static_cast<const Code *>(src->data)](ub4 i) -> ub4 { return codes[i]; });
   };
   if (enc_ctx->sym_varlen == own_lengths)
-    put(VariableSymbols(enc_ctx));
+    put(column::VariableSymbols(enc_ctx));
   else
-    put(FixedSymbols(enc_ctx, symbol_length(enc_ctx)));
+    put(column::FixedSymbols(enc_ctx, symbol_length(enc_ctx)));
   res->nset = rows;
   return MIPO_DONE;
 }
@@ -105,7 +105,7 @@ ub4 decode_symbols(mipo_vec *res, const mipo_vec *src, const mipo_call_ctx *ctx)
 extern "C" {
 #define DEFINE_DECODE(width, ...)                                                             \
   ub4 mipo_decode_dict_##width##bit(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) { \
-    static constexpr mipo::frame::DecompressionLabels labels =                                \
+    static constexpr mipo::column::DecompressionLabels labels =                               \
         MIPO_DECOMPRESSION_LABELS("mipo_decode_dict_" #width "bit");                          \
     return mipo::decode::decode<width>(labels, res, src, ctx);                                \
   }

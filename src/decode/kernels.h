@@ -3,7 +3,7 @@
 #define MIPO_DECODE_KERNELS_H
 
 #include "decode/kernels.inc"
-#include "frame/kernel_declaration.h"
+#include "interface/kernel_declaration.h"
 
 extern "C" {
 DECODE_FAMILY_KERNELS(MIPO_DECLARE_KERNEL)

@@ -7,8 +7,8 @@ namespace mipo::decode {
 
 Stretch all_runs(const mipo_vec *src, mipo_call_ctx *ctx) {
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  const Stretch left = frame::with_runs(enc_ctx, [&](auto runs) -> Stretch {
-    RunCursor cursor(runs, enc_ctx, ctx);
+  const Stretch left = column::with_runs(enc_ctx, [&](auto runs) -> Stretch {
+    column::RunCursor cursor(runs, enc_ctx, ctx);
     if (ctx->next_row >= src->nrows || !cursor.find(ctx->next_row)) return {0, 0};
     ctx->run_index = enc_ctx->run_count - 1;
     ctx->run_end = src->nrows;
@@ -21,9 +21,9 @@ Stretch all_runs(const mipo_vec *src, mipo_call_ctx *ctx) {
 template <bool null_aware>
 [[gnu::noinline]] void take_selected_runs(RunCodes &codes, const mipo_vec *src, mipo_call_ctx *ctx,
                                           Extremes &extremes) {
-  frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
-    RunCursor cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
-    SelectedRows rows(src, ctx);
+  column::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
+    column::RunCursor cursor(runs, MIPO_VEC_ENC_CTX(src), ctx);
+    column::SelectedRows rows(src, ctx);
     Extremes local = extremes;
     ub4 taken_up_to = 0; // rows below have the run that was taken last
     rows.each([&](ub4 row) {
@@ -55,12 +55,12 @@ namespace {
 
 // Codes below a byte are unpacked in lanes that can be multiplied, all others in the narrowest that hold them.
 template <unsigned bits>
-using MinMaxLane = std::conditional_t<(bits > 1 && bits < 8) || bits == 16, ub2, scan::PackedLane<bits>>;
+using MinMaxLane = std::conditional_t<(bits > 1 && bits < 8) || bits == 16, ub2, column::PackedLane<bits>>;
 
 template <unsigned bits, mipo_variant variant>
 ub4 minmax_of_width(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
   constexpr bool null_aware = variant == MIPO_VARIANT_NULL_AWARE;
-  using Column = scan::DictionaryCodes<bits, MinMaxLane<bits>>;
+  using Column = column::DictionaryCodes<bits, MinMaxLane<bits>>;
   return minmax<Column, bits, null_aware>(labels, res, src, ctx, mode);
 }
 

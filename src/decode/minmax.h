@@ -2,15 +2,15 @@
 #ifndef MIPO_DECODE_MINMAX_H
 #define MIPO_DECODE_MINMAX_H
 
+#include "column/column_base.h"
+#include "column/packed_codes.h"
+#include "column/selected_rows.h"
 #include "decode/run_codes.h"
-#include "decode/selected_rows.h"
-#include "frame/column_base.h"
-#include "scan/packed.h"
 
 namespace mipo::decode {
 
 struct MinMaxLabels {
-  frame::DecompressionLabels decompression;
+  column::DecompressionLabels decompression;
   const char *empty_list; // "<kernel>: [rle] ones_vec size is zero"
 };
 
@@ -87,7 +87,7 @@ template <bool null_aware, class Column>
 // Takes them block by block and stops after the row that settles it. Where that happens in some blocks, these are taken
 // again one by one, for the extremes to be those of the rows up to it.
 template <bool null_aware, class Column>
-void take_rows(Column column, Stretch rows, Extremes &extremes) {
+void accumulate_rows(Column column, Stretch rows, Extremes &extremes) {
   using Block = typename Column::Block;
   constexpr ub8 block_rows = Column::rows_per_block, stretch_blocks = 32;
 
@@ -137,7 +137,7 @@ void take_selected_runs(RunCodes &codes, const mipo_vec *src, mipo_call_ctx *ctx
 // The selected rows of a column whose rows are stored one by one.
 template <bool null_aware, class Column>
 void take_selected_rows(Column column, const mipo_vec *src, mipo_call_ctx *ctx, Extremes &extremes) {
-  SelectedRows rows(src, ctx);
+  column::SelectedRows rows(src, ctx);
   Extremes local = extremes;
   rows.each([&](ub4 row) {
     local.take(static_cast<ub4>(column.row(row)), null_aware);
@@ -154,14 +154,14 @@ ub4 report(const Extremes &extremes, mipo_vec *res, const mipo_enc_ctx *enc_ctx)
 template <class Column, unsigned bits, bool null_aware>
 ub4 minmax(const MinMaxLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, ub8 mode) {
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(src);
-  const void *const base = frame::column_base(src, ctx, labels.decompression);
+  const void *const base = column::column_base(src, ctx, labels.decompression);
   Extremes extremes(enc_ctx->sym_count, mode);
   const bool run_length = MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_RLE);
-  if (run_length && selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
+  if (run_length && column::selects_by_empty_list(ctx)) column::report_to_host(ctx, labels.empty_list);
   if (ctx->ones_vec == nullptr && ctx->ones_list == nullptr) {
     const Stretch rows = run_length ? all_runs(src, ctx) : all_rows(src, ctx);
     if constexpr (simd::shuffles_bytes || bits == 8 || bits == 16 || bits == 32)
-      take_rows<null_aware>(Column(base), rows, extremes);
+      accumulate_rows<null_aware>(Column(base), rows, extremes);
     else
       take_one_by_one<null_aware>(Column(base), rows, extremes);
   } else if (run_length) {

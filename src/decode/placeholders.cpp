@@ -4,7 +4,7 @@
 
 extern "C" {
 #define DEFINE_PLACEHOLDER(shape, name, operation, family, width_field, variant) \
-  [[gnu::alias("mipo_placeholder")]] mipo::frame::Pointee<decltype(mipo_kernel::shape)>::type name;
+  [[gnu::alias("mipo_placeholder")]] mipo::interface::Pointee<decltype(mipo_kernel::shape)>::type name;
 
 ub4 mipo_placeholder(ub8, ub8, ub8, ub8);
 ub4 mipo_placeholder(ub8, ub8, ub8, ub8) {

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 #include "simd/simd.h"
 
 namespace mipo::decode {

@@ -12,7 +12,7 @@ ub4 copy_elements(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx, auto..
 }
 
 ub4 copy_fixed(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
-  switch (const size_t width = fixed_width(src); width) {
+  switch (const size_t width = column::fixed_width(src); width) {
   case 1:
     return copy_elements(res, src, ctx, elements<1>(res->data, src->data));
   case 2:
@@ -31,16 +31,17 @@ ub4 copy_fixed(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
 
 extern "C" ub4 mipo_selective_dydi(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
   using namespace mipo::decode;
-  switch (shared_shape(src, res, {MIPO_LP, MIPO_LP_SEP, MIPO_LV, MIPO_LV_SEP, MIPO_FIXED})) {
+  namespace column = mipo::column;
+  switch (column::shared_shape(src, res, {MIPO_LP, MIPO_LP_SEP, MIPO_LV, MIPO_LV_SEP, MIPO_FIXED})) {
   case MIPO_LP:
-    return copy_elements(res, src, ctx, elements<address_record_bytes>(res->data, src->data));
+    return copy_elements(res, src, ctx, elements<column::address_record_bytes>(res->data, src->data));
   case MIPO_LP_SEP:
     return copy_elements(res, src, ctx, elements<sizeof(ub8)>(res->data, src->data),
                          elements<sizeof(ub2)>(res->lens, src->lens));
   case MIPO_LV:
-    return copy_by_walking<InlineLengthRows>(res, src, ctx);
+    return copy_by_walking<column::InlineLengthRows>(res, src, ctx);
   case MIPO_LV_SEP:
-    return copy_by_walking<SeparateLengthRows>(res, src, ctx);
+    return copy_by_walking<column::SeparateLengthRows>(res, src, ctx);
   case MIPO_FIXED:
     return copy_fixed(res, src, ctx);
   default:

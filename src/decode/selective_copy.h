@@ -6,10 +6,10 @@
 
 #include <type_traits>
 
-#include "decode/row_bytes.h"
-#include "decode/row_shapes.h"
-#include "frame/column_base.h"
-#include "frame/entries.h"
+#include "column/column_base.h"
+#include "column/row_bytes.h"
+#include "column/row_shapes.h"
+#include "interface/entry_functions.h"
 
 namespace mipo::decode {
 
@@ -31,7 +31,7 @@ public:
       ub1 *place = to_ + (to + i) * size_;
       const ub1 *element = from_ + rows[i] * size_;
       if constexpr (std::is_same_v<Size, size_t>)
-        copy_bytes(place, element, size_);
+        column::copy_bytes(place, element, size_);
       else
         memcpy(place, element, size_);
     }
@@ -91,7 +91,7 @@ public:
 
   bool full() const { return rows_ == row_capacity_; }
   // False if the row, number `number`, does not fit.
-  bool put(ub4 number, RowBytes row) {
+  bool put(ub4 number, column::RowBytes row) {
     const ub8 size = Walk::bytes_beside_row + row.length;
     if (size > byte_capacity_ - bytes_) return false;
     if (number != piece_row_ + (rows_ - piece_start_)) {
@@ -114,14 +114,14 @@ public:
 private:
   void copy_piece() {
     if (rows_ == piece_start_) return;
-    copy_bytes(static_cast<ub1 *>(res_->data) + piece_position_, piece_, bytes_ - piece_position_);
+    column::copy_bytes(static_cast<ub1 *>(res_->data) + piece_position_, piece_, bytes_ - piece_position_);
     if constexpr (Walk::has_lengths_apart)
-      copy_bytes(static_cast<ub1 *>(res_->lens) + piece_start_ * sizeof(ub2), lengths_.at(piece_row_),
-                 (rows_ - piece_start_) * sizeof(ub2));
+      column::copy_bytes(static_cast<ub1 *>(res_->lens) + piece_start_ * sizeof(ub2), lengths_.at(piece_row_),
+                         (rows_ - piece_start_) * sizeof(ub2));
   }
 
   mipo_vec *res_;
-  RowLengths lengths_;
+  column::RowLengths lengths_;
   ub4 row_capacity_, rows_ = 0;
   ub8 byte_capacity_, bytes_ = 0;
   // Taken, not yet copied: where its rows lie and start in the source, and in the output.
@@ -145,7 +145,7 @@ public:
   // False if the row stood on has no room.
   bool copy() {
     if (out_.full()) return false;
-    const RowBytes bytes = walk_.take(row_);
+    const column::RowBytes bytes = walk_.take(row_);
     if (!out_.put(row_, bytes)) {
       walk_.put_back(bytes);
       return false;
@@ -175,7 +175,7 @@ ub4 walk_list(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
   WalkingCopy<Walk> copy(res, src, ctx, stood_on);
   for (ub4 place = first; place < end; ++place) {
     if (list[place] < copy.row())
-      frame::report_to_host(ctx, "mipo_selective found decreasing indices in ones_vec with LV or LV_SEP input");
+      column::report_to_host(ctx, "mipo_selective found decreasing indices in ones_vec with LV or LV_SEP input");
     copy.walk_to(list[place]);
     if (!copy.copy()) return copy.finish(ctx, place, MIPO_COPY_FULL);
   }

@@ -3,8 +3,8 @@
 #ifndef MIPO_DECODE_STREAM_COMPARISON_H
 #define MIPO_DECODE_STREAM_COMPARISON_H
 
-#include "decode/row_bytes.h"
-#include "decode/row_shapes.h"
+#include "column/row_bytes.h"
+#include "column/row_shapes.h"
 #include "mipo/codes.h"
 
 namespace mipo::decode {
@@ -48,8 +48,8 @@ private:
   bool filled_ = false;
 };
 
-[[gnu::always_inline]] inline bool same_row(RowBytes a, RowBytes b) {
-  return a.length == b.length && same_bytes(a.first, b.first, a.length);
+[[gnu::always_inline]] inline bool same_row(column::RowBytes a, column::RowBytes b) {
+  return a.length == b.length && column::same_bytes(a.first, b.first, a.length);
 }
 
 // A pair of streams says of a row whether it is the same on both sides, of a whole step whether all its rows are, in
@@ -84,7 +84,7 @@ public:
   const ub1 *right(ub4 row) const { return right_.first(row); }
 
 private:
-  FixedRows left_, right_;
+  column::FixedRows left_, right_;
 };
 
 // Whole blocks.
@@ -142,7 +142,7 @@ class FixedPair : public StreamPair<FixedPair> {
 public:
   FixedPair(const mipo_vec *left, const mipo_vec *right, size_t width) : bytes_(left, right, width), width_(width) {}
 
-  bool same(ub4 row) const { return same_bytes(bytes_.left(row), bytes_.right(row), width_); }
+  bool same(ub4 row) const { return column::same_bytes(bytes_.left(row), bytes_.right(row), width_); }
   bool step_over_equal(ub4 first) const {
     return same_blocks(bytes_.left(first), bytes_.right(first), width_); // 128 rows: a block for each byte of a row
   }
@@ -184,7 +184,7 @@ public:
   // Both walks go at once, each waiting for its own lengths. If they come equally far, all that lies between is one
   // piece, which lengths and bytes must agree on.
   bool step_over_equal(ub4 first) {
-    InlineLengthRows left = left_, right = right_;
+    column::InlineLengthRows left = left_, right = right_;
     for (ub4 row = first; row < first + rows_per_step; ++row) {
       left.take(row);
       right.take(row);
@@ -197,7 +197,7 @@ public:
   }
 
 private:
-  InlineLengthRows left_, right_;
+  column::InlineLengthRows left_, right_;
 };
 
 class SplitChainPair : public StreamPair<SplitChainPair> {
@@ -217,7 +217,7 @@ public:
   }
 
 private:
-  SeparateLengthRows left_, right_;
+  column::SeparateLengthRows left_, right_;
 };
 
 } // namespace mipo::decode

@@ -9,15 +9,15 @@
 #ifndef MIPO_DECODE_UNPACK_H
 #define MIPO_DECODE_UNPACK_H
 
+#include "column/column_base.h"
+#include "column/packed_codes.h"
 #include "decode/code_array.h"
 #include "decode/unpack_runs.h"
-#include "frame/column_base.h"
-#include "scan/packed.h"
 
 namespace mipo::decode {
 
 struct UnpackLabels {
-  frame::DecompressionLabels decompression;
+  column::DecompressionLabels decompression;
   const char *empty_list; // "<kernel>: [rle] ones_vec size is zero"
 };
 
@@ -47,7 +47,7 @@ class UnpackedStep {
     return blocks;
   }
   template <class Lane>
-  using BlockIn = scan::PackedBlock<bits, Lane, blocks_of(sizeof(Lane))>;
+  using BlockIn = column::PackedBlock<bits, Lane, blocks_of(sizeof(Lane))>;
 
   [[gnu::always_inline]] static void store_lanes(Out *out, simd::Vector<ub4> lanes) {
     if constexpr (sizeof(Out) == sizeof(ub4)) {
@@ -69,7 +69,7 @@ public:
   // All rows.
   [[gnu::always_inline]] static void store_all(const ub1 *stream, Out *out) {
     using Lane = std::conditional_t<sizeof(Out) == sizeof(ub1), std::conditional_t<bits == 8, ub1, ub2>,
-                                    std::conditional_t<sizeof(Out) == sizeof(ub2), scan::PackedLane<bits>, ub4>>;
+                                    std::conditional_t<sizeof(Out) == sizeof(ub2), column::PackedLane<bits>, ub4>>;
     using Block = BlockIn<Lane>;
     static constexpr size_t lanes = simd::vector_bytes / sizeof(Out);
     for (size_t row = 0; row < step_rows; row += Block::rows) {
@@ -104,7 +104,7 @@ public:
 template <unsigned bits, class Out>
 class Unpacker {
 public:
-  using Column = scan::DictionaryCodes<bits, scan::PackedLane<bits>>;
+  using Column = column::DictionaryCodes<bits, column::PackedLane<bits>>;
   using Step = UnpackedStep<bits, Out>;
 
   Unpacker(const void *base, CodeArray<Out> out) : stream_(static_cast<const ub1 *>(base)), column_(base), out_(out) {}
@@ -157,7 +157,7 @@ public:
     return row;
   }
 
-  ub4 rows_one_by_one(SelectedRows &selected, ub4 end) {
+  ub4 rows_one_by_one(column::SelectedRows &selected, ub4 end) {
     constexpr ub8 rows_ahead = 10;
     CodeArray<Out> out = out_;
     ub4 next_row = end;
@@ -195,7 +195,7 @@ private:
   ub4 code(ub4 row) const { return static_cast<ub4>(column_.row(row)); }
 
   [[gnu::always_inline]] static void prefetch(const ub1 *stream, const Out *out) {
-    for (size_t line = 0; line < Step::bytes; line += scan::cache_line_bytes)
+    for (size_t line = 0; line < Step::bytes; line += column::cache_line_bytes)
       __builtin_prefetch(stream + unpack_prefetch_bytes + line);
     __builtin_prefetch(reinterpret_cast<const ub1 *>(out) + unpack_prefetch_bytes, 1);
   }
@@ -215,13 +215,13 @@ ub4 unpack_into(const UnpackLabels &labels, const void *base, mipo_vec *res, con
   Unpacker<bits, Out> unpacker(base, CodeArray<Out>(res->data, res->nrows));
   const ub4 first = ctx->next_row;
   if (MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(src), MIPO_RLE)) {
-    if (selects_by_empty_list(ctx)) frame::report_to_host(ctx, labels.empty_list);
+    if (column::selects_by_empty_list(ctx)) column::report_to_host(ctx, labels.empty_list);
     RunCodes codes(base, unpack_codes<bits>, MIPO_VEC_ENC_CTX(src)->run_count);
     unpack_runs(codes, unpacker.output(), src, ctx);
   } else if (ctx->ones_vec != nullptr && (ctx->eval_flags & MIPO_EVAL_SELECTIVE) == 0) {
     ctx->next_row = unpacker.rows_of_bits(SelectionBits(ctx->ones_vec), first, src->nrows);
   } else if (ctx->ones_vec != nullptr || ctx->ones_list != nullptr) {
-    SelectedRows rows(src, ctx);
+    column::SelectedRows rows(src, ctx);
     ctx->next_row = unpacker.rows_one_by_one(rows, src->nrows);
   } else if (first < src->nrows) {
     ctx->next_row = unpacker.all_rows(first, src->nrows);
@@ -234,7 +234,7 @@ ub4 unpack_into(const UnpackLabels &labels, const void *base, mipo_vec *res, con
 // A whole kernel.
 template <unsigned bits>
 ub4 unpack(const UnpackLabels &labels, mipo_vec *res, const mipo_vec *src, mipo_call_ctx *ctx) {
-  const void *base = frame::column_base(src, ctx, labels.decompression);
+  const void *base = column::column_base(src, ctx, labels.decompression);
   if (bits <= 16 && (ctx->eval_flags & MIPO_EVAL_WIDE_CODES) == 0)
     return unpack_into<bits, NarrowCode<bits>>(labels, base, res, src, ctx);
   return unpack_into<bits, ub4>(labels, base, res, src, ctx);

@@ -3,9 +3,9 @@
 #ifndef MIPO_DECODE_UNPACK_RUNS_H
 #define MIPO_DECODE_UNPACK_RUNS_H
 
+#include "column/selected_rows.h"
 #include "decode/code_array.h"
 #include "decode/run_codes.h"
-#include "decode/selected_rows.h"
 
 namespace mipo::decode {
 
@@ -16,11 +16,11 @@ public:
   RunWalk(RunCodes &codes, Runs runs, CodeArray<Out> out, const mipo_vec *src, const mipo_call_ctx *ctx)
       : codes_(codes), cursor_(runs, MIPO_VEC_ENC_CTX(src), ctx), out_(out) {}
 
-  const RunCursor<Runs> &cursor() const { return cursor_; }
+  const column::RunCursor<Runs> &cursor() const { return cursor_; }
   const CodeArray<Out> &output() const { return out_; }
 
   [[gnu::noinline]] ub4 all_rows(ub4 row, ub4 end) {
-    RunCursor<Runs> cursor = cursor_;
+    column::RunCursor<Runs> cursor = cursor_;
     CodeArray<Out> out = out_;
     if (row < end && end - row > out.room()) end = row + out.room();
     while (row < end && cursor.find(row)) {
@@ -34,7 +34,7 @@ public:
   }
 
   [[gnu::noinline]] ub4 rows_of_bits(SelectionBits selection, ub4 row, ub4 end) {
-    RunCursor<Runs> cursor = cursor_;
+    column::RunCursor<Runs> cursor = cursor_;
     CodeArray<Out> out = out_;
     while (row < end && !out.full() && cursor.find(row)) {
       const ub4 stop = cursor.end() < end ? cursor.end() : end;
@@ -52,8 +52,8 @@ public:
     return row;
   }
 
-  [[gnu::noinline]] ub4 rows_of_list(SelectedRows &rows, ub4 end) {
-    RunCursor<Runs> cursor = cursor_;
+  [[gnu::noinline]] ub4 rows_of_list(column::SelectedRows &rows, ub4 end) {
+    column::RunCursor<Runs> cursor = cursor_;
     CodeArray<Out> out = out_;
     ub4 next_row = end;
     ub4 code = 0, known_up_to = 0; // rows below have the code
@@ -76,20 +76,20 @@ public:
 
 private:
   RunCodes &codes_;
-  RunCursor<Runs> cursor_;
+  column::RunCursor<Runs> cursor_;
   CodeArray<Out> out_;
 };
 
 // The rows from `next_row` on, which is moved past those that are done, and so is the place in the runs.
 template <class Out>
 [[gnu::noinline]] void unpack_runs(RunCodes &codes, CodeArray<Out> &out, const mipo_vec *src, mipo_call_ctx *ctx) {
-  frame::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
+  column::with_runs(MIPO_VEC_ENC_CTX(src), [&](auto runs) {
     RunWalk<Out, decltype(runs)> walk(codes, runs, out, src, ctx);
     const ub4 first = ctx->next_row, end = src->nrows;
     if (ctx->ones_vec != nullptr) {
       ctx->next_row = walk.rows_of_bits(SelectionBits(ctx->ones_vec), first, end);
     } else if (ctx->ones_list != nullptr) {
-      SelectedRows rows(src, ctx);
+      column::SelectedRows rows(src, ctx);
       ctx->next_row = walk.rows_of_list(rows, end);
     } else {
       ctx->next_row = walk.all_rows(first, end);

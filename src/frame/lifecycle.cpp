@@ -1,5 +1,5 @@
 // The lifecycle entries do nothing, and that is their contract: the library has no global and no per-thread state.
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 
 extern "C" {
 

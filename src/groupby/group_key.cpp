@@ -2,7 +2,7 @@
 #include "groupby/group_key.h"
 
 #include "frame/dispatch_table.h"
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 
 namespace mipo::groupby {
 namespace {

@@ -4,8 +4,8 @@
 #ifndef MIPO_GROUPBY_GROUP_KEY_H
 #define MIPO_GROUPBY_GROUP_KEY_H
 
+#include "column/ub4_sweeps.h"
 #include "mipo/vec.h"
-#include "xlate/ub4_sweeps.h"
 
 namespace mipo::groupby {
 

@@ -1,8 +1,8 @@
 // mipo_gby_sum_dydi: a column of numbers added into accumulators, by group key or in all.
 #include "groupby/group_sum.h"
 
-#include "arith/integer_total.h"
-#include "frame/entries.h"
+#include "column/integer_total.h"
+#include "interface/entry_functions.h"
 
 namespace mipo::groupby {
 namespace {
@@ -42,8 +42,8 @@ ub4 sum_into_records(mipo_vec *acc, const mipo_vec *values, const ub4 *const *ke
 template <class T>
 ub4 sum_integers(mipo_vec *acc, const mipo_vec *values, const ub4 *const *keys, const mipo_group_sum_options *options) {
   if (sizeof(T) > 1 && (options->flags & MIPO_GROUP_SUM_BIG_ENDIAN) != 0)
-    return sum_into_array(acc, arith::StoredIntegers<T, true>(values->data), values->nrows, keys);
-  return sum_into_array(acc, arith::StoredIntegers<T, false>(values->data), values->nrows, keys);
+    return sum_into_array(acc, column::StoredIntegers<T, true>(values->data), values->nrows, keys);
+  return sum_into_array(acc, column::StoredIntegers<T, false>(values->data), values->nrows, keys);
 }
 
 ub4 sum_integers_of_width(mipo_vec *acc, const mipo_vec *values, const ub4 *const *keys,

@@ -5,7 +5,7 @@
 
 #include <string.h>
 
-#include "arith/sortable.h"
+#include "column/sortable.h"
 #include "mipo/group.h"
 #include "simd/simd.h"
 
@@ -33,7 +33,7 @@ public:
 
   explicit SortableNumbers(const void *base) : base_(static_cast<const ub1 *>(base)) {}
 
-  Float operator[](ub4 row) const { return arith::sortable_value<Float>(base_ + size_t{row} * sizeof(Float)); }
+  Float operator[](ub4 row) const { return column::sortable_value<Float>(base_ + size_t{row} * sizeof(Float)); }
 
 private:
   const ub1 *base_;

@@ -11,7 +11,7 @@
 
 #include "bitvec/iterator.h"
 #include "bitvec/match_accumulator.h"
-#include "frame/entries.h"
+#include "interface/entry_functions.h"
 #include "simd/simd.h"
 
 namespace mipo::hash {

@@ -1,19 +1,19 @@
 // mipo_hash_dydi: a hash for every row of a column, by the host's function. What is here is the way from the row to the
 // bytes of its value.
-#include "decode/row_shapes.h"
-#include "decode/symbols.h"
-#include "frame/entries.h"
+#include "column/row_shapes.h"
+#include "column/symbols.h"
+#include "interface/entry_functions.h"
 #include "mipo/codes.h"
 
 namespace mipo::hash {
 namespace {
 
-using decode::RowBytes;
+using column::RowBytes;
 
 // Codes of any width, high bit first. The word after the one that a code begins in is read too.
-class PackedCodes {
+class AnyWidthCodes {
 public:
-  PackedCodes(const mipo_vec *column)
+  AnyWidthCodes(const mipo_vec *column)
       : words_(static_cast<const ub1 *>(column->data)), bits_(MIPO_VEC_ENC_CTX(column)->bits) {}
 
   ub4 operator[](ub4 row) const {
@@ -42,7 +42,7 @@ public:
   SymbolRows(Codes codes, Symbols symbols) : codes_(codes), symbols_(symbols) {}
 
   RowBytes at(ub4 row) const {
-    const decode::Symbol symbol = symbols_.at(codes_[row]);
+    const column::Symbol symbol = symbols_.at(codes_[row]);
     return {reinterpret_cast<const ub1 *>(symbol.address), symbol.length};
   }
 
@@ -97,9 +97,9 @@ struct HashCall {
   template <class Codes>
   ub4 of_symbols(Codes codes) const {
     const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(column);
-    if (enc_ctx->sym_varlen != 0) return of(SymbolRows(codes, decode::VariableSymbols(enc_ctx)));
+    if (enc_ctx->sym_varlen != 0) return of(SymbolRows(codes, column::VariableSymbols(enc_ctx)));
     const ub2 length = simd::read_big_endian<ub2>(enc_ctx->sym_len);
-    return of(SymbolRows(codes, decode::FixedSymbols(enc_ctx, length)));
+    return of(SymbolRows(codes, column::FixedSymbols(enc_ctx, length)));
   }
 };
 
@@ -111,12 +111,12 @@ extern "C" ub4 mipo_hash_dydi(mipo_vec *res, const mipo_vec *column, const mipo_
   if (!MIPO_ENC_CTX_FLAG(MIPO_VEC_ENC_CTX(seeds), MIPO_HASHED)) return MIPO_NO_KERNEL;
   const hash::HashCall call{res, column, seeds, hash};
   const mipo_enc_ctx *enc_ctx = MIPO_VEC_ENC_CTX(column);
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED)) return call.of(decode::FixedRows(column, decode::fixed_width(column)));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_PACKED)) return call.of_symbols(hash::PackedCodes(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED)) return call.of(column::FixedRows(column, column::fixed_width(column)));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_PACKED)) return call.of_symbols(hash::AnyWidthCodes(column));
   if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_CODES)) return call.of_symbols(hash::NativeCodes(column));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV_SEP)) return call.of(decode::SeparateLengthRows(column));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV)) return call.of(decode::InlineLengthRows(column));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LP_SEP)) return call.of(decode::SplitAddresses(column));
-  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LP)) return call.of(decode::AddressRows(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV_SEP)) return call.of(column::SeparateLengthRows(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LV)) return call.of(column::InlineLengthRows(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LP_SEP)) return call.of(column::SplitAddresses(column));
+  if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_LP)) return call.of(column::AddressRows(column));
   return MIPO_NO_KERNEL;
 }

@@ -1,7 +1,7 @@
 // mipo_convert_dydi: numbers between their sortable and their native form, and the total of a column.
-#include "arith/integer_total.h"
-#include "arith/number_columns.h"
-#include "frame/entries.h"
+#include "column/integer_total.h"
+#include "column/number_columns.h"
+#include "interface/entry_functions.h"
 
 namespace {
 
@@ -11,8 +11,8 @@ using namespace mipo;
 template <class T>
 struct Reading {
   using Number = T;
-  [[gnu::always_inline]] static T number(const ub1 *stored) { return arith::read_sortable<T>(stored); }
-  [[gnu::always_inline]] static auto vector(const ub1 *stored) { return arith::read_sortable_vector<T>(stored); }
+  [[gnu::always_inline]] static T number(const ub1 *stored) { return column::read_sortable<T>(stored); }
+  [[gnu::always_inline]] static auto vector(const ub1 *stored) { return column::read_sortable_vector<T>(stored); }
 };
 
 // The opposite. A type has one zero, and one pattern that all not-a-numbers become: those whose magnitude, which is all
@@ -31,11 +31,11 @@ struct Storing {
 private:
   template <class Patterns>
   [[gnu::always_inline]] static Patterns stored(Patterns native) {
-    using arith::in_all_lanes, arith::sign_bit;
+    using column::in_all_lanes, column::sign_bit;
     constexpr auto magnitude_bits = static_cast<T>(~sign_bit<T>);
     const auto zero = in_all_lanes<Patterns>(sign_bit<T>), negative_zero = in_all_lanes<Patterns>(magnitude_bits);
     const auto limit = in_all_lanes<Patterns>(largest_magnitude), nan = in_all_lanes<Patterns>(not_a_number);
-    const Patterns sortable = arith::sortable_patterns<T>(native);
+    const Patterns sortable = column::sortable_patterns<T>(native);
     const Patterns one_zero = sortable == negative_zero ? zero : sortable;
     const auto magnitude = static_cast<Patterns>(native & magnitude_bits);
     return magnitude <= limit ? one_zero : nan;
@@ -49,19 +49,19 @@ using StoringBfloat16 = Storing<ub2, 0x7f80, 0xffc0>;
 
 template <class Conversion>
 mipo_code convert(mipo_vec *res, const mipo_vec *src) {
-  arith::store_rows(res->data, arith::Column<Conversion>(src->data), src->nrows);
+  column::store_rows(res->data, column::NumberColumn<Conversion>(src->data), src->nrows);
   return MIPO_DONE;
 }
 
 template <class Float>
 mipo_code add_numbers(mipo_vec *res, const mipo_vec *src) {
-  arith::add_rows(res->data, arith::Column<arith::Sortable<Float>>(src->data), src->nrows);
+  column::add_rows(res->data, column::NumberColumn<column::Sortable<Float>>(src->data), src->nrows);
   return MIPO_DONE;
 }
 
 template <class T>
 mipo_code add_integers(mipo_vec *res, const mipo_vec *src) {
-  ub8 sum = arith::total(arith::StoredIntegers<T, true>(src->data), src->nrows);
+  ub8 sum = column::total(column::StoredIntegers<T, true>(src->data), src->nrows);
   sum += simd::read_native<ub8>(res->data);
   memcpy(res->data, &sum, sizeof sum);
   return MIPO_DONE;

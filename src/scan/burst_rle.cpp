@@ -1,8 +1,8 @@
 // mipo_burst_rle_<8, 16>bit[_cla]: a bit vector over runs becomes one over rows. The `_cla` kernels know where a run
 // starts, the others add up lengths.
 #include "bitvec/form.h"
-#include "frame/entries.h"
-#include "frame/runs.h"
+#include "column/runs.h"
+#include "interface/entry_functions.h"
 #include "scan/kernels.h"
 
 namespace mipo::scan {
@@ -65,9 +65,9 @@ private:
   ub4 run_ = 0, row_ = 0;
 };
 template <>
-class RunPosition<frame::RunStarts> : public frame::RunStarts {
+class RunPosition<column::RunStarts> : public column::RunStarts {
 public:
-  using frame::RunStarts::RunStarts;
+  using column::RunStarts::RunStarts;
 };
 
 template <class Runs>
@@ -108,22 +108,22 @@ extern "C" {
 
 ub4 mipo_burst_rle_8bit(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
   CHECK_OPERANDS();
-  return mipo::scan::expand_runs<mipo::frame::RunLengths<ub1>>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
+  return mipo::scan::expand_runs<mipo::column::RunLengths<ub1>>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
 }
 
 ub4 mipo_burst_rle_16bit(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
   CHECK_OPERANDS();
-  return mipo::scan::expand_runs<mipo::frame::RunLengths<ub2>>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
+  return mipo::scan::expand_runs<mipo::column::RunLengths<ub2>>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
 }
 
 ub4 mipo_burst_rle_8bit_cla(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
   CHECK_OPERANDS();
-  return mipo::scan::expand_runs<mipo::frame::RunStarts>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
+  return mipo::scan::expand_runs<mipo::column::RunStarts>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
 }
 
 ub4 mipo_burst_rle_16bit_cla(mipo_vec *res, const mipo_vec *src, mipo_call_ctx *aux) {
   CHECK_OPERANDS();
-  return mipo::scan::expand_runs<mipo::frame::RunStarts>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
+  return mipo::scan::expand_runs<mipo::column::RunStarts>(res, MIPO_VEC_ENC_CTX(src), aux->ones_vec);
 }
 }
 

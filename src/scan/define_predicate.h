@@ -24,17 +24,18 @@ struct ColumnAt {
 #define MIPO_two_sided_CONSTANTS const mipo_vec *lo, const mipo_vec *hi
 #define MIPO_two_sided_ARGUMENTS lo, hi
 
-#define MIPO_DEFINE_PREDICATE(operation, OPERATION, sides, half, family, FAMILY, width, suffix, VARIANT, Body)         \
-  ub4 mipo_##operation##_##family##_##width##bit##suffix(mipo_vec *res, const mipo_vec *src, MIPO_##sides##_CONSTANTS, \
+#define MIPO_DEFINE_PREDICATE(operation, OPERATION, arity, selective_label, family, FAMILY, width, suffix, VARIANT,    \
+                              Body)                                                                                    \
+  ub4 mipo_##operation##_##family##_##width##bit##suffix(mipo_vec *res, const mipo_vec *src, MIPO_##arity##_CONSTANTS, \
                                                          mipo_call_ctx *ctx) {                                         \
     static constexpr mipo::scan::PredicateLabels labels = {                                                            \
         MIPO_DECOMPRESSION_LABELS("mipo_" #operation "_" #family "_" #width "bit" #suffix),                            \
-        MIPO_DECOMPRESSION_LABELS("mipo_" #half "_" #family "_" #width "bit" #suffix)};                                \
+        MIPO_DECOMPRESSION_LABELS("mipo_" #selective_label "_" #family "_" #width "bit" #suffix)};                     \
     /* The other families' second variant has the same number. */                                                      \
     constexpr bool null_aware =                                                                                        \
         MIPO_FAMILY_##FAMILY == MIPO_FAMILY_DICT && MIPO_VARIANT_##VARIANT == MIPO_VARIANT_NULL_AWARE;                 \
     return Body<width, MIPO_VARIANT_##VARIANT>::run(                                                                   \
-        {mipo::scan::Operation::operation, null_aware, labels, res, src, MIPO_##sides##_ARGUMENTS, ctx});              \
+        {mipo::scan::Operation::operation, null_aware, labels, res, src, MIPO_##arity##_ARGUMENTS, ctx});              \
   }
 
 #endif

@@ -1,5 +1,5 @@
 // mipo_<operation>_dict_<8, 16, 32, 64>bit[_null]
-#include "scan/byte_aligned.h"
+#include "column/byte_aligned_codes.h"
 #include "scan/define_predicate.h"
 
 namespace mipo::scan {
@@ -8,7 +8,7 @@ namespace {
 template <unsigned bits, mipo_variant>
 struct ByteAligned {
   static ub4 run(const PredicateCall &call) {
-    return evaluate(call, ColumnAt<ByteAlignedCodes<simd::Unsigned<bits>>>());
+    return evaluate(call, ColumnAt<column::ByteAlignedCodes<simd::Unsigned<bits>>>());
   }
 };
 

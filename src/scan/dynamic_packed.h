@@ -161,7 +161,7 @@ public:
     }
     const ub1 *end() const { return end_; }
 
-    template <LaneForm, class Test>
+    template <column::LaneForm, class Test>
     [[gnu::always_inline]] auto bits_where(const Test &test) const {
       return simd::for_block(
           [&](size_t i) __attribute__((always_inline)) {
@@ -187,8 +187,8 @@ public:
   };
 
   [[gnu::always_inline]] Block at(ub8 block) {
-    __builtin_prefetch(stream_ + prefetch_distance, 0, 3);
-    __builtin_prefetch(stream_ + prefetch_distance + cache_line_bytes, 0, 3);
+    __builtin_prefetch(stream_ + column::prefetch_distance, 0, 3);
+    __builtin_prefetch(stream_ + column::prefetch_distance + column::cache_line_bytes, 0, 3);
     const Block result(stream_, controls_ + block * controls_per_block);
     stream_ = result.end();
     at_ += controls_per_block;

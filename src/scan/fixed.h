@@ -4,8 +4,8 @@
 #ifndef MIPO_SCAN_FIXED_H
 #define MIPO_SCAN_FIXED_H
 
-#include "scan/byte_aligned.h"
-#include "scan/packed.h"
+#include "column/byte_aligned_codes.h"
+#include "column/packed_codes.h"
 #include "simd/unsigned.h"
 
 namespace mipo::scan {
@@ -36,19 +36,19 @@ struct StoredValues {
 
 // Values as wide as their lanes.
 template <class Lane>
-struct FullWidthValues : ByteAlignedCodes<Lane>, StoredValues<sizeof(Lane)> {
+struct FullWidthValues : column::ByteAlignedCodes<Lane>, StoredValues<sizeof(Lane)> {
   using Values = StoredValues<sizeof(Lane)>;
   using typename Values::Word;
   using Values::greatest, Values::compares_words_when_selective, Values::block_constant, Values::selective_constant;
 
-  FullWidthValues(const void *base, unsigned) : ByteAlignedCodes<Lane>(base) {}
+  FullWidthValues(const void *base, unsigned) : column::ByteAlignedCodes<Lane>(base) {}
 };
 
 // Narrower values: packed codes of whole bytes.
 template <unsigned bytes, class Lane>
 class NarrowValues : public StoredValues<bytes> {
 public:
-  using Block = PackedBlock<8 * bytes, Lane>;
+  using Block = column::PackedBlock<8 * bytes, Lane>;
   static constexpr size_t rows_per_block = Block::rows;
 
   NarrowValues(const void *base, unsigned) : base_(static_cast<const ub1 *>(base)) {}
@@ -60,8 +60,8 @@ public:
 
   [[gnu::always_inline]] Block at(ub8 block) const {
     const ub1 *values = base_ + block * Block::bytes;
-    for (size_t line = 0; line < Block::bytes; line += cache_line_bytes)
-      __builtin_prefetch(values + prefetch_distance + line, 0, 3);
+    for (size_t line = 0; line < Block::bytes; line += column::cache_line_bytes)
+      __builtin_prefetch(values + column::prefetch_distance + line, 0, 3);
     return Block(values);
   }
 

@@ -2,7 +2,7 @@
 #ifndef MIPO_SCAN_KERNELS_H
 #define MIPO_SCAN_KERNELS_H
 
-#include "frame/kernel_declaration.h"
+#include "interface/kernel_declaration.h"
 #include "scan/kernels.inc"
 
 extern "C" {

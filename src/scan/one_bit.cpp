@@ -40,7 +40,7 @@ struct OneBit {
 
   static ub4 run(const PredicateCall &call) {
     const Output output = block_output(call.res, call.src);
-    const void *base = frame::column_base(call.src, call.ctx, call.labels.block);
+    const void *base = column::column_base(call.src, call.ctx, call.labels.block);
     const OneBitAnswer answer = one_bit_answer(call.operation, call.null_aware, call.low, call.high);
     const ub4 count = write_one_bit_answer(answer, base, output);
     return finish_block_path(predicate_policy, output, count, call.res, call.src, call.ctx);

@@ -15,6 +15,7 @@
 #ifndef MIPO_SCAN_OPERATIONS_H
 #define MIPO_SCAN_OPERATIONS_H
 
+#include "column/block_reading.h"
 #include "simd/simd.h"
 
 namespace mipo::scan {
@@ -24,13 +25,6 @@ enum class Operation { eq, lt, gt, le, ge, ne, gt_lt, gt_le, ge_lt, ge_le };
 constexpr bool is_two_sided(Operation operation) {
   return operation >= Operation::gt_lt;
 }
-
-// What a test needs to see in a lane. A column may deliver more than that, never less.
-enum class LaneForm {
-  bytes,   // equal codes are equal, whatever the order of their bytes
-  ordered, // comparing lanes is comparing codes
-  value    // the code itself
-};
 
 // The codes from `low` to `high`, both included, or with `outside` all others; without code 0 if it is null.
 template <class Word>

@@ -56,7 +56,7 @@ struct EqualPairTest {
   Fields fields;
 
   [[gnu::always_inline]] ub8 bits(auto rows_where, auto fields_in) const {
-    return rows_where.template operator()<LaneForm::bytes>(equal) & fields_in(fields);
+    return rows_where.template operator()<column::LaneForm::bytes>(equal) & fields_in(fields);
   }
 };
 
@@ -73,8 +73,8 @@ struct AtMostPairTest {
   Fields exceptions; // of equal values
 
   [[gnu::always_inline]] ub8 bits(auto rows_where, auto fields_in) const {
-    return rows_where.template operator()<LaneForm::ordered>(at_most) ^
-           (rows_where.template operator()<LaneForm::ordered>(equal) & fields_in(exceptions));
+    return rows_where.template operator()<column::LaneForm::ordered>(at_most) ^
+           (rows_where.template operator()<column::LaneForm::ordered>(equal) & fields_in(exceptions));
   }
 };
 
@@ -100,8 +100,8 @@ struct PairRangeTest {
   Fields low_fields, high_fields;
 
   [[gnu::always_inline]] ub8 bits(auto rows_where, auto fields_in) const {
-    const ub8 low = rows_where.template operator()<LaneForm::ordered>(from_low.values) & from_low.and_mask;
-    const ub8 high = rows_where.template operator()<LaneForm::ordered>(to_high.values) & to_high.and_mask;
+    const ub8 low = rows_where.template operator()<column::LaneForm::ordered>(from_low.values) & from_low.and_mask;
+    const ub8 high = rows_where.template operator()<column::LaneForm::ordered>(to_high.values) & to_high.and_mask;
     return (low & high) | (low & fields_in(low_fields)) | (high & fields_in(high_fields));
   }
 };
@@ -159,7 +159,7 @@ public:
 
   template <class Column>
   ub4 blocks(Column &column, Word greatest, Output output) const {
-    constexpr LaneForm form = LaneForm::ordered; // each test says it for itself
+    constexpr column::LaneForm form = column::LaneForm::ordered; // each test says it for itself
     const EqualPairTest<Word, Fields> equal{{low_.value}, low_fields_};
     using AtMost = AtMostPairTest<Word, Fields>;
     using enum Operation;
@@ -230,9 +230,10 @@ public:
     [[gnu::always_inline]] Block(Values &values, ub8 block, const ub1 *fields)
         : Block(values, block, fields, std::make_index_sequence<parts>{}) {}
 
-    template <LaneForm, class Test>
+    template <column::LaneForm, class Test>
     [[gnu::always_inline]] simd::RowBits<rows_per_block> bits_where(const Test &test) const {
-      const auto rows_where = [&]<LaneForm values_form>(const auto &values_test) __attribute__((always_inline)) {
+      const auto rows_where = [&]<column::LaneForm values_form>(const auto &values_test)
+          __attribute__((always_inline)) {
         ub8 bits = 0;
         for (size_t i = 0; i < parts; ++i)
           bits |= static_cast<ub8>(part_[i].template bits_where<values_form>(values_test).word[0])

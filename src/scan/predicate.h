@@ -15,8 +15,9 @@
 #ifndef MIPO_SCAN_PREDICATE_H
 #define MIPO_SCAN_PREDICATE_H
 
-#include "frame/column_base.h"
-#include "frame/entries.h"
+#include "column/block_reading.h"
+#include "column/column_base.h"
+#include "interface/entry_functions.h"
 #include "scan/operations.h"
 #include "simd/simd.h"
 
@@ -24,8 +25,8 @@ namespace mipo::scan {
 
 // A two-sided kernel calls itself by the first half of its operation where it is selective.
 struct PredicateLabels {
-  frame::DecompressionLabels block;
-  frame::DecompressionLabels selective;
+  column::DecompressionLabels block;
+  column::DecompressionLabels selective;
 };
 
 // What a named kernel hands to the body that it shares with the others of its width. `high` is null for operations of
@@ -77,10 +78,6 @@ ub4 finish_selective_path(ResultPolicy policy, ub4 count, mipo_vec *res, const m
 // The same answer for all rows; returns how many are set.
 ub4 fill_rows(Output output, bool value);
 
-// Of block loops over streams that are read at full speed: how far ahead, in bytes.
-inline constexpr size_t prefetch_distance = 8192; // 64 blocks
-inline constexpr size_t cache_line_bytes = 64;
-
 template <class Column>
 constexpr ub8 rows_in_blocks(ub8 rows) {
   if constexpr (requires { Column::rows_per_block; })
@@ -90,7 +87,7 @@ constexpr ub8 rows_in_blocks(ub8 rows) {
 }
 
 // Bits for all whole blocks of the rows. Returns how many are set, and leaves `column` after the last of them.
-template <LaneForm form, class Column, class Test>
+template <column::LaneForm form, class Column, class Test>
 ub4 evaluate_blocks(Column &column, Test test, Output output) {
   ub4 count = 0;
   if constexpr (requires { Column::rows_per_block; }) {
@@ -167,9 +164,9 @@ ub4 evaluate_all(Column column, CodeSet<Word> codes, Output output) {
   ub4 count;
   if (outside) {
     if (null_fails)
-      count = evaluate_blocks<LaneForm::bytes>(column, Complement{EqualOrNullTest<Word>{low}}, output);
+      count = evaluate_blocks<column::LaneForm::bytes>(column, Complement{EqualOrNullTest<Word>{low}}, output);
     else if (low <= greatest)
-      count = evaluate_blocks<LaneForm::bytes>(column, Complement{equal}, output);
+      count = evaluate_blocks<column::LaneForm::bytes>(column, Complement{equal}, output);
     else
       return fill_rows(output, true);
   } else if (low > high) {
@@ -177,13 +174,14 @@ ub4 evaluate_all(Column column, CodeSet<Word> codes, Output output) {
   } else if (low == 0 && high == greatest) {
     return fill_rows(output, true);
   } else if (low == high) {
-    count = evaluate_blocks<LaneForm::bytes>(column, equal, output);
+    count = evaluate_blocks<column::LaneForm::bytes>(column, equal, output);
   } else if (low == 0) {
-    count = evaluate_blocks<LaneForm::ordered>(column, AtMostTest<Word>{high}, output);
+    count = evaluate_blocks<column::LaneForm::ordered>(column, AtMostTest<Word>{high}, output);
   } else if (high == greatest) {
-    count = evaluate_blocks<LaneForm::ordered>(column, AtLeastTest<Word>{low}, output);
+    count = evaluate_blocks<column::LaneForm::ordered>(column, AtLeastTest<Word>{low}, output);
   } else {
-    count = evaluate_blocks<LaneForm::ordered>(column, RangeTest<Word>{low, static_cast<Word>(high - low)}, output);
+    count =
+        evaluate_blocks<column::LaneForm::ordered>(column, RangeTest<Word>{low, static_cast<Word>(high - low)}, output);
   }
   return count + evaluate_tail(column, RowTest<Word>(codes), output);
 }
@@ -193,13 +191,13 @@ ub4 evaluate_all(Column column, CodeSet<Word> codes, Output output) {
 ub4 evaluate_with(ResultPolicy policy, const PredicateLabels &labels, mipo_vec *res, const mipo_vec *src,
                   mipo_call_ctx *ctx, auto make_column, auto all_rows, auto row_test) {
   if (is_selective(ctx)) {
-    const auto column = make_column(frame::column_base(src, ctx, labels.selective));
+    const auto column = make_column(column::column_base(src, ctx, labels.selective));
     ctx->done_flags |= policy.done_flag;
     const ub4 count = evaluate_selected(column, row_test(column), res->bv, ctx->ones_vec, src->nrows);
     return finish_selective_path(policy, count, res, src);
   }
   const Output output = block_output(res, src);
-  const auto column = make_column(frame::column_base(src, ctx, labels.block));
+  const auto column = make_column(column::column_base(src, ctx, labels.block));
   return finish_block_path(policy, output, all_rows(column, output), res, src, ctx);
 }
 

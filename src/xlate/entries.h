@@ -47,9 +47,9 @@ struct NoEntry {
 using Key = ub8;
 inline constexpr Key no_key = ~ub8{0}; // in no range
 
-class CodeRange {
+class TranslatedRange {
 public:
-  explicit CodeRange(const mipo_call_ctx *ctx) {
+  explicit TranslatedRange(const mipo_call_ctx *ctx) {
     const auto *record = static_cast<const mipo_xlate_ctx *>(ctx->xlate_ctx);
     const auto greatest = static_cast<ub4>(record->max_code);
     least_ = static_cast<ub4>(record->min_code);

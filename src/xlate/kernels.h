@@ -2,7 +2,7 @@
 #ifndef MIPO_XLATE_KERNELS_H
 #define MIPO_XLATE_KERNELS_H
 
-#include "frame/kernel_declaration.h"
+#include "interface/kernel_declaration.h"
 #include "xlate/kernels.inc"
 
 extern "C" {

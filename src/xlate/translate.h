@@ -1,7 +1,7 @@
 // Code translation: which rows have a counterpart on the other side of a join, and which. One text for all layouts of
 // rows, mappings and entry widths:
 //
-//   row ──Rows──▶ key ──CodeRange, table──▶ entry ──output──▶ handed out, in `c2d` kernels
+//   row ──Rows──▶ key ──TranslatedRange, table──▶ entry ──output──▶ handed out, in `c2d` kernels
 //                                             └──not absent──▶ bit of the row, count, first and last row
 //
 // Nothing branches on a row: whether it has a key, a slot, a segment or an entry chooses addresses and bits.
@@ -23,7 +23,7 @@ inline constexpr ub4 absent = Entries<Table::entry_bits>::absent;
 
 /// The rows from `row` up to `end`.
 template <class Rows, class Table, class Output>
-MatchAccumulator translate_range(mipo_vec *res, Rows rows, const Table table, const CodeRange range,
+MatchAccumulator translate_range(mipo_vec *res, Rows rows, const Table table, const TranslatedRange range,
                                  const Output output, ub4 row, const ub4 end) {
   const auto next_entry = [&]() __attribute__((always_inline)) {
     const Key key = rows.next();
@@ -59,7 +59,7 @@ MatchAccumulator translate_range(mipo_vec *res, Rows rows, const Table table, co
 /// The selected rows among them. Entries of codes outside the table's range are not handed out here: hosts find in
 /// these places what they have put there.
 template <class Table, class Output>
-MatchAccumulator translate_selected(mipo_vec *res, const CodeRows rows, const Table table, const CodeRange range,
+MatchAccumulator translate_selected(mipo_vec *res, const CodeRows rows, const Table table, const TranslatedRange range,
                                     const Output output, const ub8 *selection, ub4 first, ub4 end) {
   MatchAccumulator matches;
   for (ub8 start = first / word_rows * word_rows; start < end; start += word_rows) {
@@ -89,7 +89,7 @@ ub4 translate_codes(mipo_vec *res, const mipo_vec *column, const mipo_vec *table
   if (static_cast<ub1>(enc_ctx->bits) != 32 || !MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_HASHED)) return MIPO_NO_KERNEL;
   const CodeRows rows(column, ctx);
   const Table entries(table, ctx);
-  const CodeRange range(ctx);
+  const TranslatedRange range(ctx);
   const Output output(ctx);
   if (ctx->ones_vec == nullptr)
     return translate_range(res, rows, entries, range, output, ctx->first_row, column->nrows)
@@ -103,7 +103,7 @@ ub4 translate_codes(mipo_vec *res, const mipo_vec *column, const mipo_vec *table
 template <class Rows, class Table, class Output>
 ub4 translate_values(mipo_vec *res, const mipo_vec *column, const mipo_vec *table, mipo_call_ctx *ctx) {
   if (Rows::refuses_selection && ctx->ones_vec != nullptr) return MIPO_NO_KERNEL;
-  return translate_range(res, Rows(column, ctx), Table(table, ctx), CodeRange(ctx), Output(ctx), ctx->first_row,
+  return translate_range(res, Rows(column, ctx), Table(table, ctx), TranslatedRange(ctx), Output(ctx), ctx->first_row,
                          column->nrows)
       .report(res, (ctx->eval_flags & MIPO_EVAL_COUNT_ONLY) == 0);
 }

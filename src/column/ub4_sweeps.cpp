@@ -1,4 +1,4 @@
-#include "xlate/ub4_sweeps.h"
+#include "column/ub4_sweeps.h"
 
 // Loops that the compiler turns into vectors by itself, on every level.
 

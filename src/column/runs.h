@@ -1,11 +1,11 @@
 // Which rows the runs of a run-length column have.
-#ifndef MIPO_FRAME_RUNS_H
-#define MIPO_FRAME_RUNS_H
+#ifndef MIPO_COLUMN_RUNS_H
+#define MIPO_COLUMN_RUNS_H
 
 #include "mipo/vec.h"
 #include "simd/simd.h"
 
-namespace mipo::frame {
+namespace mipo::column {
 
 // Runs told by their lengths: elements of 8 bits, or big-endian ones of 16.
 template <class Length>
@@ -45,6 +45,6 @@ private:
   return enc_ctx->run_len_bits == 8 ? walk(RunLengths<ub1>(enc_ctx)) : walk(RunLengths<ub2>(enc_ctx));
 }
 
-} // namespace mipo::frame
+} // namespace mipo::column
 
 #endif

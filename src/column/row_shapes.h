@@ -6,15 +6,15 @@
 //   SplitAddresses data: aaaaaaaa aaaaaaaa  lens: L L
 //   InlineLengthRows    data: LLbytes LLbytes
 //   SeparateLengthRows     data: bytes bytes        lens: L L
-#ifndef MIPO_DECODE_ROW_SHAPES_H
-#define MIPO_DECODE_ROW_SHAPES_H
+#ifndef MIPO_COLUMN_ROW_SHAPES_H
+#define MIPO_COLUMN_ROW_SHAPES_H
 
 #include <initializer_list>
 
 #include "mipo/call.h"
 #include "simd/simd.h"
 
-namespace mipo::decode {
+namespace mipo::column {
 
 // The first of these shapes that both vectors have; 0 if there is none.
 inline ub4 shared_shape(const mipo_vec *a, const mipo_vec *b, std::initializer_list<mipo_vec_flag> shapes) {
@@ -147,6 +147,6 @@ private:
   RowLengths lengths_;
 };
 
-} // namespace mipo::decode
+} // namespace mipo::column
 
 #endif

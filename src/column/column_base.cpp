@@ -1,6 +1,6 @@
-#include "frame/column_base.h"
+#include "column/column_base.h"
 
-namespace mipo::frame {
+namespace mipo::column {
 
 void report_to_host(const mipo_call_ctx *ctx, const char *message) {
   void *env = ctx->host->env;
@@ -26,4 +26,4 @@ const void *decompressed_base(const mipo_vec *src, const mipo_call_ctx *ctx, con
   return memory;
 }
 
-} // namespace mipo::frame
+} // namespace mipo::column

@@ -1,12 +1,12 @@
 // Comparing and copying the bytes of one row: mostly a few, for which a call would cost more than the work.
-#ifndef MIPO_DECODE_ROW_BYTES_H
-#define MIPO_DECODE_ROW_BYTES_H
+#ifndef MIPO_COLUMN_ROW_BYTES_H
+#define MIPO_COLUMN_ROW_BYTES_H
 
 #include <string.h>
 
 #include "simd/simd.h"
 
-namespace mipo::decode {
+namespace mipo::column {
 
 // From here on libc's loops are ahead.
 inline constexpr size_t long_row_bytes = 64;
@@ -54,6 +54,6 @@ template <class T>
   if (length != 0) *to = *from;
 }
 
-} // namespace mipo::decode
+} // namespace mipo::column
 
 #endif

@@ -4,8 +4,8 @@
 //   sortable form      1sss...s            0SSS...S     S: complemented
 //
 // Each rule is written once and serves a single pattern as well as a whole vector of them.
-#ifndef MIPO_ARITH_SORTABLE_H
-#define MIPO_ARITH_SORTABLE_H
+#ifndef MIPO_COLUMN_SORTABLE_H
+#define MIPO_COLUMN_SORTABLE_H
 
 #include <string.h>
 
@@ -14,7 +14,7 @@
 
 #include "simd/simd.h"
 
-namespace mipo::arith {
+namespace mipo::column {
 
 /// The unsigned integer that holds the bits of `Float`.
 template <class Float>
@@ -81,6 +81,6 @@ template <class Float>
   return (simd::Vector<Float>)read_sortable_vector<PatternOf<Float>>(stored);
 }
 
-} // namespace mipo::arith
+} // namespace mipo::column
 
 #endif

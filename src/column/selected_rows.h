@@ -1,11 +1,11 @@
 // Which rows a resumable kernel takes, and in which run they lie: the walks that a call can go on with.
-#ifndef MIPO_DECODE_SELECTED_ROWS_H
-#define MIPO_DECODE_SELECTED_ROWS_H
+#ifndef MIPO_COLUMN_SELECTED_ROWS_H
+#define MIPO_COLUMN_SELECTED_ROWS_H
 
-#include "frame/entries.h"
-#include "frame/runs.h"
+#include "column/runs.h"
+#include "interface/entry_functions.h"
 
-namespace mipo::decode {
+namespace mipo::column {
 
 // The selected rows from `next_row` on, ascending, some at a time: from the bit vector if there is one, else the list.
 class SelectedRows {
@@ -91,6 +91,6 @@ inline bool selects_by_empty_list(const mipo_call_ctx *ctx) {
   return ctx->ones_vec == nullptr && ctx->ones_list != nullptr && ctx->ones_list_len == 0;
 }
 
-} // namespace mipo::decode
+} // namespace mipo::column
 
 #endif

@@ -2,14 +2,14 @@
 //
 // Lanes are made unsigned by flipping their sign bits, which adds 2^(bits - 1) to each row and is taken off at the end.
 // Unsigned lanes are easily widened: neighbours are added into a lane of twice the width until the lanes have 64 bits.
-#ifndef MIPO_ARITH_INTEGER_TOTAL_H
-#define MIPO_ARITH_INTEGER_TOTAL_H
+#ifndef MIPO_COLUMN_INTEGER_TOTAL_H
+#define MIPO_COLUMN_INTEGER_TOTAL_H
 
 #include <type_traits>
 
 #include "simd/simd.h"
 
-namespace mipo::arith {
+namespace mipo::column {
 
 // Integers as a column stores them: of the width of T, which is unsigned.
 template <class T, bool big_endian>
@@ -76,6 +76,6 @@ ub8 total(StoredIntegers<T, big_endian> integers, ub4 rows) {
   return sum;
 }
 
-} // namespace mipo::arith
+} // namespace mipo::column
 
 #endif

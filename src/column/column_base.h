@@ -1,10 +1,10 @@
 // From a column's record to the first byte of its rows.
-#ifndef MIPO_FRAME_COLUMN_BASE_H
-#define MIPO_FRAME_COLUMN_BASE_H
+#ifndef MIPO_COLUMN_COLUMN_BASE_H
+#define MIPO_COLUMN_COLUMN_BASE_H
 
 #include "mipo/call.h"
 
-namespace mipo::frame {
+namespace mipo::column {
 
 // What a kernel calls itself towards the host when a compressed column has to be decompressed.
 struct DecompressionLabels {
@@ -29,6 +29,6 @@ inline const void *column_base(const mipo_vec *src, const mipo_call_ctx *ctx, co
   return src->data;
 }
 
-} // namespace mipo::frame
+} // namespace mipo::column
 
 #endif

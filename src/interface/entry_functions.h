@@ -1,6 +1,6 @@
 // All entries of the record as functions of the library, declared from their one list.
-#ifndef MIPO_FRAME_ENTRIES_H
-#define MIPO_FRAME_ENTRIES_H
+#ifndef MIPO_INTERFACE_ENTRY_FUNCTIONS_H
+#define MIPO_INTERFACE_ENTRY_FUNCTIONS_H
 
 #include "mipo/mipo.h"
 

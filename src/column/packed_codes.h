@@ -7,17 +7,17 @@
 // first; a mask leaves the code, at a shift that depends on its place in the pattern; and it is compared with the
 // constant shifted alike. All other bits being clear, shifted numbers compare as the numbers do. A block has whole
 // bytes and begins at one, so that all tables are constants of the width.
-#ifndef MIPO_SCAN_PACKED_H
-#define MIPO_SCAN_PACKED_H
+#ifndef MIPO_COLUMN_PACKED_CODES_H
+#define MIPO_COLUMN_PACKED_CODES_H
 
 #include <type_traits>
 
+#include "column/block_reading.h"
+#include "column/byte_aligned_codes.h"
 #include "mipo/vec.h"
-#include "scan/byte_aligned.h"
-#include "scan/predicate.h"
 #include "simd/simd.h"
 
-namespace mipo::scan {
+namespace mipo::column {
 
 // The narrowest lane that holds every code together with the bits that share its bytes.
 template <unsigned bits>
@@ -234,6 +234,6 @@ struct DictionaryCodesOf<32, ub4> {
 template <unsigned bits, class Lane>
 using DictionaryCodes = typename DictionaryCodesOf<bits, Lane>::type;
 
-} // namespace mipo::scan
+} // namespace mipo::column
 
 #endif

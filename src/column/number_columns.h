@@ -2,16 +2,16 @@
 //
 // Values are whatever answers for a row and for a vector of rows: a column, one number for all rows, or something
 // reckoned from these. The form in which numbers are stored is settled before the loop.
-#ifndef MIPO_ARITH_NUMBER_COLUMNS_H
-#define MIPO_ARITH_NUMBER_COLUMNS_H
+#ifndef MIPO_COLUMN_NUMBER_COLUMNS_H
+#define MIPO_COLUMN_NUMBER_COLUMNS_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-#include "arith/sortable.h"
+#include "column/sortable.h"
 #include "simd/streaming.h"
 
-namespace mipo::arith {
+namespace mipo::column {
 
 // The forms in which numbers are stored.
 template <class T>
@@ -28,11 +28,11 @@ struct Sortable {
 };
 
 template <class Form>
-class Column {
+class NumberColumn {
 public:
   using Number = typename Form::Number;
 
-  explicit Column(const void *base) : base_(static_cast<const ub1 *>(base)) {}
+  explicit NumberColumn(const void *base) : base_(static_cast<const ub1 *>(base)) {}
 
   [[gnu::always_inline]] Number row(size_t row) const { return Form::number(base_ + row * sizeof(Number)); }
   [[gnu::always_inline]] auto vector(size_t row) const { return Form::vector(base_ + row * sizeof(Number)); }
@@ -50,11 +50,11 @@ private:
 
 /// The first number of `base` for all rows, read once.
 template <class Form>
-class Constant {
+class NumberConstant {
 public:
   using Number = typename Form::Number;
 
-  explicit Constant(const void *base)
+  explicit NumberConstant(const void *base)
       : number_(Form::number(static_cast<const ub1 *>(base))), vector_(simd::broadcast<Number>(number_)) {}
 
   [[gnu::always_inline]] Number row(size_t) const { return number_; }
@@ -127,6 +127,6 @@ void add_rows(void *cell, Values values, size_t rows) {
   memcpy(cell, &sum, sizeof sum);
 }
 
-} // namespace mipo::arith
+} // namespace mipo::column
 
 #endif

@@ -1,12 +1,10 @@
 // mipo_set_dict_<N>bit: which rows have a code of a set, given as a bit vector over codes.
-#include "decode/kernels.h"
-#include "scan/packed.h"
+#include "column/packed_codes.h"
+#include "scan/kernels.h"
 #include "scan/predicate.h"
 
-namespace mipo::decode {
+namespace mipo::scan {
 namespace {
-
-using scan::LaneForm;
 
 // For each half byte, the bit of the code that it is the upper half of.
 struct BitWeights {
@@ -86,29 +84,29 @@ template <unsigned bits>
 using SetLane = std::conditional_t<(bits > 8), ub4, std::conditional_t<bits == 8 || bits == 1, ub1, ub2>>;
 
 template <unsigned bits>
-ub4 set(const frame::DecompressionLabels &labels, mipo_vec *res, const mipo_vec *src, const mipo_vec *members,
+ub4 set(const column::DecompressionLabels &labels, mipo_vec *res, const mipo_vec *src, const mipo_vec *members,
         mipo_call_ctx *ctx) {
-  using Column = scan::DictionaryCodes<bits, SetLane<bits>>;
-  constexpr scan::ResultPolicy policy = {MIPO_DONE_SET, false};
+  using Column = column::DictionaryCodes<bits, SetLane<bits>>;
+  constexpr ResultPolicy policy = {MIPO_DONE_SET, false};
   const MembershipTest<bits> test(members->bv);
-  return scan::evaluate_with(
+  return evaluate_with(
       policy, {labels, labels}, res, src, ctx, [](const void *base) { return Column(base); },
-      [&test](Column column, scan::Output output) {
-        const ub4 count = scan::evaluate_blocks<LaneForm::value>(column, test, output);
-        return count + scan::evaluate_tail(column, test, output);
+      [&test](Column column, Output output) {
+        const ub4 count = evaluate_blocks<column::LaneForm::value>(column, test, output);
+        return count + evaluate_tail(column, test, output);
       },
       [&test](const Column &) { return test; });
 }
 
 } // namespace
-} // namespace mipo::decode
+} // namespace mipo::scan
 
 extern "C" {
 #define DEFINE_SET(width, ...)                                                                                  \
   ub4 mipo_set_dict_##width##bit(mipo_vec *res, const mipo_vec *src, const mipo_vec *set, mipo_call_ctx *ctx) { \
-    static constexpr mipo::frame::DecompressionLabels labels =                                                  \
+    static constexpr mipo::column::DecompressionLabels labels =                                                 \
         MIPO_DECOMPRESSION_LABELS("mipo_set_dict_" #width "bit");                                               \
-    return mipo::decode::set<width>(labels, res, src, set, ctx);                                                \
+    return mipo::scan::set<width>(labels, res, src, set, ctx);                                                  \
   }
 FOR_EACH_CODE_WIDTH_TO_32(DEFINE_SET, )
 #undef DEFINE_SET

@@ -1,14 +1,14 @@
 // Columns of big-endian codes that fill whole bytes: 8, 16, 32 or 64 bits, row i at element i.
-#ifndef MIPO_SCAN_BYTE_ALIGNED_H
-#define MIPO_SCAN_BYTE_ALIGNED_H
+#ifndef MIPO_COLUMN_BYTE_ALIGNED_CODES_H
+#define MIPO_COLUMN_BYTE_ALIGNED_CODES_H
 
 #include <type_traits>
 
+#include "column/block_reading.h"
 #include "mipo/vec.h"
-#include "scan/predicate.h"
 #include "simd/simd.h"
 
-namespace mipo::scan {
+namespace mipo::column {
 
 template <class Code>
 class ByteAlignedCodes {
@@ -71,6 +71,6 @@ private:
   const ub1 *base_;
 };
 
-} // namespace mipo::scan
+} // namespace mipo::column
 
 #endif
