@@ -12,7 +12,7 @@
 
 #include "mipo/host/csv.h"
 #include "mipo/host/errors.h"
-#include "program.h"
+#include "program/program.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ int main(int argc, char **argv) {
     const std::string query = "SELECT count(*) FROM \"" + path + "\" WHERE distance > 1000 AND delay BETWEEN 10 AND 60";
     const char *arguments[] = {"mipo", "query", "--format", "json", "--explain", query.c_str()};
     std::ostringstream out;
-    if (mipo::tools::run_program(6, arguments, out, std::cerr) != 0) return 1;
+    if (mipo::program::run_program(6, arguments, out, std::cerr) != 0) return 1;
     kernels.push_back(nlohmann::json::parse(out.str())["explain"]["kernel_seconds"].get<double>());
   }
   fmt::print("The program on {} ({:.1f} MB of text), medians of {} runs\n", path, megabytes, repetitions);

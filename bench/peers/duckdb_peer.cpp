@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "duckdb_api.h"
+#include "engine/run/kernel_profile.h"
 #include "peer.h"
-#include "step.h"
 
 namespace mipo::bench {
 namespace {
@@ -56,7 +56,7 @@ public:
   std::string name() const override { return std::string("DuckDB ") + api_.library_version(); }
 
   Answer run(const std::string &sql) override {
-    const tools::Stopwatch watch;
+    const engine::Stopwatch watch;
     DuckdbResult result = result_of(sql);
     Answer answer;
     answer.wall_seconds = watch.seconds();

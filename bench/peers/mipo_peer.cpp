@@ -1,10 +1,10 @@
-#include "answered_query.h"
+#include "engine/run/kernel_profile.h"
+#include "engine/run/query_result.h"
+#include "engine/run/result.h"
+#include "engine/sql/parser.h"
+#include "engine/sql/query_error.h"
 #include "mipo/host/library.h"
 #include "peer.h"
-#include "query_error.h"
-#include "result.h"
-#include "sql_parser.h"
-#include "step.h"
 
 namespace mipo::bench {
 namespace {
@@ -17,37 +17,37 @@ public:
 
   Answer run(const std::string &sql) override {
     try {
-      const tools::Stopwatch watch;
-      const auto find_table = [&](const tools::TableName &name) -> const host::Table & {
+      const engine::Stopwatch watch;
+      const auto find_table = [&](const engine::TableName &name) -> const host::Table & {
         for (const PeerTable &each : tables_)
           if (each.name == name.name) return each.table;
         throw PeerError("there is no table " + name.name);
       };
-      const tools::AnsweredQuery answered = tools::answer_query(library_, tools::parse_query(sql), find_table);
-      const std::vector<tools::Value> values = values_of(answered);
+      const engine::QueryResult answered = engine::answer_query(library_, engine::parse_query(sql), find_table);
+      const std::vector<engine::Value> values = values_of(answered);
       Answer answer;
       answer.wall_seconds = watch.seconds();
       answer.kernel_seconds = answered.answer.kernel_seconds();
       answer.rows = rows_of(*answered.plan, values);
       return answer;
-    } catch (const tools::QueryError &error) {
+    } catch (const engine::QueryError &error) {
       throw PeerError(error.what());
     }
   }
 
 private:
   // Row by row.
-  static std::vector<tools::Value> values_of(const tools::AnsweredQuery &answered) {
-    const tools::ValueSource source = answered.answer.values();
-    const std::vector<tools::PlannedColumn> &output = answered.plan->output;
-    std::vector<tools::Value> values;
+  static std::vector<engine::Value> values_of(const engine::QueryResult &answered) {
+    const engine::ValueSource source = answered.answer.values();
+    const std::vector<engine::PlannedColumn> &output = answered.plan->output;
+    std::vector<engine::Value> values;
     values.reserve(answered.answer.rows.size() * output.size());
     for (const ub4 row : answered.answer.rows)
-      for (const tools::PlannedColumn &column : output) values.push_back(source.value(column.value, row));
+      for (const engine::PlannedColumn &column : output) values.push_back(source.value(column.value, row));
     return values;
   }
 
-  static std::vector<Row> rows_of(const tools::Plan &plan, const std::vector<tools::Value> &values) {
+  static std::vector<Row> rows_of(const engine::Plan &plan, const std::vector<engine::Value> &values) {
     std::vector<Row> rows(values.size() / plan.output.size());
     std::string text;
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -56,7 +56,7 @@ private:
       values[i].append_to(text);
       if (values[i].is_null())
         row.emplace_back();
-      else if (tools::is_number(plan.output[i % plan.output.size()].value, plan))
+      else if (engine::is_number(plan.output[i % plan.output.size()].value, plan))
         row.push_back(number_cell(text));
       else
         row.emplace_back(text);

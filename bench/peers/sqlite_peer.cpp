@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include "engine/run/kernel_profile.h"
 #include "peer.h"
-#include "step.h"
 
 namespace mipo::bench {
 namespace {
@@ -48,7 +48,7 @@ public:
 
   Answer run(const std::string &sql) override {
     Answer answer;
-    const tools::Stopwatch watch;
+    const engine::Stopwatch watch;
     const Statement statement = prepare(sql);
     const int columns = sqlite3_column_count(statement.get());
     int state;

@@ -100,8 +100,8 @@ MIPO_KEY_FUNCTION ub4 mipo_xlate_convert_type(int32_t kind) {
   MIPO_ASSERTION_FAILED("0");
 }
 
-// The width field of an arithmetic kernel on numbers of `bytes` bytes, 4 (`float`) or 8 (`double`); an operand is native
-// or, if told, sortable.
+// The width field of an arithmetic kernel on numbers of `bytes` bytes, 4 (`float`) or 8 (`double`); an operand is
+// native or, if told, sortable.
 MIPO_KEY_FUNCTION ub4 mipo_arithmetic_convert_width(ub4 bytes, ub4 left_sortable, ub4 right_sortable) {
   if (bytes == 4 || bytes == 8) return bytes / 4 + (left_sortable ? 4 : 0) + (right_sortable ? 8 : 0);
   MIPO_ASSERTION_FAILED("0");

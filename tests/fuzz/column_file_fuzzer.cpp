@@ -1,8 +1,8 @@
 // Any bytes as a column file, with checksums that are right: an error, or a table whose cells can all be read and whose
 // columns kernels can scan.
-#include "../column_file_seal.h"
 #include "bytes_as_file.h"
 #include "every_cell.h"
+#include "host/column_file_seal.h"
 #include "mipo/host/column_file.h"
 #include "mipo/host/context.h"
 

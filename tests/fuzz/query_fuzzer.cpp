@@ -5,14 +5,14 @@
 #include <string>
 #include <string_view>
 
-#include "answered_query.h"
 #include "bytes_as_file.h"
+#include "engine/run/query_result.h"
+#include "engine/run/result.h"
+#include "engine/sql/parser.h"
+#include "engine/sql/query_error.h"
 #include "mipo/host/csv.h"
 #include "mipo/host/errors.h"
 #include "mipo/host/library.h"
-#include "query_error.h"
-#include "result.h"
-#include "sql_parser.h"
 
 namespace {
 
@@ -36,14 +36,14 @@ host::Table small_table() {
   return host::read_csv(file.holding(reinterpret_cast<const std::uint8_t *>(text.data()), text.size()), options);
 }
 
-std::string answer_text(const host::Library &library, const tools::Query &query, const host::Table &table,
+std::string answer_text(const host::Library &library, const engine::Query &query, const host::Table &table,
                         unsigned threads) {
-  const tools::AnsweredQuery answered = tools::answer_query(
-      library, query, [&](const tools::TableName &) -> const host::Table & { return table; }, threads);
-  const tools::ValueSource source = answered.answer.values();
+  const engine::QueryResult answered = engine::answer_query(
+      library, query, [&](const engine::TableName &) -> const host::Table & { return table; }, threads);
+  const engine::ValueSource source = answered.answer.values();
   std::string text;
   for (const ub4 row : answered.answer.rows)
-    for (const tools::PlannedColumn &column : answered.plan->output) {
+    for (const engine::PlannedColumn &column : answered.plan->output) {
       source.value(column.value, row).append_to(text);
       text += '\n';
     }
@@ -58,9 +58,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
   try {
     const std::string_view text(reinterpret_cast<const char *>(bytes), size);
     if (text.find('\0') != text.npos) return 0; // no query that a person can pass has one
-    const tools::Query query = tools::parse_query(text);
+    const engine::Query query = engine::parse_query(text);
     if (answer_text(library, query, table, 1) != answer_text(library, query, table, 2)) std::abort();
-  } catch (const tools::QueryError &) {
+  } catch (const engine::QueryError &) {
   } catch (const host::Error &) {
   }
   return 0;

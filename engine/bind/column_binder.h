@@ -1,0 +1,60 @@
+// Names of columns, as a query writes them, to columns of the tables in FROM.
+#ifndef MIPO_ENGINE_BIND_COLUMN_BINDER_H
+#define MIPO_ENGINE_BIND_COLUMN_BINDER_H
+
+#include <deque>
+#include <optional>
+#include <vector>
+
+#include "engine/bind/bound_conditions.h"
+#include "engine/bind/unique_join.h"
+#include "engine/plan/bound_column.h"
+#include "engine/sql/ast.h"
+#include "mipo/host/table.h"
+
+namespace mipo::engine {
+
+/// Everything throws QueryError for what the tables do not have, and host::ColumnFileError for a column whose bytes are
+/// damaged: they are looked at when the column is first named.
+class ColumnBinder {
+public:
+  /// `tables` are those of FROM and of the joins, in that order. Columns are added to `columns` as they are named.
+  /// Query, tables and columns must outlive the binder.
+  ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables, std::deque<BoundColumn> &columns);
+
+  /// Two names of one column give one and the same object.
+  const BoundColumn &column(const ColumnName &wanted) const;
+  /// The same, where nothing but a column is allowed.
+  const BoundColumn &column(const Expression &expression) const;
+  /// Whether some table has a column that may be meant by the name.
+  bool has(const ColumnName &wanted) const;
+  TestedColumn tested(const Operand &operand) const;
+  /// The columns of all tables, or of the one that is named, with their own names.
+  std::vector<const BoundColumn *> all_columns(const AllColumns &wanted) const;
+  /// The rows of the first table that have the partners they need.
+  std::vector<ColumnPredicate> inner_join_predicates() const;
+
+private:
+  struct InScope {
+    const TableName *name;
+    const host::Table *table;
+    std::optional<UniqueJoin> joined; // all but the first
+  };
+
+  void join(const Join &join, const host::Table &table);
+  static const host::Column *find(const InScope &scope, const ColumnName &wanted);
+  const BoundColumn &row_column(const InScope &scope, const host::Column &column) const;
+  const InScope &qualified(const std::string &qualifier, std::size_t position) const;
+  std::string names(bool with_columns) const;
+
+  std::vector<InScope> scopes_;
+  std::deque<BoundColumn> &columns_;
+  bool several_;
+};
+
+/// Throws QueryError, at `position`, if upper() or lower() stands about something that is not text.
+void check_letters(const BoundColumn &column, LetterCase letter_case, std::size_t position);
+
+} // namespace mipo::engine
+
+#endif

@@ -1,0 +1,75 @@
+// The codes that the selected rows of a chunk have in a column.
+#ifndef MIPO_ENGINE_RUN_COLUMN_CODES_H
+#define MIPO_ENGINE_RUN_COLUMN_CODES_H
+
+#include <map>
+#include <vector>
+
+#include "engine/plan/bound_column.h"
+#include "engine/run/chunk_rows.h"
+#include "engine/run/kernel_profile.h"
+
+namespace mipo::engine {
+
+/// Codes of the stored column: of a joined one, those of its key. By kernel, or read one by one; the column must be
+/// plain or decompressed then. Chunks are read in ascending order.
+class ColumnCodes {
+public:
+  static constexpr ub8 no_value = ~ub8{0};
+
+  ColumnCodes(const host::Library &library, const BoundColumn &column, ub4 chunk);
+
+  const BoundColumn &column() const { return column_; }
+  bool by_kernel() const { return by_kernel_; }
+  /// Reads the chunk's codes, and adds rows and time to `step`; nothing to do if they have been read.
+  void read(ChunkRows &rows, KernelProfile &step);
+  /// Stored codes, one for each selected row, if by_kernel().
+  const ub4 *unpacked() const { return unpacked_.data(); }
+
+  /// Calls take(i, code) for each of `count` rows with the code of the column's own value, or no_value.
+  void each(ub4 count, auto take) const {
+    if (by_kernel_ && column_.is_joined())
+      for (ub4 i = 0; i < count; ++i) take(i, value_by_code_[unpacked_[i]]);
+    else if (by_kernel_)
+      for (ub4 i = 0; i < count; ++i) take(i, has_null_ && unpacked_[i] == 0 ? no_value : unpacked_[i]);
+    else
+      for (ub4 i = 0; i < count; ++i) take(i, read_[i]);
+  }
+
+private:
+  void unpack(ChunkRows &rows);
+
+  const host::Library &library_;
+  const BoundColumn &column_;
+  const host::EncodedColumn &data_;
+  bool by_kernel_, has_null_;
+  mipo_vec vec_;
+  std::vector<ub4> unpacked_;      // stored codes
+  std::vector<ub8> read_;          // codes of values
+  std::vector<ub8> value_by_code_; // of a joined column that a kernel unpacks
+  ub4 run_index_ = 0, run_end_ = 0;
+  ub4 read_begin_ = 0, read_end_ = 0; // of the last chunk
+};
+
+/// The codes of the columns that a chunk's work asks for, each column once however often it is asked for.
+class ChunkCodes {
+public:
+  ChunkCodes(const host::Library &library, ub4 chunk) : library_(library), chunk_(chunk) {}
+
+  /// Stays where it is as long as this object.
+  ColumnCodes &of(const BoundColumn &column) {
+    return codes_.try_emplace(&column, library_, column, chunk_).first->second;
+  }
+
+private:
+  const host::Library &library_;
+  ub4 chunk_;
+  std::map<const BoundColumn *, ColumnCodes> codes_;
+};
+
+/// A step for the reading of a column's codes.
+KernelProfile codes_step(const BoundColumn &column, const std::string &condition);
+
+} // namespace mipo::engine
+
+#endif

@@ -1,0 +1,107 @@
+#include "engine/run/group_keys.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "engine/run/translation.h"
+#include "mipo/host/translation_table.h"
+
+namespace mipo::engine {
+
+DigitTables::DigitTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps) {
+  if (keys.method() != GroupKeyLayout::Method::folding) return;
+  for (std::size_t place = 0; place < keys.places(); ++place) {
+    const std::vector<ub4> digits = keys.digits_by_code(place);
+    const host::TranslationTable table{std::span(digits)};
+    std::vector<ub4> codes(digits.size());
+    for (std::size_t code = 0; code < codes.size(); ++code) codes[code] = static_cast<ub4>(code);
+    std::vector<std::byte> entries(host::handed_out_bytes(codes.size(), table.width()) + 1);
+    steps.push_back(materialize(library, table, codes, entries.data(), "digits of " + keys.names(place)));
+    const TranslationUsed used{host::TableMapping::simple, table.width(), entries.size() - 1};
+    tables_.push_back({std::move(entries), table.group_key_key(), used});
+  }
+}
+
+GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const DigitTables &digits, ub4 chunk,
+                     ChunkCodes &codes)
+    : library_(library), keys_(keys), numbers_(chunk + ChunkRows::spare) {
+  if (keys.method() == GroupKeyLayout::Method::codes) {
+    further_codes_.resize(chunk + ChunkRows::spare);
+    for (std::size_t place = 0; place < keys.places(); ++place)
+      columns_.push_back(keys.stored(place).values->data.vec());
+  }
+  if (keys.method() == GroupKeyLayout::Method::folding) {
+    for (std::size_t place = 0; place < keys.places(); ++place) {
+      const DigitTables::Table &table = digits[place];
+      Fold &fold = folds_.emplace_back(Fold{&codes.of(keys.stored(place)), library.xlate(table.key), {}});
+      fold.ctx.xlate_out = const_cast<std::byte *>(table.entries.data());
+      fold.ctx.xlate_mult = keys.weight(place);
+    }
+  }
+}
+
+std::vector<KernelProfile> GroupKeys::blank_steps(const GroupKeyLayout &keys, const DigitTables &digits) {
+  switch (keys.method()) {
+  case GroupKeyLayout::Method::codes:
+    return {entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi),
+                       "GROUP BY " + keys.names())};
+  case GroupKeyLayout::Method::row_by_row:
+    return {row_step("group keys", "GROUP BY " + keys.names())};
+  case GroupKeyLayout::Method::folding:
+    break;
+  }
+  std::vector<KernelProfile> steps;
+  for (std::size_t place = 0; place < keys.places(); ++place) {
+    steps.push_back(codes_step(keys.stored(place), "codes of " + keys.stored(place).name));
+    KernelProfile &fold = steps.emplace_back(kernel_step(digits[place].key, "GROUP BY " + keys.names(place)));
+    fold.translation = digits[place].used;
+  }
+  return steps;
+}
+
+void GroupKeys::read(ChunkRows &rows, std::span<KernelProfile> steps) {
+  if (keys_.method() == GroupKeyLayout::Method::folding) {
+    fold(rows, steps);
+    return;
+  }
+  const Stopwatch stopwatch;
+  if (keys_.method() == GroupKeyLayout::Method::codes)
+    read_codes(rows);
+  else
+    std::transform(rows.numbers().begin(), rows.numbers().end(), numbers_.begin(),
+                   [&](ub4 row) { return static_cast<ub4>(keys_.number(row)); });
+  steps.front().add(stopwatch, rows.count(), rows.end() - rows.begin());
+}
+
+void GroupKeys::read_codes(ChunkRows &rows) {
+  for (mipo_vec &column : columns_) column.nrows = rows.end();
+  mipo_vec out{}, further{};
+  out.data = numbers_.data();
+  further.data = further_codes_.data();
+  out.nrows = further.nrows = static_cast<ub4>(numbers_.size());
+  mipo_call_ctx ctx = rows.call();
+  if (!keys_.shifts()) ctx.eval_flags |= MIPO_EVAL_MULTIPLY_KEYS;
+  mipo_group_range range{};
+  const ub4 code = host::entry(library_, &mipo_specialized_ctx::mipo_groupkey_dydi)(
+      &out, &range, columns_.data(), static_cast<ub4>(columns_.size()), &further, &ctx);
+  rows.throw_if_reported();
+  host::throw_unless_answered("mipo_groupkey_dydi", code);
+  if (out.nset != rows.count()) throw host::Error("mipo_groupkey_dydi stopped before the last row");
+}
+
+void GroupKeys::fold(ChunkRows &rows, std::span<KernelProfile> steps) {
+  std::fill_n(numbers_.begin(), rows.count(), 0);
+  for (std::size_t place = 0; place < folds_.size(); ++place) {
+    Fold &fold = folds_[place];
+    fold.codes->read(rows, steps[2 * place]);
+    mipo_vec numbers{}, codes{};
+    numbers.data = numbers_.data();
+    codes.data = const_cast<ub4 *>(fold.codes->unpacked());
+    codes.nrows = rows.count();
+    const Stopwatch stopwatch;
+    fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
+    steps[2 * place + 1].add(stopwatch, rows.count(), rows.count());
+  }
+}
+
+} // namespace mipo::engine

@@ -1,0 +1,62 @@
+// The group numbers of the selected rows of chunks.
+#ifndef MIPO_ENGINE_RUN_GROUP_KEYS_H
+#define MIPO_ENGINE_RUN_GROUP_KEYS_H
+
+#include <span>
+#include <vector>
+
+#include "engine/plan/group_key_layout.h"
+#include "engine/run/column_codes.h"
+#include "mipo/host/library.h"
+
+namespace mipo::engine {
+
+/// Digits by code, as the kernels that fold them into group numbers read them: one table for each digit.
+class DigitTables {
+public:
+  /// The digits are handed out by the translation kernels, each table in a step. There are none unless the method is
+  /// folding.
+  DigitTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps);
+
+  struct Table {
+    std::vector<std::byte> entries;
+    ub4 key; // of the kernel that folds them
+    TranslationUsed used;
+  };
+  const Table &operator[](std::size_t place) const { return tables_[place]; }
+
+private:
+  std::vector<Table> tables_;
+};
+
+class GroupKeys {
+public:
+  /// All must outlive it.
+  GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const DigitTables &digits, ub4 chunk,
+            ChunkCodes &codes);
+
+  /// What read() has to be given: the steps of its work, without rows or time.
+  static std::vector<KernelProfile> blank_steps(const GroupKeyLayout &keys, const DigitTables &digits);
+  /// Adds rows and time to `steps`, which are the blank ones.
+  void read(ChunkRows &rows, std::span<KernelProfile> steps);
+  const ub4 *data() const { return numbers_.data(); }
+
+private:
+  void read_codes(ChunkRows &rows);
+  void fold(ChunkRows &rows, std::span<KernelProfile> steps);
+
+  const host::Library &library_;
+  const GroupKeyLayout &keys_;
+  std::vector<ub4> numbers_, further_codes_;
+  std::vector<mipo_vec> columns_; // by codes
+  struct Fold {
+    ColumnCodes *codes;
+    mipo_xlate_kernel *kernel;
+    mipo_call_ctx ctx;
+  };
+  std::vector<Fold> folds_; // by folding
+};
+
+} // namespace mipo::engine
+
+#endif

@@ -1,0 +1,26 @@
+// What --explain shows: how the data was read, and every call of a kernel with its rows and its time.
+#ifndef MIPO_PROGRAM_EXPLANATION_H
+#define MIPO_PROGRAM_EXPLANATION_H
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "engine/catalog/file_reading.h"
+#include "engine/run/executor.h"
+#include "program/json_value.h"
+
+namespace mipo::program {
+
+struct Explanation {
+  std::vector<engine::Reading> readings; // file by file
+  std::string level;                     // instruction set of the library
+  const engine::Answer *answer = nullptr;
+};
+
+void write_explanation(std::ostream &out, const Explanation &explanation);
+JsonValue explanation_json(const Explanation &explanation);
+
+} // namespace mipo::program
+
+#endif

@@ -1,2 +1,0 @@
-mipo_add_kernel_test(bitvec_test bitvec bitvec_test.cpp reference/bit_vector_model.cpp)
-mipo_add_kernel_test(iterator_test bitvec iterator_test.cpp reference/bit_vector_model.cpp)
