@@ -1,5 +1,5 @@
 // Hashes of columns, and Bloom filters over them: which rows of one column may have their value in another one. Only in
-// builds with MIPO_BUILD_TOOLS.
+// builds with MIPO_HOST_FILES.
 #ifndef MIPO_HOST_BLOOM_FILTER_H
 #define MIPO_HOST_BLOOM_FILTER_H
 

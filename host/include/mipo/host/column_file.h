@@ -1,5 +1,5 @@
 // The column file: encoded columns as they lie in memory, mapped when the file is opened. Only in builds with
-// MIPO_BUILD_TOOLS.
+// MIPO_HOST_FILES.
 #ifndef MIPO_HOST_COLUMN_FILE_H
 #define MIPO_HOST_COLUMN_FILE_H
 

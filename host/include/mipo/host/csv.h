@@ -1,4 +1,4 @@
-// Reading CSV files into tables. Only in builds with MIPO_BUILD_TOOLS.
+// Reading CSV files into tables. Only in builds with MIPO_HOST_FILES.
 #ifndef MIPO_HOST_CSV_H
 #define MIPO_HOST_CSV_H
 

@@ -1,5 +1,5 @@
 // An input that is opened once and read from its beginning to its end: a file, a named pipe, or standard input. What it
-// holds is found by its first bytes. Only in builds with MIPO_BUILD_TOOLS.
+// holds is found by its first bytes. Only in builds with MIPO_HOST_FILES.
 #ifndef MIPO_HOST_INPUT_FILE_H
 #define MIPO_HOST_INPUT_FILE_H
 

@@ -1,4 +1,4 @@
-// Compressed column storage on zstd. Only in builds with MIPO_BUILD_TOOLS.
+// Compressed column storage on zstd. Only in builds with MIPO_HOST_FILES.
 #ifndef MIPO_HOST_ZSTD_DECOMPRESSOR_H
 #define MIPO_HOST_ZSTD_DECOMPRESSOR_H
 
