@@ -20,16 +20,15 @@ void check_code_count(const BoundColumn &column, std::size_t position) {
 }
 
 // The row of each value of a column that has none of them twice.
-std::vector<ub4> rows_by_value(const BoundColumn &unique, std::size_t position) {
+CodeMap<ub4> rows_by_code(const BoundColumn &unique, std::size_t position) {
   const host::EncodedColumn &data = unique.values->data;
   host::ZstdDecompressor decompressor;
   data.decompress(decompressor);
-  const ub8 base = index_base(unique.domain());
-  std::vector<ub4> rows(index_count(unique.domain()), no_row);
+  CodeMap<ub4> rows(unique.domain(), no_row);
   for (ub4 row = 0; row < data.rows(); ++row) {
     if (!data.has_value(row)) continue;
     const ub8 code = data.code(row);
-    ub4 &known = rows[code - base];
+    ub4 &known = rows[code];
     if (known != no_row) {
       throw QueryError(fmt::format("{} is not unique: two rows have {}. Joins to several rows are not supported yet; "
                                    "the table with many rows goes first, after FROM",
@@ -65,14 +64,14 @@ std::vector<ub4> equal_values(const BoundColumn &from, const BoundColumn &to, st
 UniqueJoin::UniqueJoin(const BoundColumn &left, const BoundColumn &right, bool outer, std::size_t position)
     : key_(left.is_joined() ? left.key : &left), outer_(outer) {
   const host::Domain &from = left.domain(), &to = right.domain(), &of_key = key_->domain();
-  const std::vector<ub4> equal = equal_values(left, right, position), rows = rows_by_value(right, position);
+  const std::vector<ub4> equal = equal_values(left, right, position);
+  const CodeMap<ub4> rows = rows_by_code(right, position);
   check_code_count(*key_, position);
-  row_by_index_.assign(index_count(of_key), no_row);
+  row_by_code_ = CodeMap<ub4>(of_key, no_row);
   for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
     const std::optional<ub8> value = left.value_of(code);
     const ub4 partner = value ? equal[*value - from.first_code()] : host::no_entry;
-    if (partner != host::no_entry)
-      row_by_index_[code - index_base(of_key)] = rows[partner + to.first_code() - index_base(to)];
+    if (partner != host::no_entry) row_by_code_[code] = rows[partner + to.first_code()];
   }
 }
 
@@ -92,11 +91,11 @@ BoundColumn UniqueJoin::column(const host::Column &column, std::string name) con
   }
   std::sort(joined.ranked.begin(), joined.ranked.end());
   joined.ranked.erase(std::unique(joined.ranked.begin(), joined.ranked.end()), joined.ranked.end());
-  joined.rank_by_index.assign(row_by_index_.size(), host::no_entry);
+  joined.rank = CodeMap<ub4>(of_key, host::no_entry);
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (!values[i]) continue;
     const auto found = std::lower_bound(joined.ranked.begin(), joined.ranked.end(), *values[i]);
-    joined.rank_by_index[first + i - index_base(of_key)] = static_cast<ub4>(found - joined.ranked.begin());
+    joined.rank[first + i] = static_cast<ub4>(found - joined.ranked.begin());
   }
   return joined;
 }

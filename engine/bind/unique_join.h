@@ -28,11 +28,11 @@ public:
   bool has_row(ub8 key_code) const { return row_of(key_code) != no_row; }
 
 private:
-  ub4 row_of(ub8 key_code) const { return row_by_index_[key_code - index_base(key_->domain())]; }
+  ub4 row_of(ub8 key_code) const { return row_by_code_[key_code]; }
 
   const BoundColumn *key_;
   bool outer_;
-  std::vector<ub4> row_by_index_; // of the key's codes
+  CodeMap<ub4> row_by_code_; // of the key
 };
 
 /// As host::equal_values(). Throws QueryError, at `position`, if the values of the two cannot be equal, and for columns

@@ -82,10 +82,10 @@ AggregateInput::AggregateInput(const BoundExpression &expression, ub8 rows)
                                                       : Form::wide;
 }
 
-std::vector<sb8> AggregateInput::words_by_code() const {
-  std::vector<sb8> words(column->stored().domain().code_count());
+CodeMap<sb8> AggregateInput::words_by_code() const {
+  CodeMap<sb8> words(column->stored().domain());
   const bool numbers = host::is_number(column->type().kind);
-  for (ub8 code = 0; code < words.size(); ++code)
+  for (ub8 code = words.begin_code(); code < words.end_code(); ++code)
     if (const std::optional<ub8> value = column->value_of(code))
       words[code] = word(numbers ? column->domain().number(*value) : 0);
   return words;

@@ -47,7 +47,7 @@ struct AggregateInput {
   bool adds() const { return wants_sum || wants_count; }
   bool has_extremes() const { return wants_least || wants_greatest; }
   /// word() by stored code, of a column of dictionary codes.
-  std::vector<sb8> words_by_code() const;
+  CodeMap<sb8> words_by_code() const;
 };
 
 } // namespace mipo::engine

@@ -6,8 +6,8 @@ namespace mipo::engine {
 
 std::optional<ub8> BoundColumn::value_of(ub8 stored_code) const {
   if (!is_joined()) return domain().is_null(stored_code) ? std::nullopt : std::optional(stored_code);
-  const ub4 rank = rank_by_index[stored_code - index_base(key->domain())];
-  return rank == host::no_entry ? std::nullopt : std::optional(ranked[rank]);
+  const ub4 place = rank[stored_code];
+  return place == host::no_entry ? std::nullopt : std::optional(ranked[place]);
 }
 
 std::optional<ub8> BoundColumn::code(ub4 row) const {

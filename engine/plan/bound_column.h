@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/plan/code_map.h"
 #include "mipo/host/table.h"
 
 namespace mipo::engine {
@@ -18,20 +19,12 @@ namespace mipo::engine {
 /// take too much memory.
 inline constexpr ub8 most_join_codes = ub8{1} << 24;
 
-/// Codes as indices of arrays: those of dictionaries as they are, those of numbers above the least.
-inline ub8 index_base(const host::Domain &domain) {
-  return domain.first_code() <= 1 ? 0 : domain.first_code();
-}
-inline ub8 index_count(const host::Domain &domain) {
-  return domain.code_count() - index_base(domain);
-}
-
 struct BoundColumn {
   std::string name;                 ///< with the table's in front, if the query has several tables
   const host::Column *values;       ///< the column that the values are of
   const BoundColumn *key = nullptr; ///< of a joined column: a column of the first table
   std::vector<ub8> ranked;          ///< of a joined column: the codes of values that rows may have, ascending
-  std::vector<ub4> rank_by_index;   ///< by index of the key's code: which of these, or host::no_entry
+  CodeMap<ub4> rank;                ///< by code of the key: which of these, or host::no_entry
   bool nullable = false;            ///< some rows may be without value
 
   const host::Domain &domain() const { return values->domain(); }

@@ -36,35 +36,35 @@ void GroupKeyLayout::number_codes(Place &place) {
 
 void GroupKeyLayout::number_combinations(Place &place) {
   const host::Domain &domain = place.stored->domain();
-  const ub8 base = index_base(domain), first = domain.first_code();
-  std::vector<ub4> &digits = place.digit_by_index;
-  digits.assign(index_count(domain), 0);
-  std::vector<bool> never_there(digits.size());
-  std::vector<ub8> pairs(digits.size());
+  const ub8 first = domain.first_code();
+  CodeMap<ub4> &digits = place.digit_by_code;
+  digits = CodeMap<ub4>(domain);
+  CodeMap<bool> never_there(domain);
+  CodeMap<ub8> pairs(domain);
+  const ub8 begin = digits.begin_code(), end = digits.end_code();
   // Column by column: a digit for each pair of the digit so far and the rank of the column's value, 0 for no value.
   for (const BoundColumn *column : place.columns) {
     const ub8 ranks = 1 + (column->is_joined() ? column->ranked.size() : domain.code_count() - first);
-    for (ub8 index = 0; index < digits.size(); ++index) {
-      const ub8 code = base + index;
-      const ub8 rank = column->is_joined() ? ub8{column->rank_by_index[index] + 1} // no_entry becomes 0
+    for (ub8 code = begin; code < end; ++code) {
+      const ub8 rank = column->is_joined() ? ub8{column->rank[code] + 1} // no_entry becomes 0
                        : code < first      ? 0
                                            : code - first + 1;
-      pairs[index] = digits[index] * ranks + rank;
-      never_there[index] = never_there[index] || (rank == 0 && !column->nullable);
+      pairs[code] = digits[code] * ranks + rank;
+      never_there[code] = never_there[code] || (rank == 0 && !column->nullable);
     }
-    std::vector<ub8> distinct = pairs;
+    std::vector<ub8> distinct = pairs.by_index();
     distinct.push_back(0);
     std::sort(distinct.begin(), distinct.end());
     distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-    for (ub8 index = 0; index < digits.size(); ++index)
-      digits[index] =
-          static_cast<ub4>(std::lower_bound(distinct.begin(), distinct.end(), pairs[index]) - distinct.begin());
+    for (ub8 code = begin; code < end; ++code)
+      digits[code] =
+          static_cast<ub4>(std::lower_bound(distinct.begin(), distinct.end(), pairs[code]) - distinct.begin());
     place.digits = distinct.size();
   }
-  place.code_by_digit.assign(place.digits, base);
-  for (ub8 index = 0; index < digits.size(); ++index) {
-    if (never_there[index]) digits[index] = 0; // no row has this code: its partner is missing
-    place.code_by_digit[digits[index]] = base + index;
+  place.code_by_digit.assign(place.digits, begin);
+  for (ub8 code = begin; code < end; ++code) {
+    if (never_there[code]) digits[code] = 0; // no row has this code: its partner is missing
+    place.code_by_digit[digits[code]] = code;
   }
 }
 
@@ -113,13 +113,13 @@ std::string GroupKeyLayout::names(std::size_t place) const {
 
 ub8 GroupKeyLayout::digit_of(const Place &place, std::optional<ub8> stored_code) {
   if (!stored_code) return 0;
-  if (!place.digit_by_index.empty()) return place.digit_by_index[*stored_code - index_base(place.stored->domain())];
+  if (!place.digit_by_code.empty()) return place.digit_by_code[*stored_code];
   return *stored_code - place.first_code + place.null_is_extra;
 }
 
 std::vector<ub4> GroupKeyLayout::digits_by_code(std::size_t place) const {
   const Place &at = places_[place];
-  if (!at.digit_by_index.empty()) return at.digit_by_index;
+  if (!at.digit_by_code.empty()) return at.digit_by_code.by_index();
   std::vector<ub4> digits(at.stored->domain().code_count());
   for (ub8 code = at.first_code; code < digits.size(); ++code) digits[code] = static_cast<ub4>(digit_of(at, code));
   return digits;

@@ -61,7 +61,7 @@ private:
     unsigned bits = 0;                        // of a code, where codes stand side by side
     bool null_is_extra = false;               // digit 0 is no value, and the others are one more
     // If some of the columns are joined: a digit for each combination of their values, 0 if all of them are missing.
-    std::vector<ub4> digit_by_index;
+    CodeMap<ub4> digit_by_code;
     std::vector<ub8> code_by_digit; // one of the codes that have it; nothing for digit 0
   };
 

@@ -24,7 +24,7 @@ public:
     const Stopwatch stopwatch;
     if (codes_.by_kernel()) {
       const ub4 *codes = codes_.unpacked();
-      const sb8 *by_code = words_by_code_.data();
+      const sb8 *by_code = words_by_code_.by_index().data();
       for (ub4 i = 0, count = rows.count(); i < count; ++i) words[i] = by_code[codes[i]];
     } else {
       const host::Domain &domain = measure_.column->domain();
@@ -44,7 +44,7 @@ public:
 private:
   const AggregateInput &measure_;
   ColumnCodes &codes_;
-  std::vector<sb8> words_by_code_;
+  CodeMap<sb8> words_by_code_;
   KernelProfile &read_step_;
   KernelProfile &words_step_;
 };
@@ -91,7 +91,7 @@ public:
 private:
   struct Node {
     ColumnCodes *codes = nullptr; // of a column
-    std::vector<double> by_code;  // of a column whose codes a kernel unpacks
+    CodeMap<double> by_code;  // of a column whose codes a kernel unpacks
     double power = 1;             // of a column: 10 to the digits that its scale lacks
     double constant = 0;          // if there is neither codes nor operands
     ub4 key = 0;                  // of the arithmetic kernel
@@ -114,8 +114,8 @@ private:
       made.codes = &codes_.of(column);
       made.power = std::pow(10.0, scale - column.type().scale);
       if (!made.codes->by_kernel()) return made;
-      made.by_code.assign(column.stored().domain().code_count(), std::numeric_limits<double>::quiet_NaN());
-      for (ub8 code = 0; code < made.by_code.size(); ++code)
+      made.by_code = CodeMap<double>(column.stored().domain(), std::numeric_limits<double>::quiet_NaN());
+      for (ub8 code = made.by_code.begin_code(); code < made.by_code.end_code(); ++code)
         if (const std::optional<ub8> value = column.value_of(code))
           made.by_code[code] = static_cast<double>(column.domain().number(*value)) * made.power;
       return made;
@@ -139,7 +139,8 @@ private:
       const Stopwatch stopwatch;
       if (made.codes->by_kernel()) {
         const ub4 *codes = made.codes->unpacked();
-        for (ub4 i = 0, count = rows.count(); i < count; ++i) made.values[i] = made.by_code[codes[i]];
+        const double *by_code = made.by_code.by_index().data();
+        for (ub4 i = 0, count = rows.count(); i < count; ++i) made.values[i] = by_code[codes[i]];
       } else {
         const host::Domain &domain = made.codes->column().domain();
         made.codes->each(rows.count(), [&](ub4 i, ub8 code) {

@@ -1,6 +1,7 @@
 #include "engine/run/column_codes.h"
 
 namespace mipo::engine {
+
 KernelProfile codes_step(const BoundColumn &column, const std::string &condition) {
   const host::Column &stored = column.stored();
   if (!has_code_kernels(stored)) return row_step("read values", condition);
@@ -20,8 +21,9 @@ ColumnCodes::ColumnCodes(const host::Library &library, const BoundColumn &column
   }
   unpacked_.resize(chunk + ChunkRows::spare);
   if (!column.is_joined()) return;
+  value_by_code_ = CodeMap<ub8>(data_.domain(), no_value);
   for (ub8 code = 0; code < data_.domain().code_count(); ++code)
-    value_by_code_.push_back(column.value_of(code).value_or(no_value));
+    value_by_code_[code] = column.value_of(code).value_or(no_value);
 }
 
 void ColumnCodes::read(ChunkRows &rows, KernelProfile &step) {

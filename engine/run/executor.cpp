@@ -159,11 +159,10 @@ host::Result Executor::call(const BoundColumn &tested, const KernelCall &call, c
 }
 
 host::Result Executor::look_up(const BoundColumn &column, const KernelCall &call, const host::Result *within) {
-  const ub8 base = index_base(column.domain());
-  std::vector<bool> members(index_count(column.domain()));
-  call.set.each([&](ub8 code) { members[code - base] = true; });
+  CodeMap<bool> members(column.domain());
+  call.set.each([&](ub8 code) { members[code] = true; });
   decompress(column.stored());
-  return rows_in_table(library_, host::TranslationTable::of_members(members), column, within, threads_for(rows_),
+  return rows_in_table(library_, host::TranslationTable::of_members(members.by_index()), column, within, threads_for(rows_),
                        call.text, steps_);
 }
 

@@ -177,7 +177,7 @@ MaterializedColumns::MaterializedColumns(const host::Library &library, const std
                                          const host::Result &within, std::vector<KernelProfile> &steps) {
   struct HandingOut {
     HandingOut(const host::Library &of, const BoundColumn &column)
-        : table(std::span(column.rank_by_index)), kernel(of, table, true), step(kernel.step(column.name)) {}
+        : table(std::span(column.rank.by_index())), kernel(of, table, true), step(kernel.step(column.name)) {}
     const host::TranslationTable table;
     const TableKernel kernel;
     KernelProfile step;
