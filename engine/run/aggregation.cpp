@@ -34,7 +34,7 @@ struct Sums {
 
 // The steps of one aggregation, by what they are: threads fill in rows and time, each in an own copy.
 struct StepNumbers {
-  std::size_t keys; // how many there are of the group numbers, in front of all others
+  std::size_t keys; // of its indices of the group numbers, in front of all others
   std::size_t rows;
   struct OfMeasure {
     std::size_t read, words, sum, count, extremes;
@@ -46,7 +46,7 @@ struct Work {
   const host::Library &library;
   const Plan &plan;
   const GroupKeyLayout &keys;
-  const DigitTables &digits;
+  const IndexTables &index_tables;
   const std::vector<AggregateInput> &measures;
   const host::Result *within;
   ub4 chunk;
@@ -61,7 +61,7 @@ public:
         steps_(std::move(steps)),
         rows_(work.library, work.within, work.plan.table->row_count),
         codes_(work.library, work.chunk),
-        keys_(work.library, work.keys, work.digits, work.chunk, codes_),
+        keys_(work.library, work.keys, work.index_tables, work.chunk, codes_),
         add_(host::entry(work.library, &mipo_specialized_ctx::mipo_gby_sum_dydi)),
         sums_(work.measures.size()) {
     const ub8 groups = work.keys.size();
@@ -326,14 +326,14 @@ KernelProfile sum_step(const std::string &condition) {
   return entry_step("mipo_gby_sum_dydi", offsetof(mipo_specialized_ctx, mipo_gby_sum_dydi), condition);
 }
 
-std::vector<KernelProfile> steps_of(const GroupKeyLayout &keys, const DigitTables &digits,
+std::vector<KernelProfile> steps_of(const GroupKeyLayout &keys, const IndexTables &index_tables,
                                     const std::vector<AggregateInput> &measures, StepNumbers &numbers) {
   std::vector<KernelProfile> steps;
   const auto add = [&](KernelProfile step) {
     steps.push_back(std::move(step));
     return steps.size() - 1;
   };
-  if (keys.places() != 0) steps = GroupKeys::blank_steps(keys, digits);
+  if (keys.components() != 0) steps = GroupKeys::blank_steps(keys, index_tables);
   numbers.keys = steps.size();
   numbers.rows = add(sum_step("count(*)"));
   for (const AggregateInput &measure : measures) {
@@ -369,10 +369,10 @@ std::unique_ptr<Groups> aggregate(const host::Library &library, const Plan &plan
                                         [](const BoundColumn *column) { return column->stored().data.has_runs(); });
   const ub4 chunk =
       static_cast<ub4>(std::min<ub8>(runs_in_keys ? chunk_rows_of_runs : chunk_rows, (ub8{rows} / 64 + 1) * 64));
-  const DigitTables digits(library, keys, steps);
-  const Work work{library, plan, keys, digits, measures, within, chunk, counts_rows};
+  const IndexTables index_tables(library, keys, steps);
+  const Work work{library, plan, keys, index_tables, measures, within, chunk, counts_rows};
   StepNumbers numbers;
-  const std::vector<KernelProfile> blank_steps = steps_of(keys, digits, measures, numbers);
+  const std::vector<KernelProfile> blank_steps = steps_of(keys, index_tables, measures, numbers);
   if (keys.size() > most_groups_of_threads) threads = 1;
   threads = std::max(1u, std::min<unsigned>(threads, rows / work.chunk + 1));
 

@@ -91,7 +91,7 @@ public:
 private:
   struct Node {
     ColumnCodes *codes = nullptr; // of a column
-    CodeMap<double> by_code;  // of a column whose codes a kernel unpacks
+    CodeMap<double> by_code;      // of a column whose codes a kernel unpacks
     double power = 1;             // of a column: 10 to the digits that its scale lacks
     double constant = 0;          // if there is neither codes nor operands
     ub4 key = 0;                  // of the arithmetic kernel

@@ -44,8 +44,8 @@ private:
   const host::EncodedColumn &data_;
   bool by_kernel_, has_null_;
   mipo_vec vec_;
-  std::vector<ub4> unpacked_;      // stored codes
-  std::vector<ub8> read_;          // codes of values
+  std::vector<ub4> unpacked_;  // stored codes
+  std::vector<ub8> read_;      // codes of values
   CodeMap<ub8> value_by_code_; // of a joined column that a kernel unpacks
   ub4 run_index_ = 0, run_end_ = 0;
   ub4 read_begin_ = 0, read_end_ = 0; // of the last chunk

@@ -162,8 +162,8 @@ host::Result Executor::look_up(const BoundColumn &column, const KernelCall &call
   CodeMap<bool> members(column.domain());
   call.set.each([&](ub8 code) { members[code] = true; });
   decompress(column.stored());
-  return rows_in_table(library_, host::TranslationTable::of_members(members.by_index()), column, within, threads_for(rows_),
-                       call.text, steps_);
+  return rows_in_table(library_, host::TranslationTable::of_members(members.by_index()), column, within,
+                       threads_for(rows_), call.text, steps_);
 }
 
 host::Result Executor::call_kernel(const host::Column &column, const KernelCall &call, const host::Result *within) {

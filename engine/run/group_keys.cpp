@@ -8,39 +8,39 @@
 
 namespace mipo::engine {
 
-DigitTables::DigitTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps) {
+IndexTables::IndexTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps) {
   if (keys.method() != GroupKeyLayout::Method::folding) return;
-  for (std::size_t place = 0; place < keys.places(); ++place) {
-    const std::vector<ub4> digits = keys.digits_by_code(place);
-    const host::TranslationTable table{std::span(digits)};
-    std::vector<ub4> codes(digits.size());
+  for (std::size_t component = 0; component < keys.components(); ++component) {
+    const std::vector<ub4> indices = keys.indices_by_code(component);
+    const host::TranslationTable table{std::span(indices)};
+    std::vector<ub4> codes(indices.size());
     for (std::size_t code = 0; code < codes.size(); ++code) codes[code] = static_cast<ub4>(code);
     std::vector<std::byte> entries(host::handed_out_bytes(codes.size(), table.width()) + 1);
-    steps.push_back(materialize(library, table, codes, entries.data(), "digits of " + keys.names(place)));
+    steps.push_back(materialize(library, table, codes, entries.data(), "group indices of " + keys.names(component)));
     const TranslationUsed used{host::TableMapping::simple, table.width(), entries.size() - 1};
     tables_.push_back({std::move(entries), table.group_key_key(), used});
   }
 }
 
-GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const DigitTables &digits, ub4 chunk,
+GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ub4 chunk,
                      ChunkCodes &codes)
     : library_(library), keys_(keys), numbers_(chunk + ChunkRows::spare) {
   if (keys.method() == GroupKeyLayout::Method::codes) {
     further_codes_.resize(chunk + ChunkRows::spare);
-    for (std::size_t place = 0; place < keys.places(); ++place)
-      columns_.push_back(keys.stored(place).values->data.vec());
+    for (std::size_t component = 0; component < keys.components(); ++component)
+      columns_.push_back(keys.stored(component).values->data.vec());
   }
   if (keys.method() == GroupKeyLayout::Method::folding) {
-    for (std::size_t place = 0; place < keys.places(); ++place) {
-      const DigitTables::Table &table = digits[place];
-      Fold &fold = folds_.emplace_back(Fold{&codes.of(keys.stored(place)), library.xlate(table.key), {}});
+    for (std::size_t component = 0; component < keys.components(); ++component) {
+      const IndexTables::Table &table = indices[component];
+      Fold &fold = folds_.emplace_back(Fold{&codes.of(keys.stored(component)), library.xlate(table.key), {}});
       fold.ctx.xlate_out = const_cast<std::byte *>(table.entries.data());
-      fold.ctx.xlate_mult = keys.weight(place);
+      fold.ctx.xlate_mult = keys.weight(component);
     }
   }
 }
 
-std::vector<KernelProfile> GroupKeys::blank_steps(const GroupKeyLayout &keys, const DigitTables &digits) {
+std::vector<KernelProfile> GroupKeys::blank_steps(const GroupKeyLayout &keys, const IndexTables &indices) {
   switch (keys.method()) {
   case GroupKeyLayout::Method::codes:
     return {entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi),
@@ -51,10 +51,10 @@ std::vector<KernelProfile> GroupKeys::blank_steps(const GroupKeyLayout &keys, co
     break;
   }
   std::vector<KernelProfile> steps;
-  for (std::size_t place = 0; place < keys.places(); ++place) {
-    steps.push_back(codes_step(keys.stored(place), "codes of " + keys.stored(place).name));
-    KernelProfile &fold = steps.emplace_back(kernel_step(digits[place].key, "GROUP BY " + keys.names(place)));
-    fold.translation = digits[place].used;
+  for (std::size_t component = 0; component < keys.components(); ++component) {
+    steps.push_back(codes_step(keys.stored(component), "codes of " + keys.stored(component).name));
+    KernelProfile &fold = steps.emplace_back(kernel_step(indices[component].key, "GROUP BY " + keys.names(component)));
+    fold.translation = indices[component].used;
   }
   return steps;
 }
@@ -91,16 +91,16 @@ void GroupKeys::read_codes(ChunkRows &rows) {
 
 void GroupKeys::fold(ChunkRows &rows, std::span<KernelProfile> steps) {
   std::fill_n(numbers_.begin(), rows.count(), 0);
-  for (std::size_t place = 0; place < folds_.size(); ++place) {
-    Fold &fold = folds_[place];
-    fold.codes->read(rows, steps[2 * place]);
+  for (std::size_t component = 0; component < folds_.size(); ++component) {
+    Fold &fold = folds_[component];
+    fold.codes->read(rows, steps[2 * component]);
     mipo_vec numbers{}, codes{};
     numbers.data = numbers_.data();
     codes.data = const_cast<ub4 *>(fold.codes->unpacked());
     codes.nrows = rows.count();
     const Stopwatch stopwatch;
     fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
-    steps[2 * place + 1].add(stopwatch, rows.count(), rows.count());
+    steps[2 * component + 1].add(stopwatch, rows.count(), rows.count());
   }
 }
 

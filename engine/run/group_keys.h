@@ -11,19 +11,19 @@
 
 namespace mipo::engine {
 
-/// Digits by code, as the kernels that fold them into group numbers read them: one table for each digit.
-class DigitTables {
+/// Indices by code, as the kernels that fold them into group numbers read them: one table for each index.
+class IndexTables {
 public:
-  /// The digits are handed out by the translation kernels, each table in a step. There are none unless the method is
+  /// The indices are handed out by the translation kernels, each table in a step. There are none unless the method is
   /// folding.
-  DigitTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps);
+  IndexTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps);
 
   struct Table {
     std::vector<std::byte> entries;
     ub4 key; // of the kernel that folds them
     TranslationUsed used;
   };
-  const Table &operator[](std::size_t place) const { return tables_[place]; }
+  const Table &operator[](std::size_t component) const { return tables_[component]; }
 
 private:
   std::vector<Table> tables_;
@@ -32,11 +32,11 @@ private:
 class GroupKeys {
 public:
   /// All must outlive it.
-  GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const DigitTables &digits, ub4 chunk,
+  GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ub4 chunk,
             ChunkCodes &codes);
 
   /// What read() has to be given: the steps of its work, without rows or time.
-  static std::vector<KernelProfile> blank_steps(const GroupKeyLayout &keys, const DigitTables &digits);
+  static std::vector<KernelProfile> blank_steps(const GroupKeyLayout &keys, const IndexTables &indices);
   /// Adds rows and time to `steps`, which are the blank ones.
   void read(ChunkRows &rows, std::span<KernelProfile> steps);
   const ub4 *data() const { return numbers_.data(); }
