@@ -30,7 +30,7 @@ const std::array<DescribedProperty, 11> &properties() {
       {{"type", CellKind::text}, [](const host::Column &column) { return host::type_name(column.type()); }},
       {{"rows", CellKind::number}, [](const host::Column &column) { return std::to_string(column.data.rows()); }},
       {{"without_value", CellKind::number},
-       [](const host::Column &column) { return std::to_string(column.data.rows_without_value()); }},
+       [](const host::Column &column) { return std::to_string(column.data.null_rows()); }},
       {{"distinct", CellKind::number},
        [](const host::Column &column) { return std::to_string(column.domain().value_count()); }},
       {{"encoding", CellKind::text},

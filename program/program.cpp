@@ -52,8 +52,8 @@ SQL: SELECT [DISTINCT] values FROM a table, [LEFT] JOIN others ON a = b, WHERE,
 GROUP BY columns, HAVING, ORDER BY, LIMIT, OFFSET. Values are columns, numbers,
 + - *, count, sum, avg, min, max. Conditions have = <> < <= > >=, BETWEEN, IN a
 list or a sub-select, LIKE, IS NULL, AND, OR, NOT, upper() and lower(). The
-joined table's column must have no value twice. An empty field of the file is a
-row without value (NULL). What is not supported is refused by name.
+joined table's column must have no value twice. An empty field of the file is
+NULL. What is not supported is refused by name.
 
 --explain shows every call of a kernel: name and key, the condition that it
 stands for, rows in and out, time, and the table that codes are looked up in:

@@ -190,8 +190,8 @@ CodeSet codes_like(const TestedColumn &tested, const LikePattern &pattern) {
       return CodeRange{{bound(*text), false}, {domain.upper_bound({Literal::Form::string, *text}), false}};
     }
     if (const auto prefix = pattern.only_prefix()) {
-      const auto behind = behind_prefix(*prefix);
-      return CodeRange{{bound(*prefix), false}, {behind ? bound(*behind) : domain.code_count(), true}};
+      const auto after = end_of_prefix(*prefix);
+      return CodeRange{{bound(*prefix), false}, {after ? bound(*after) : domain.code_count(), true}};
     }
   }
   return codes_of_texts(*tested.column,

@@ -22,7 +22,7 @@ ColumnPredicate test_in_list(const TestedColumn &tested, const InList &list);
 /// Throws QueryError if the column or the pattern is not text.
 ColumnPredicate test_like(const TestedColumn &tested, const Like &like);
 ColumnPredicate test_is_null(const BoundColumn &column, bool negated);
-/// Of the codes that stand for values; rows without value fail.
+/// Of the codes that stand for values; NULL rows fail.
 ColumnPredicate test_of_codes(const BoundColumn &column, const std::function<bool(ub8)> &holds, std::string text);
 
 /// What a query within another one gives: the codes that its only column has, ascending, in some column's domain.

@@ -104,7 +104,7 @@ std::optional<std::string> LikePattern::only_prefix() const {
   return literal(elements_.size() - 1);
 }
 
-std::optional<std::string> behind_prefix(std::string prefix) {
+std::optional<std::string> end_of_prefix(std::string prefix) {
   while (!prefix.empty() && static_cast<unsigned char>(prefix.back()) == 0xff) prefix.pop_back();
   if (prefix.empty()) return std::nullopt;
   prefix.back() = static_cast<char>(static_cast<unsigned char>(prefix.back()) + 1);

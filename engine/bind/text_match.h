@@ -41,7 +41,7 @@ private:
 };
 
 /// The least text that is greater than all that begin with `prefix`, bytewise; nothing if there is none.
-std::optional<std::string> behind_prefix(std::string prefix);
+std::optional<std::string> end_of_prefix(std::string prefix);
 
 } // namespace mipo::engine
 

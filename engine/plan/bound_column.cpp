@@ -30,7 +30,7 @@ std::string number_hint(const host::Column &column) {
 
 BoundColumn own_column(const host::Column &column, std::string name) {
   BoundColumn own{std::move(name), &column, nullptr, {}, {}, false};
-  own.nullable = column.data.rows_without_value() != 0;
+  own.nullable = column.data.null_rows() != 0;
   return own;
 }
 

@@ -35,7 +35,7 @@ struct BoundColumn {
 
   /// The code of the value that goes with a code of stored(); nothing if there is none.
   std::optional<ub8> value_of(ub8 stored_code) const;
-  /// The code of a row's value; nothing for a row without value. stored() must be plain or decompressed.
+  /// The code of a row's value; nothing for a NULL row. stored() must be plain or decompressed.
   std::optional<ub8> code(ub4 row) const;
 };
 

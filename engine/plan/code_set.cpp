@@ -17,9 +17,9 @@ CodeSet::CodeSet(std::vector<CodeRange> ranges) {
 }
 
 bool CodeSet::contains(ub8 code) const {
-  const auto behind = std::upper_bound(ranges_.begin(), ranges_.end(), code,
-                                       [](ub8 wanted, const CodeRange &range) { return wanted < range.lower.code; });
-  return behind != ranges_.begin() && code < std::prev(behind)->upper.code;
+  const auto after = std::upper_bound(ranges_.begin(), ranges_.end(), code,
+                                      [](ub8 wanted, const CodeRange &range) { return wanted < range.lower.code; });
+  return after != ranges_.begin() && code < std::prev(after)->upper.code;
 }
 
 CodeSet CodeSet::complement(ub8 first, ub8 end) const {

@@ -63,7 +63,7 @@ KernelCall call_for(const CodeRange &range, const host::Domain &domain) {
   return predicate_call(before ? MIPO_OP_GE_LT : MIPO_OP_GE_LE, lo, hi);
 }
 
-// The rows without value: those with code 0, or those that a column of numbers has no value for.
+// The NULL rows: those with code 0, or those that a column of numbers has no value for.
 KernelCall null_call(const BoundColumn &column) {
   if (column.domain().has_null()) {
     KernelCall call = predicate_call(MIPO_OP_EQ, 0);

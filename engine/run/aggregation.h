@@ -3,7 +3,7 @@
 // Rows go through in chunks that stay in the caches: a chunk's group numbers, then for each argument its values, added
 // up by group. Sum and count of an argument come from one pass, in the two ends of a word:
 //
-//   ┌─ count ─┬─ sum of (value - least value) ─┐     a row without value adds 0
+//   ┌─ count ─┬─ sum of (value - least value) ─┐     a NULL row adds 0
 //
 #ifndef MIPO_ENGINE_RUN_AGGREGATION_H
 #define MIPO_ENGINE_RUN_AGGREGATION_H

@@ -134,7 +134,7 @@ using GroupItem = std::variant<OutputPosition, Expression>;
 struct OrderItem {
   std::variant<OutputPosition, Expression> value;
   bool descending = false;
-  std::optional<bool> nulls_first; // nothing: rows without value count as less than all others
+  std::optional<bool> nulls_first; // nothing: NULL rows count as less than all others
 };
 
 struct TableName {

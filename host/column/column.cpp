@@ -55,7 +55,7 @@ struct EncodedColumn::Storage {
   Storage(ColumnParts &&parts, ContentsCheck check)
       : encoding(parts.shape.encoding),
         format(encoding, parts.shape.cut_bytes),
-        nulls(parts.shape.rows_without_value),
+        nulls(parts.shape.null_rows),
         streams{std::move(parts[ColumnPart::values]), std::move(parts[ColumnPart::lengths]),
                 std::move(parts[ColumnPart::positions])},
         decompressed_bytes(parts.shape.decompressed_bytes),
@@ -268,7 +268,7 @@ ub4 EncodedColumn::rows() const noexcept {
   return storage_->vec.nrows;
 }
 
-ub4 EncodedColumn::rows_without_value() const noexcept {
+ub4 EncodedColumn::null_rows() const noexcept {
   return storage_->nulls;
 }
 

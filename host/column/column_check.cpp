@@ -139,7 +139,7 @@ void check_sizes(const ColumnParts &parts) {
   expect(shape.cut_bytes >= 0 && shape.cut_bytes <= format.most_cut_bytes(), "more bytes are cut than there are");
   const bool has_runs = encoding.runs != RunForm::none;
   expect(has_runs || (shape.runs == 0 && !shape.has_long_runs), "there are runs in a column without");
-  expect(shape.runs <= shape.rows && shape.rows_without_value <= shape.rows, "there are more runs or nulls than rows");
+  expect(shape.runs <= shape.rows && shape.null_rows <= shape.rows, "there are more runs or nulls than rows");
   expect((shape.decompressed_bytes != 0) == encoding.compressed || shape.stored_values() == 0,
          "the compressed size contradicts the encoding");
   expect(shape.first_code <= shape.code_count, "the codes contradict each other");
@@ -156,7 +156,7 @@ void check_sizes(const ColumnParts &parts) {
   if (encoding.compressed && !format.is_dynamic())
     expect(shape.decompressed_bytes == format.value_bytes(values) + format.slack(),
            "the decompressed size is not right");
-  const bool has_validity = format.holds_numbers() && shape.rows_without_value != 0;
+  const bool has_validity = format.holds_numbers() && shape.null_rows != 0;
   expect_size(parts, ColumnPart::validity, has_validity ? (values + 63) / 64 * sizeof(ub8) : 0);
   if (format.holds_numbers()) {
     expect(shape.type.kind != ValueKind::text && !shape.has_null, "texts are not stored as numbers");
@@ -167,7 +167,7 @@ void check_sizes(const ColumnParts &parts) {
   expect(shape.first_code == (shape.has_null ? 1 : 0) && shape.value_count <= 0xffffffff &&
              shape.code_count == shape.first_code + shape.value_count,
          "the codes contradict each other");
-  expect(shape.has_null || shape.rows_without_value == 0, "rows without value have no code");
+  expect(shape.has_null || shape.null_rows == 0, "NULL rows have no code");
   const bool is_text = shape.type.kind == ValueKind::text;
   expect_size(parts, ColumnPart::numbers, is_text ? 0 : shape.value_count * sizeof(std::int64_t));
   expect_size(parts, ColumnPart::symbol_offsets, is_text ? (shape.code_count + 1) * sizeof(ub4) : 0);
@@ -262,7 +262,7 @@ void check_rows(const ColumnParts &parts, const Library &library) {
     for (auto batch = reader.next(); !batch.empty(); batch = reader.next())
       for (const ub4 run : batch) null_rows += runs.length(run);
   }
-  expect(null_rows == shape.rows_without_value, "the null rows are not as many as told");
+  expect(null_rows == shape.null_rows, "the null rows are not as many as told");
 }
 
 } // namespace mipo::host

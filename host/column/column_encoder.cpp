@@ -133,7 +133,7 @@ struct NumberFormat {
 
 } // namespace
 
-// Each distinct text has a temporary code, in order of first occurrence from 1; code 0 is a row without value.
+// Each distinct text has a temporary code, in order of first occurrence from 1; code 0 is NULL.
 struct ColumnEncoder::State {
   struct Entry {
     ub8 offset; // of the text in `bytes`

@@ -20,7 +20,7 @@ struct ColumnShape {
   bool has_null = false;
   bool has_long_runs = false;
   ub8 value_count = 0, first_code = 0, code_count = 0;
-  ub4 rows = 0, rows_without_value = 0;
+  ub4 rows = 0, null_rows = 0;
   ub4 runs = 0;               ///< 0 if runs are not stored once
   ub4 decompressed_bytes = 0; ///< 0 if the column is not compressed
 

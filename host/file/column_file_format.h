@@ -54,7 +54,7 @@ struct ColumnRecord {
   ub8 value_count;
   ub8 first_code;
   ub8 code_count;
-  ub4 rows_without_value;
+  ub4 null_rows;
   ub4 runs;
   ub4 decompressed_bytes;
   ub4 name_bytes;

@@ -125,7 +125,7 @@ ColumnShape shape_of(const ColumnRecord &record, ub4 rows) {
   shape.first_code = record.first_code;
   shape.code_count = record.code_count;
   shape.rows = rows;
-  shape.rows_without_value = record.rows_without_value;
+  shape.null_rows = record.null_rows;
   shape.runs = record.runs;
   shape.decompressed_bytes = record.decompressed_bytes;
   return shape;

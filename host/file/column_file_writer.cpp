@@ -85,7 +85,7 @@ ColumnRecord record_of(const Column &column, const ColumnShape &shape) {
   record.value_count = shape.value_count;
   record.first_code = shape.first_code;
   record.code_count = shape.code_count;
-  record.rows_without_value = shape.rows_without_value;
+  record.null_rows = shape.null_rows;
   record.runs = shape.runs;
   record.decompressed_bytes = shape.decompressed_bytes;
   record.name_bytes = static_cast<ub4>(column.name.size());

@@ -26,7 +26,7 @@ NumberRange::Codes NumberRange::codes_of(const ValueType &type, std::span<const 
                                          int cut_bits) {
   const std::int64_t unit = unit_of(type);
   const ub8 zero = code_of(0, unit, bias, cut_bits);
-  if (numbers.empty()) return {zero, zero}; // what rows without value hold then
+  if (numbers.empty()) return {zero, zero}; // what NULL rows hold then
   const ub8 last = code_of(numbers.back(), unit, bias, cut_bits);
   if (last == ~ub8{0})
     throw EncodingError("the greatest number of 64 bits has no place among numbers: it needs a dictionary");

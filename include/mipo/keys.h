@@ -60,7 +60,7 @@ enum mipo_family {
 
 enum mipo_variant {
   MIPO_VARIANT_PLAIN = 0,
-  MIPO_VARIANT_NULL_AWARE = 1, // dict: code 0 stands for a row without value
+  MIPO_VARIANT_NULL_AWARE = 1, // dict: code 0 stands for NULL
   MIPO_VARIANT_TZ = 1,         // fixed, dynp: with trailing-zero counts
   MIPO_VARIANT_SUM = 1,        // arithmetic: folded into a sum
   MIPO_VARIANT_C2D = 1         // translation: entries are handed out, beside the answer which rows have one

@@ -33,7 +33,7 @@ private:
 inline constexpr ub4 longest_value = 5; // one byte, and a digit each in four
 
 /// The key of a decimal value of `length` bytes: seven bits a digit, and seven more for each place that the exponent
-/// leaves behind the digits. Of lengths that no key has no byte is read.
+/// leaves after the digits. Of lengths that no key has no byte is read.
 template <bool zero_has_key>
 [[gnu::always_inline]] inline Key decimal_key(const ub1 *value, ub4 length) {
   constexpr ub1 zero = 128, least_positive = 192;

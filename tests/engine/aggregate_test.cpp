@@ -317,17 +317,17 @@ TEST(QueryAggregate, EveryEncodingGivesTheSameAnswers) {
                            "dynp", "dynp-tz", "dynp:64", "dynp-tz:64"})
     for (const char *runs : {"", "+runs8", "+runs16", "+starts"})
       for (const char *compression : {"", "+zstd"}) {
-        const std::string behind = fmt::format("{}{}", runs, compression);
-        const std::string of_texts = (std::string_view(form).starts_with("dict") ? form : "dict") + behind;
+        const std::string suffix = fmt::format("{}{}", runs, compression);
+        const std::string of_texts = (std::string_view(form).starts_with("dict") ? form : "dict") + suffix;
         host::CsvOptions options = facts_options();
         for (const auto &[column, kind] : facts_options().kinds)
-          options.encodings[column] = host::parse_encoding(kind == host::ValueKind::text ? of_texts : form + behind);
+          options.encodings[column] = host::parse_encoding(kind == host::ValueKind::text ? of_texts : form + suffix);
         engines.read_again(options);
         for (const char *sql : queries) {
           const bool ordered = std::string_view(sql).find("ORDER BY") != std::string_view::npos;
           engines.expect_same_result(sql, ordered ? Order::told : Order::any);
         }
-        ASSERT_FALSE(HasFailure()) << form << behind;
+        ASSERT_FALSE(HasFailure()) << form << suffix;
       }
 }
 

@@ -222,8 +222,8 @@ TEST(QuerySqlite, EveryEncodingGivesTheSameAnswers) {
                            "dynp", "dynp-tz", "dynp:64", "dynp-tz:64"})
     for (const char *runs : {"", "+runs8", "+runs16", "+starts"})
       for (const char *compression : {"", "+zstd"}) {
-        const std::string behind = fmt::format("{}{}", runs, compression), text = form + behind;
-        const std::string of_texts = (std::string_view(form).starts_with("dict") ? form : "dict") + behind;
+        const std::string suffix = fmt::format("{}{}", runs, compression), text = form + suffix;
+        const std::string of_texts = (std::string_view(form).starts_with("dict") ? form : "dict") + suffix;
         host::CsvOptions options;
         for (const char *column : {"departure", "delay", "distance"})
           options.encodings[column] = host::parse_encoding(text);

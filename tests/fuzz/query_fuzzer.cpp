@@ -18,7 +18,7 @@ namespace {
 
 using namespace mipo;
 
-// Columns of each type, with rows without value, as dictionaries and as numbers.
+// Columns of each type, with NULL rows, as dictionaries and as numbers.
 host::Table small_table() {
   std::string text = "i,d,t,w,n,f\n";
   for (int row = 0; row < 300; ++row) {

@@ -114,7 +114,7 @@ void expect_same(const Table &table, const Table &expected) {
     EXPECT_EQ(column.text_bytes, other.text_bytes);
     EXPECT_EQ(column.type(), other.type());
     EXPECT_EQ(column.data.encoding(), other.data.encoding());
-    EXPECT_EQ(column.data.rows_without_value(), other.data.rows_without_value());
+    EXPECT_EQ(column.data.null_rows(), other.data.null_rows());
     EXPECT_EQ(column.domain().value_count(), other.domain().value_count());
     EXPECT_EQ(column.data.stored_size().total(), other.data.stored_size().total());
     const ub8 middle = (column.domain().first_code() + column.domain().code_count()) / 2;

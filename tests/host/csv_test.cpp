@@ -39,7 +39,7 @@ protected:
     }
   }
 
-  // Names and rows as text: columns by '|', rows by '/', "~" for a row without value.
+  // Names and rows as text: columns by '|', rows by '/', "~" for a NULL row.
   static std::string content(const Table &table) {
     std::string out;
     for (const Column &column : table.columns) out += (out.empty() ? "" : "|") + column.name;

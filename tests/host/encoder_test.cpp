@@ -1,4 +1,4 @@
-// From fields to codes: inference, rows without value, equal values in different texts, and what is refused.
+// From fields to codes: inference, NULL rows, equal values in different texts, and what is refused.
 #include <gtest/gtest.h>
 
 #include <initializer_list>
@@ -17,7 +17,7 @@ ColumnEncoder encoder_of(const std::vector<std::string> &fields) {
   return encoder;
 }
 
-// The rows as texts; a row without value is "-".
+// The rows as texts; a NULL row is "-".
 std::vector<std::string> values_of(const EncodedColumn &column) {
   std::vector<std::string> values;
   for (ub4 row = 0; row < column.rows(); ++row) {

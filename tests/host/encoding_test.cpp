@@ -211,54 +211,55 @@ protected:
 };
 
 TEST_F(EncodedColumns, HoldTheirRows) {
-  for_each_column({0, 1, 63, 64, 65, 700}, [](const EncodedColumn &column, const Shape &shape, const Rows &rows,
-                                              std::mt19937 &) {
-    const Numbers &numbers = rows.numbers;
-    const mipo_vec &vec = column.vec();
-    const void *base = column.is_compressed() ? *vec.decomp_slot : vec.data;
-    const std::vector<DecodedRow> decoded = decode_column(vec, column.encoding(), base);
-    ASSERT_EQ(decoded.size(), numbers.size());
-    ASSERT_EQ(column.rows(), numbers.size());
-    EXPECT_EQ(column.rows_without_value(), static_cast<ub4>(std::count(numbers.begin(), numbers.end(), std::nullopt)));
-    for (ub4 row = 0; row < column.rows(); ++row) {
-      const ub8 code = column.code(row);
-      std::string text, expected;
-      ASSERT_EQ(column.has_value(row), numbers[row].has_value()) << "row " << row;
-      ASSERT_EQ(column.append_value(text, row), numbers[row].has_value());
-      const DecodedRow constant = decode_constant(column.constant(code).vec(), column.encoding(), column.bits());
-      ASSERT_EQ(decoded[row].stored, constant.stored) << "row " << row;
-      ASSERT_EQ(decoded[row].count, constant.count) << "row " << row;
-      if (!numbers[row]) {
-        ASSERT_EQ(code, column.has_dictionary() ? 0 : column.domain().first_code());
-        ASSERT_EQ(decoded[row].valid, column.has_dictionary());
-        continue;
-      }
-      ASSERT_TRUE(decoded[row].valid);
-      append_number(expected, column.type(), *numbers[row]);
-      ASSERT_EQ(text, expected);
-      ASSERT_EQ(column.domain().number(code), *numbers[row]);
-      if (!column.has_dictionary()) {
-        ASSERT_EQ(decoded[row].units, *numbers[row] / unit_of(shape));
-      }
-    }
-    const StoredSize size = column.stored_size();
-    EXPECT_EQ(size.dictionary, column.has_dictionary() ? 8 * column.domain().value_count() : 0);
-    if (column.has_runs()) return;
-    const bool dynamic = (column.key(MIPO_OP_EQ) >> 5 & 3) == MIPO_FAMILY_DYNP;
-    ub8 bits = 0;
-    for (const DecodedRow &row : decoded) bits += dynamic ? 8 * (row.count + 1) : static_cast<ub8>(column.bits());
-    // What kernels may read: 16 bytes after dynamic-packed values, a word after the one that the last code begins in.
-    const ub8 readable = dynamic ? bits / 8 + 16
-                         : column.has_dictionary() && column.bits() <= 32 && column.rows() != 0
-                             ? (column.rows() - 1) * static_cast<ub8>(column.bits()) / 32 * 4 + 8
-                             : bits / 8;
-    if (column.is_compressed()) {
-      EXPECT_GE(vec.decomp_size, readable);
-    } else {
-      EXPECT_EQ(size.values, (bits + 7) / 8);
-    }
-    EXPECT_EQ(size.validity, column.validity() != nullptr ? (numbers.size() + 7) / 8 : 0);
-  });
+  for_each_column(
+      {0, 1, 63, 64, 65, 700}, [](const EncodedColumn &column, const Shape &shape, const Rows &rows, std::mt19937 &) {
+        const Numbers &numbers = rows.numbers;
+        const mipo_vec &vec = column.vec();
+        const void *base = column.is_compressed() ? *vec.decomp_slot : vec.data;
+        const std::vector<DecodedRow> decoded = decode_column(vec, column.encoding(), base);
+        ASSERT_EQ(decoded.size(), numbers.size());
+        ASSERT_EQ(column.rows(), numbers.size());
+        EXPECT_EQ(column.null_rows(), static_cast<ub4>(std::count(numbers.begin(), numbers.end(), std::nullopt)));
+        for (ub4 row = 0; row < column.rows(); ++row) {
+          const ub8 code = column.code(row);
+          std::string text, expected;
+          ASSERT_EQ(column.has_value(row), numbers[row].has_value()) << "row " << row;
+          ASSERT_EQ(column.append_value(text, row), numbers[row].has_value());
+          const DecodedRow constant = decode_constant(column.constant(code).vec(), column.encoding(), column.bits());
+          ASSERT_EQ(decoded[row].stored, constant.stored) << "row " << row;
+          ASSERT_EQ(decoded[row].count, constant.count) << "row " << row;
+          if (!numbers[row]) {
+            ASSERT_EQ(code, column.has_dictionary() ? 0 : column.domain().first_code());
+            ASSERT_EQ(decoded[row].valid, column.has_dictionary());
+            continue;
+          }
+          ASSERT_TRUE(decoded[row].valid);
+          append_number(expected, column.type(), *numbers[row]);
+          ASSERT_EQ(text, expected);
+          ASSERT_EQ(column.domain().number(code), *numbers[row]);
+          if (!column.has_dictionary()) {
+            ASSERT_EQ(decoded[row].units, *numbers[row] / unit_of(shape));
+          }
+        }
+        const StoredSize size = column.stored_size();
+        EXPECT_EQ(size.dictionary, column.has_dictionary() ? 8 * column.domain().value_count() : 0);
+        if (column.has_runs()) return;
+        const bool dynamic = (column.key(MIPO_OP_EQ) >> 5 & 3) == MIPO_FAMILY_DYNP;
+        ub8 bits = 0;
+        for (const DecodedRow &row : decoded) bits += dynamic ? 8 * (row.count + 1) : static_cast<ub8>(column.bits());
+        // What kernels may read: 16 bytes after dynamic-packed values, a word after the one that the last code begins
+        // in.
+        const ub8 readable = dynamic ? bits / 8 + 16
+                             : column.has_dictionary() && column.bits() <= 32 && column.rows() != 0
+                                 ? (column.rows() - 1) * static_cast<ub8>(column.bits()) / 32 * 4 + 8
+                                 : bits / 8;
+        if (column.is_compressed()) {
+          EXPECT_GE(vec.decomp_size, readable);
+        } else {
+          EXPECT_EQ(size.values, (bits + 7) / 8);
+        }
+        EXPECT_EQ(size.validity, column.validity() != nullptr ? (numbers.size() + 7) / 8 : 0);
+      });
 }
 
 // Every operation, with constants that rows have, that lie beside them, and at the ends of the domain.

@@ -16,7 +16,7 @@ namespace mipo::host {
 namespace {
 
 constexpr ub4 row_count = 150;
-constexpr ub4 text_count = 40; // and code 0 for a row without value
+constexpr ub4 text_count = 40; // and code 0 for a NULL row
 
 std::vector<ub4> some_codes(ub4 codes, unsigned seed) {
   std::mt19937 random(seed);

@@ -96,7 +96,7 @@ TEST(QueryProgram, CsvReadsBackAsItWas) {
   const std::string second = "SELECT * FROM \"" + scratch_file("again.csv", once.out) + "\"";
   EXPECT_EQ(run({"query", "--format", "csv", second.c_str()}).out, once.out);
 
-  // A row without value is still a row when it is the only column.
+  // A NULL row is still a row when it is the only column.
   const std::string column = "SELECT n FROM \"" + odd_file() + "\"";
   EXPECT_EQ(run({"query", "--format", "csv", column.c_str()}).out, "n\n1\n\"\"\n-3\n40\n");
 }

@@ -65,7 +65,7 @@ struct PredicateOutcome {
   std::vector<std::string> calls; ///< callbacks, as the test host writes them
 };
 
-/// Dictionary codes that fill whole bytes. Null-aware: code 0 is a row without value and never qualifies.
+/// Dictionary codes that fill whole bytes. Null-aware: code 0 is NULL and never qualifies.
 PredicateOutcome byte_aligned_dict_predicate(const PredicateCall &call);
 PredicateOutcome byte_aligned_null_aware_predicate(const PredicateCall &call);
 

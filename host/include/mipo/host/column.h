@@ -95,7 +95,7 @@ public:
   const Dictionary &dictionary() const;
 
   ub4 rows() const noexcept;
-  ub4 rows_without_value() const noexcept;
+  ub4 null_rows() const noexcept;
   /// Bits that a value takes in the stream, of dynamic-packed columns at most.
   int bits() const noexcept;
   /// Whether runs of equal rows are stored once. Kernels answer for runs then and the column's `burst` makes rows of
@@ -127,7 +127,7 @@ public:
   /// values, or if the column has a code for those that have none.
   const BitVector *validity() const noexcept;
 
-  /// Key of the column's own kernel of an operation: the one that passes over rows without value where the operation
+  /// Key of the column's own kernel of an operation: the one that passes over NULL rows where the operation
   /// has one.
   ub4 key(mipo_operation operation) const noexcept;
   /// The same in another variant, for instance MIPO_VARIANT_PLAIN to look for code 0 in a column that has_null().

@@ -21,7 +21,7 @@ struct BadField {
   std::string problem; ///< "is not an integer", "is not valid UTF-8" ...
 };
 
-/// Collects the fields of one column, row by row, and encodes them at the end. An empty field is a row without value.
+/// Collects the fields of one column, row by row, and encodes them at the end. An empty field is a NULL row.
 /// Each distinct text is stored and parsed once, so time a row does not depend on the type.
 class ColumnEncoder {
 public:

@@ -32,7 +32,7 @@ struct CsvOptions {
 /// it is read; "-" is standard input.
 ///
 /// Fields may be quoted with double quotes, a quote inside doubled; a quoted field may hold line ends. Spaces belong to
-/// the field. An empty field, quoted or not, is a row without value. Blank lines are skipped. Lines end in LF, CR LF
+/// the field. An empty field, quoted or not, is a NULL row. Blank lines are skipped. Lines end in LF, CR LF
 /// or CR. A byte order mark in front is skipped.
 ///
 /// Throws CsvError, naming file, line and column, for: a file that cannot be read or decompressed, no header, an empty

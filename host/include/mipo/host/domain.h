@@ -33,7 +33,7 @@ public:
   virtual ~Domain() = default;
 
   const ValueType &type() const noexcept { return type_; }
-  /// Whether code 0 stands for rows without value. Columns of numbers tell such rows by their validity instead.
+  /// Whether code 0 stands for NULL rows. Columns of numbers tell such rows by their validity instead.
   bool has_null() const noexcept { return has_null_; }
   bool is_null(ub8 code) const noexcept { return has_null_ && code == 0; }
   /// Distinct values of the column.
@@ -45,9 +45,9 @@ public:
 
   /// The stored number of a code. The type must not be text, and the code must stand for a value.
   virtual std::int64_t number(ub8 code) const noexcept = 0;
-  /// The bytes of a code, empty for a row without value. The type must be text.
+  /// The bytes of a code, empty for a NULL row. The type must be text.
   virtual std::string_view text(ub8 code) const noexcept = 0;
-  /// Appends the canonical text of a code's value, whatever the type; nothing for a row without value.
+  /// Appends the canonical text of a code's value, whatever the type; nothing for a NULL row.
   void append_value(std::string &out, ub8 code) const;
   std::string value(ub8 code) const;
 
@@ -57,7 +57,7 @@ public:
   ub8 upper_bound(const Literal &literal) const;
   /// Code of the value that equals the constant. Throws as above.
   std::optional<ub8> find(const Literal &literal) const;
-  /// Codes of the values that compare so with the constant; the code of rows without value is never among them.
+  /// Codes of the values that compare so with the constant; the code of NULL rows is never among them.
   CodeInterval codes_where(Comparison comparison, const Literal &literal) const;
   /// Codes of all values.
   CodeInterval all_values() const noexcept;
