@@ -104,7 +104,7 @@ std::pair<std::string, std::string> binding(const std::string &option, const std
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-void add_format(CLI::App &command, OutputFormat &format, std::vector<std::string> names) {
+void add_format(CLI::App &command, OutputFormat &format, const std::vector<std::string> &names) {
   std::map<std::string, OutputFormat> allowed;
   std::string list;
   for (const std::string &name : names) {
@@ -125,7 +125,7 @@ void add_format(CLI::App &command, OutputFormat &format, std::vector<std::string
 
 // An option that may be repeated and takes one value each time.
 void add_bindings(CLI::App &command, const std::string &name, const std::string &type, const std::string &description,
-                  std::function<void(const std::string &, const std::string &)> bind) {
+                  const std::function<void(const std::string &, const std::string &)> &bind) {
   command
       .add_option_function<std::vector<std::string>>(
           name,

@@ -68,7 +68,7 @@ ColumnPredicate unknown(const BoundColumn &column, std::string text) {
 CodeSet codes_where(const BoundColumn &column, ComparisonOperator op, const Constant &constant) {
   const Place place = place_of(column, constant);
   const ub8 first = column.domain().first_code(), end = column.domain().code_count();
-  const CodeSet equal(CodeRange{{place.lower, false}, {place.upper, false}});
+  CodeSet equal(CodeRange{{place.lower, false}, {place.upper, false}});
   switch (op) {
   case ComparisonOperator::equal:
     return equal;

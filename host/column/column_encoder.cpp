@@ -261,7 +261,7 @@ struct ColumnEncoder::State {
       final_codes[code] = static_cast<ub4>(numbers.size() - 1) + (has_null ? 1 : 0);
     }
     renumber(final_codes);
-    return Dictionary(format.type, std::move(numbers), has_null);
+    return Dictionary(format.type, numbers, has_null);
   }
 };
 

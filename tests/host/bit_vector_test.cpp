@@ -83,7 +83,7 @@ TEST(BitVector, IsAValue) {
     const ub8 *words = full.words();
     const BitVector moved = std::move(full);
     EXPECT_EQ(moved.words(), words) << "records that point to the words stay right";
-    EXPECT_EQ(full.size(), 0u);
+    EXPECT_EQ(full.size(), 0u); // NOLINT(bugprone-use-after-move): that it is empty is the promise
   }
   EXPECT_EQ(BitVector(), BitVector(0));
   EXPECT_NE(BitVector(64), BitVector(65));

@@ -81,7 +81,7 @@ EncodedColumn number_column(const ValueType &type, int step, std::string_view en
   ColumnOptions options;
   options.encoding = parse_encoding(encoding);
   if (options.encoding->compressed) options.compressor = zstd_compress;
-  return EncodedColumn(codes, Dictionary(type, std::move(numbers), true), options);
+  return EncodedColumn(codes, Dictionary(type, numbers, true), options);
 }
 
 TEST(BloomFilters, EqualValuesMeetWhateverTheirEncoding) {

@@ -17,7 +17,7 @@ namespace {
 Dictionary numbers_up_to(ub8 values, bool has_null = false) {
   std::vector<std::int64_t> numbers(values);
   std::iota(numbers.begin(), numbers.end(), 0);
-  return Dictionary({ValueKind::integer}, std::move(numbers), has_null);
+  return Dictionary({ValueKind::integer}, numbers, has_null);
 }
 
 TEST(Column, TakesTheNarrowestWidth) {
