@@ -116,7 +116,7 @@ JsonValue reading_json(const Reading &reading) {
 
 void write_explanation(std::ostream &out, const Explanation &explanation) {
   for (const Reading &reading : explanation.readings) write_reading(out, reading);
-  const std::vector<KernelProfile> &steps = explanation.answer->steps;
+  const std::vector<KernelProfile> &steps = explanation.calls;
   if (!steps.empty()) {
     OutputTable relation;
     std::vector<StepColumn> columns = step_columns();
@@ -131,7 +131,7 @@ void write_explanation(std::ostream &out, const Explanation &explanation) {
     };
     write_table(out, relation);
   }
-  fmt::print(out, "kernels: {:.3f} ms in all, library level {}\n", explanation.answer->kernel_seconds() * 1e3,
+  fmt::print(out, "kernels: {:.3f} ms in all, library level {}\n", total_seconds(explanation.calls) * 1e3,
              explanation.level);
 }
 
@@ -139,7 +139,7 @@ JsonValue explanation_json(const Explanation &explanation) {
   JsonValue::Array readings;
   for (const Reading &reading : explanation.readings) readings.push_back(reading_json(reading));
   JsonValue::Array steps;
-  for (const KernelProfile &step : explanation.answer->steps) {
+  for (const KernelProfile &step : explanation.calls) {
     JsonValue::Object entry;
     entry.emplace_back("kernel", step.name);
     if (step.kind != KernelProfile::Kind::row_by_row)
@@ -162,7 +162,7 @@ JsonValue explanation_json(const Explanation &explanation) {
       {"reading", std::move(readings)},
       {"level", explanation.level},
       {"steps", std::move(steps)},
-      {"kernel_seconds", explanation.answer->kernel_seconds()},
+      {"kernel_seconds", total_seconds(explanation.calls)},
   };
 }
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "engine/catalog/file_reading.h"
-#include "engine/run/executor.h"
+#include "engine/run/kernel_profile.h"
 #include "program/json_value.h"
 
 namespace mipo::program {
@@ -15,7 +15,7 @@ namespace mipo::program {
 struct Explanation {
   std::vector<engine::Reading> readings; // file by file
   std::string level;                     // instruction set of the library
-  const engine::Answer *answer = nullptr;
+  std::vector<engine::KernelProfile> calls;
 };
 
 void write_explanation(std::ostream &out, const Explanation &explanation);

@@ -9,8 +9,7 @@
 #include <fmt/ostream.h>
 
 #include "engine/catalog/query_tables.h"
-#include "engine/run/query_result.h"
-#include "engine/run/result.h"
+#include "engine/query_result.h"
 #include "engine/sql/parser.h"
 #include "engine/sql/query_error.h"
 #include "program/explanation.h"
@@ -20,12 +19,11 @@ namespace mipo::program {
 using namespace engine;
 namespace {
 
-OutputTable relation_of(const Plan &plan, const Answer &answer) {
+OutputTable relation_of(const Plan &plan, const Output &output) {
   OutputTable relation;
-  relation.row_count = answer.rows.size();
-  const ValueSource source = answer.values();
-  relation.append_cell = [&plan, &answer, source](std::string &out, std::size_t row, std::size_t column) {
-    const Value value = source.value(plan.output[column].value, answer.rows[row]);
+  relation.row_count = output.rows();
+  relation.append_cell = [&output](std::string &out, std::size_t row, std::size_t column) {
+    const Value value = output.value(row, column);
     value.append_to(out);
     return !value.is_null();
   };
@@ -69,11 +67,11 @@ void query_command(const QueryOptions &options, const Streams &streams) {
   QueryTables tables(library, options.tables, options.reading);
   tables.read(query, reading_progress);
   const unsigned threads = options.threads != 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
-  const QueryResult answered = answer_query(
+  const QueryResult answered(
       library, query, [&](const TableName &name) -> const host::Table & { return tables.table(name); }, threads);
-  const OutputTable relation = relation_of(*answered.plan, answered.answer);
+  const OutputTable relation = relation_of(answered.plan(), answered.output());
   if (options.format == OutputFormat::json) refuse_repeated_names(relation);
-  print(relation, {tables.readings(), std::string(library.level()), &answered.answer}, options, streams);
+  print(relation, {tables.readings(), std::string(library.level()), answered.output().profile()}, options, streams);
 }
 
 } // namespace mipo::program

@@ -1,6 +1,5 @@
+#include "engine/query_result.h"
 #include "engine/run/kernel_profile.h"
-#include "engine/run/query_result.h"
-#include "engine/run/result.h"
 #include "engine/sql/parser.h"
 #include "engine/sql/query_error.h"
 #include "mipo/host/library.h"
@@ -23,12 +22,12 @@ public:
           if (each.name == name.name) return each.table;
         throw PeerError("there is no table " + name.name);
       };
-      const engine::QueryResult answered = engine::answer_query(library_, engine::parse_query(sql), find_table);
+      const engine::QueryResult answered(library_, engine::parse_query(sql), find_table);
       const std::vector<engine::Value> values = values_of(answered);
       Answer answer;
       answer.wall_seconds = watch.seconds();
-      answer.kernel_seconds = answered.answer.kernel_seconds();
-      answer.rows = rows_of(*answered.plan, values);
+      answer.kernel_seconds = engine::total_seconds(answered.output().profile());
+      answer.rows = rows_of(answered.plan(), values);
       return answer;
     } catch (const engine::QueryError &error) {
       throw PeerError(error.what());
@@ -38,12 +37,11 @@ public:
 private:
   // Row by row.
   static std::vector<engine::Value> values_of(const engine::QueryResult &answered) {
-    const engine::ValueSource source = answered.answer.values();
-    const std::vector<engine::PlannedColumn> &output = answered.plan->output;
+    const std::size_t rows = answered.output().rows(), columns = answered.plan().output.size();
     std::vector<engine::Value> values;
-    values.reserve(answered.answer.rows.size() * output.size());
-    for (const ub4 row : answered.answer.rows)
-      for (const engine::PlannedColumn &column : output) values.push_back(source.value(column.value, row));
+    values.reserve(rows * columns);
+    for (std::size_t row = 0; row < rows; ++row)
+      for (std::size_t column = 0; column < columns; ++column) values.push_back(answered.output().value(row, column));
     return values;
   }
 

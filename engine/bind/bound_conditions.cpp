@@ -6,9 +6,7 @@
 #include <fmt/format.h>
 
 #include "engine/bind/text_match.h"
-#include "engine/bind/unique_join.h"
 #include "engine/sql/query_error.h"
-#include "mipo/host/translation_table.h"
 
 namespace mipo::engine {
 namespace {
@@ -47,15 +45,6 @@ Place place_of(const BoundColumn &column, const Constant &constant) {
     throw QueryError(fmt::format("column {}: {}{}", column.name, error.what(), number_hint(*column.values)),
                      constant.position);
   }
-}
-
-ColumnPredicate test_of(const BoundColumn &column, CodeSet holds, std::string text) {
-  ColumnPredicate test;
-  test.column = &column;
-  test.fails = holds.complement(column.domain().first_code(), column.domain().code_count());
-  test.holds = std::move(holds);
-  test.text = std::move(text);
-  return test;
 }
 
 ColumnPredicate unknown(const BoundColumn &column, std::string text) {
@@ -138,7 +127,7 @@ std::string text_of(const TestedColumn &tested) {
 ColumnPredicate test_comparison(const TestedColumn &tested, ComparisonOperator op, const Constant &constant) {
   std::string text = fmt::format("{} {} {}", text_of(tested), sql_text(op), sql_text(constant));
   if (constant.kind == Constant::Kind::null) return unknown(*tested.column, std::move(text));
-  return test_of(*tested.column, codes_where(tested, op, constant), std::move(text));
+  return column_predicate(*tested.column, codes_where(tested, op, constant), std::move(text));
 }
 
 ColumnPredicate test_between(const TestedColumn &tested, const Between &between) {
@@ -171,7 +160,7 @@ ColumnPredicate test_in_list(const TestedColumn &tested, const InList &list) {
                                                           : codes_of_texts(*tested.column, [&](std::string_view text) {
                                                               return texts.contains(in_case(tested.letter_case, text));
                                                             });
-  ColumnPredicate test = test_of(*tested.column, std::move(holds), {});
+  ColumnPredicate test = column_predicate(*tested.column, std::move(holds), {});
   // A value that is not in the list may still equal the missing one.
   if (has_null) test.fails = {};
   if (list.negated) test = negation(std::move(test));
@@ -216,62 +205,17 @@ ColumnPredicate test_like(const TestedColumn &tested, const Like &like) {
     if (operand->kind == Constant::Kind::number)
       throw QueryError("LIKE takes texts: write the pattern between single quotes", operand->position);
   }
-  ColumnPredicate test = test_of(column, codes_like(tested, LikePattern(like.pattern, like.escape)), {});
+  ColumnPredicate test = column_predicate(column, codes_like(tested, LikePattern(like.pattern, like.escape)), {});
   if (like.negated) test = negation(std::move(test));
   test.text = std::move(text);
   return test;
 }
 
 ColumnPredicate test_is_null(const BoundColumn &column, bool negated) {
-  ColumnPredicate test = test_of(column, {}, {});
+  ColumnPredicate test = column_predicate(column, {}, {});
   test.null_holds = true;
   if (negated) test = negation(std::move(test));
   test.text = fmt::format("{} IS {}NULL", column.name, negated ? "NOT " : "");
-  return test;
-}
-
-ColumnPredicate test_of_codes(const BoundColumn &column, const std::function<bool(ub8)> &holds, std::string text) {
-  std::vector<CodeRange> points;
-  const Domain &domain = column.domain();
-  for (ub8 code = domain.first_code(); code < domain.code_count(); ++code)
-    if (holds(code)) points.push_back({{code, false}, {code + 1, false}});
-  ColumnPredicate test = test_of(column, CodeSet(std::move(points)), std::move(text));
-  test.null_fails = true;
-  test.from_other_rows = true;
-  return test;
-}
-
-namespace {
-
-// The codes of `column` whose values are among those of a query.
-CodeSet equal_codes(const BoundColumn &column, const QueryValues &values, std::size_t position) {
-  const Domain &from = values.column.domain(), &to = column.domain();
-  check_comparable(values.column, column, position);
-  std::vector<CodeRange> points;
-  const auto add = [&](ub8 code) { points.push_back({{code, false}, {code + 1, false}}); };
-  if (std::max(index_count(from), index_count(to)) <= most_join_codes) {
-    const std::vector<ub4> equal = equal_values(values.column, column, position);
-    for (const ub8 code : values.codes)
-      if (const ub4 value = equal[code - from.first_code()]; value != host::no_entry) add(value + to.first_code());
-  } else {
-    const Literal::Form form = host::is_number(from.type().kind) ? Literal::Form::number : Literal::Form::string;
-    for (const ub8 code : values.codes)
-      if (const std::optional<ub8> found = to.find({form, from.value(code)})) add(*found);
-  }
-  return CodeSet(std::move(points));
-}
-
-} // namespace
-
-ColumnPredicate test_in_query(const TestedColumn &tested, const InQuery &in, const QueryValues &values) {
-  if (tested.letter_case != LetterCase::as_is)
-    throw QueryError("upper() and lower() with a sub-select are not supported yet", in.position);
-  const BoundColumn &column = *tested.column;
-  ColumnPredicate test =
-      test_of(column, equal_codes(column, values, in.position), fmt::format("{} IN {}", column.name, in.text));
-  if (values.has_null) test.fails = {}; // a value that is not in the list may still equal the missing one
-  test.null_fails = values.codes.empty() && !values.has_null; // nothing is among no rows, not even what is unknown
-  test.from_other_rows = true;
   return test;
 }
 

@@ -3,10 +3,8 @@
 #define MIPO_ENGINE_BIND_BOUND_CONDITIONS_H
 
 #include <functional>
-#include <string>
-#include <vector>
 
-#include "engine/plan/column_predicate.h"
+#include "engine/plan/condition.h"
 
 namespace mipo::engine {
 
@@ -22,20 +20,9 @@ ColumnPredicate test_in_list(const TestedColumn &tested, const InList &list);
 /// Throws QueryError if the column or the pattern is not text.
 ColumnPredicate test_like(const TestedColumn &tested, const Like &like);
 ColumnPredicate test_is_null(const BoundColumn &column, bool negated);
-/// Of the codes that stand for values; NULL rows fail.
-ColumnPredicate test_of_codes(const BoundColumn &column, const std::function<bool(ub8)> &holds, std::string text);
 
-/// What a query within another one gives: the codes that its only column has, ascending, in some column's domain.
-struct QueryValues {
-  BoundColumn column;
-  std::vector<ub8> codes;
-  bool has_null = false;
-};
-/// Answers the query within a condition.
-using InnerQuery = std::function<QueryValues(const InQuery &)>;
-
-/// Throws QueryError if values of the two columns cannot be equal.
-ColumnPredicate test_in_query(const TestedColumn &tested, const InQuery &in, const QueryValues &values);
+/// Binds the query within a condition, for a test of a column.
+using InnerQuery = std::function<InQueryTest(const TestedColumn &, const InQuery &)>;
 
 } // namespace mipo::engine
 

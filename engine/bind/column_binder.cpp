@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "engine/plan/equal_values.h"
 #include "engine/sql/characters.h"
 #include "engine/sql/query_error.h"
 
@@ -32,10 +33,9 @@ const host::Column *find_in(const host::Table &table, const ColumnName &wanted) 
 
 } // namespace
 
-ColumnBinder::ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables,
-                           std::deque<BoundColumn> &columns)
-    : columns_(columns), several_(!query.joins.empty()) {
-  scopes_.push_back({&query.table, tables.front(), std::nullopt});
+ColumnBinder::ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables, Plan &plan)
+    : plan_(plan), several_(!query.joins.empty()) {
+  scopes_.push_back({&query.table, tables.front()});
   for (std::size_t i = 0; i < query.joins.size(); ++i) join(query.joins[i], *tables[i + 1]);
 }
 
@@ -47,7 +47,7 @@ void ColumnBinder::join(const Join &join, const host::Table &table) {
                      join.table.position);
   }
   // One side is a column of the joined table, the other one of those in front of it.
-  const InScope joined{&join.table, &table, std::nullopt};
+  const InScope joined{&join.table, &table};
   const auto in_front = [&](const ColumnName &side) {
     return std::any_of(scopes_.begin(), scopes_.end(), [&](const InScope &scope) { return find(scope, side); });
   };
@@ -63,9 +63,13 @@ void ColumnBinder::join(const Join &join, const host::Table &table) {
       throw QueryError(fmt::format("{} is a column of several tables: write the table in front of it", right.name),
                        right.position);
     }
-    unique->data.check();
-    const BoundColumn right_column = own_column(*unique, name + "." + unique->name);
-    scopes_.push_back({&join.table, &table, UniqueJoin(column(left), right_column, join.outer, join.position)});
+    unique->data.check_domain();
+    const BoundColumn &left_column = column(left);
+    BoundColumn right_column = own_column(*unique, name + "." + unique->name);
+    check_comparable(left_column, right_column, join.position);
+    scopes_.push_back({&join.table, &table,
+                       &plan_.joins.emplace_back(UniqueJoin{
+                           name, &table, &left_column, std::move(right_column), join.outer, join.position, {}})});
     return;
   }
   // Whichever name is wrong: the message comes from looking for it.
@@ -132,16 +136,15 @@ const host::Column *ColumnBinder::find(const InScope &scope, const ColumnName &w
 }
 
 const BoundColumn &ColumnBinder::row_column(const InScope &scope, const host::Column &column) const {
-  const BoundColumn *key = scope.joined ? &scope.joined->key() : nullptr;
+  const BoundColumn *key = scope.join != nullptr ? &scope.join->key() : nullptr;
   std::string name = several_ ? name_in_query(*scope.name) + "." + column.name : column.name;
-  for (const BoundColumn &made : columns_)
+  for (const BoundColumn &made : plan_.columns)
     if (made.values == &column && made.key == key && made.name == name) return made;
-  if (scope.joined)
-    column.data.check(); // its rows are read to find what each code of the key has
-  else
-    column.data.check_domain();
-  return columns_.emplace_back(scope.joined ? scope.joined->column(column, std::move(name))
-                                            : own_column(column, std::move(name)));
+  column.data.check_domain();
+  if (key == nullptr) return plan_.columns.emplace_back(own_column(column, std::move(name)));
+  BoundColumn &joined = plan_.columns.emplace_back(joined_column(column, std::move(name), *key));
+  scope.join->columns.push_back(&joined);
+  return joined;
 }
 
 const BoundColumn &ColumnBinder::column(const Expression &expression) const {
@@ -167,19 +170,6 @@ std::vector<const BoundColumn *> ColumnBinder::all_columns(const AllColumns &wan
   else
     std::for_each(scopes_.begin(), scopes_.end(), add);
   return all;
-}
-
-std::vector<ColumnPredicate> ColumnBinder::inner_join_predicates() const {
-  std::vector<ColumnPredicate> tests;
-  for (const InScope &scope : scopes_) {
-    if (!scope.joined || scope.joined->outer()) continue;
-    const BoundColumn &key = scope.joined->key();
-    ColumnPredicate test = test_of_codes(
-        key, [&](ub8 code) { return scope.joined->has_row(code); },
-        fmt::format("{} has a row of {}", key.name, name_in_query(*scope.name)));
-    if (!test.fails.empty() || key.nullable) tests.push_back(std::move(test));
-  }
-  return tests;
 }
 
 void check_letters(const BoundColumn &column, LetterCase letter_case, std::size_t position) {

@@ -2,25 +2,22 @@
 #ifndef MIPO_ENGINE_BIND_COLUMN_BINDER_H
 #define MIPO_ENGINE_BIND_COLUMN_BINDER_H
 
-#include <deque>
-#include <optional>
 #include <vector>
 
 #include "engine/bind/bound_conditions.h"
-#include "engine/bind/unique_join.h"
-#include "engine/plan/bound_column.h"
+#include "engine/plan/plan.h"
 #include "engine/sql/ast.h"
 #include "mipo/host/table.h"
 
 namespace mipo::engine {
 
-/// Everything throws QueryError for what the tables do not have, and host::ColumnFileError for a column whose bytes are
-/// damaged: they are looked at when the column is first named.
+/// Everything throws QueryError for what the tables do not have, and host::ColumnFileError for a column whose
+/// dictionary is damaged: it is looked at when the column is first named.
 class ColumnBinder {
 public:
-  /// `tables` are those of FROM and of the joins, in that order. Columns are added to `columns` as they are named.
-  /// Query, tables and columns must outlive the binder.
-  ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables, std::deque<BoundColumn> &columns);
+  /// `tables` are those of FROM and of the joins, in that order. Joins are added to the plan, and columns as they are
+  /// named. Query, tables and plan must outlive the binder.
+  ColumnBinder(const Query &query, const std::vector<const host::Table *> &tables, Plan &plan);
 
   /// Two names of one column give one and the same object.
   const BoundColumn &column(const ColumnName &wanted) const;
@@ -31,14 +28,12 @@ public:
   TestedColumn tested(const Operand &operand) const;
   /// The columns of all tables, or of the one that is named, with their own names.
   std::vector<const BoundColumn *> all_columns(const AllColumns &wanted) const;
-  /// The rows of the first table that have the partners they need.
-  std::vector<ColumnPredicate> inner_join_predicates() const;
 
 private:
   struct InScope {
     const TableName *name;
     const host::Table *table;
-    std::optional<UniqueJoin> joined; // all but the first
+    UniqueJoin *join = nullptr; // of all but the first
   };
 
   void join(const Join &join, const host::Table &table);
@@ -48,7 +43,7 @@ private:
   std::string names(bool with_columns) const;
 
   std::vector<InScope> scopes_;
-  std::deque<BoundColumn> &columns_;
+  Plan &plan_;
   bool several_;
 };
 

@@ -1,24 +1,20 @@
 #include "engine/bind/plan_query.h"
 
 #include <algorithm>
+#include <iterator>
 #include <variant>
+
+#include <fmt/format.h>
 
 #include "engine/bind/bound_conditions.h"
 #include "engine/bind/column_binder.h"
 #include "engine/bind/result_binder.h"
+#include "engine/plan/equal_values.h"
 #include "engine/plan/overloaded.h"
+#include "engine/sql/query_error.h"
 
 namespace mipo::engine {
 namespace {
-
-// A condition whose columns are bound: negations are pushed down to the tests, and tests on one column that stand
-// beside each other are one test.
-struct BoundJunction;
-using BoundCondition = std::variant<ColumnPredicate, BoundJunction>;
-struct BoundJunction {
-  Junction::Kind kind;
-  std::vector<BoundCondition> operands;
-};
 
 class ConditionBinder {
 public:
@@ -35,8 +31,7 @@ private:
 
 BoundCondition ConditionBinder::condition(const Condition &condition, bool negated) const {
   const auto test = [&](ColumnPredicate bound) -> BoundCondition {
-    bound = rewrite_to_key(std::move(bound));
-    return negated ? negation(std::move(bound)) : std::move(bound);
+    return {negated ? negation(std::move(bound)) : std::move(bound)};
   };
   return std::visit(
       Overloaded{
@@ -45,7 +40,9 @@ BoundCondition ConditionBinder::condition(const Condition &condition, bool negat
           },
           [&](const Between &leaf) { return test(test_between(columns_.tested(leaf.operand), leaf)); },
           [&](const InList &leaf) { return test(test_in_list(columns_.tested(leaf.operand), leaf)); },
-          [&](const InQuery &leaf) { return test(test_in_query(columns_.tested(leaf.operand), leaf, inner_(leaf))); },
+          [&](const InQuery &leaf) {
+            return BoundCondition{inner_(columns_.tested(leaf.operand), leaf), negated};
+          },
           [&](const Like &leaf) { return test(test_like(columns_.tested(leaf.operand), leaf)); },
           [&](const NullTest &leaf) { return test(test_is_null(columns_.column(leaf.value), leaf.negated)); },
           [&](const Junction &node) { return junction(node, negated); },
@@ -54,63 +51,41 @@ BoundCondition ConditionBinder::condition(const Condition &condition, bool negat
       condition.node);
 }
 
-// Tests on one column become one test.
+// Operands of a junction within one of its kind are its own.
 void add_operand(BoundJunction &junction, BoundCondition operand) {
-  if (auto *inner = std::get_if<BoundJunction>(&operand); inner != nullptr && inner->kind == junction.kind) {
-    for (BoundCondition &innermost : inner->operands) add_operand(junction, std::move(innermost));
+  auto *inner = std::get_if<BoundJunction>(&operand.node);
+  if (inner == nullptr || inner->kind != junction.kind) {
+    junction.operands.push_back(std::move(operand));
     return;
   }
-  if (const auto *test = std::get_if<ColumnPredicate>(&operand)) {
-    for (BoundCondition &other : junction.operands) {
-      auto *neighbour = std::get_if<ColumnPredicate>(&other);
-      if (neighbour == nullptr || neighbour->column != test->column) continue;
-      *neighbour = combination(junction.kind, *neighbour, *test);
-      return;
-    }
-  }
-  junction.operands.push_back(std::move(operand));
-}
-
-BoundCondition only_operand_of(BoundJunction junction) {
-  if (junction.operands.size() == 1) return std::move(junction.operands.front());
-  return junction;
+  std::move(inner->operands.begin(), inner->operands.end(), std::back_inserter(junction.operands));
 }
 
 BoundCondition ConditionBinder::junction(const Junction &node, bool negated) const {
   const bool conjunction = (node.kind == Junction::Kind::conjunction) != negated;
   BoundJunction bound{conjunction ? Junction::Kind::conjunction : Junction::Kind::disjunction, {}};
   for (const Condition &part : node.operands) add_operand(bound, condition(part, negated));
-  return only_operand_of(std::move(bound));
+  return {std::move(bound)};
 }
 
-// WHERE, and that each row has the partners it needs.
-std::optional<BoundCondition> row_condition(const Query &query, const ColumnBinder &columns, const InnerQuery &inner) {
-  BoundJunction all{Junction::Kind::conjunction, {}};
-  if (query.where) add_operand(all, ConditionBinder(columns, inner).condition(*query.where, false));
-  for (ColumnPredicate &test : columns.inner_join_predicates()) add_operand(all, std::move(test));
-  if (all.operands.empty()) return std::nullopt;
-  return only_operand_of(std::move(all));
-}
-
-PlanNode plan_node(const BoundCondition &condition) {
-  PlanNode node;
-  if (const auto *test = std::get_if<ColumnPredicate>(&condition)) {
-    node.column = test->column;
-    node.calls = kernel_calls(*test);
-    node.text = test->text;
-    node.joined = test->joined;
-    return node;
+InQueryTest bind_in_query(const TestedColumn &tested, const InQuery &in, const TableFinder &find_table, Plan &plan) {
+  if (tested.letter_case != LetterCase::as_is)
+    throw QueryError("upper() and lower() with a sub-select are not supported yet", in.position);
+  const Plan &inner = *plan.inner.emplace_back(std::make_unique<Plan>(plan_query(in.query.front(), find_table)));
+  if (inner.output.size() != 1) {
+    throw QueryError(fmt::format("a sub-select after IN gives one column: this one gives {}", inner.output.size()),
+                     in.position);
   }
-  const auto &junction = std::get<BoundJunction>(condition);
-  const bool conjunction = junction.kind == Junction::Kind::conjunction;
-  node.kind = conjunction ? PlanNode::Kind::all_of : PlanNode::Kind::any_of;
-  node.joined = junction.kind;
-  for (const BoundCondition &part : junction.operands) {
-    const PlanNode &operand = node.operands.emplace_back(plan_node(part));
-    if (!node.text.empty()) node.text += conjunction ? " AND " : " OR ";
-    node.text += text_within(junction.kind, operand.text, operand.joined);
+  const PlannedColumn &output = inner.output.front();
+  const BoundColumn *source = source_column(output.value, inner);
+  if (source == nullptr) {
+    throw QueryError(fmt::format("a sub-select after IN gives values of a column: {} is calculated, which is not "
+                                 "supported yet",
+                                 output.name),
+                     in.position);
   }
-  return node;
+  check_comparable(*source, *tested.column, in.position);
+  return {tested.column, &inner, fmt::format("{} IN {}", tested.column->name, in.text), in.position};
 }
 
 } // namespace
@@ -129,11 +104,16 @@ bool is_number(const BoundExpression &value, const Plan &plan) {
   return source == nullptr || host::is_number(source->type().kind);
 }
 
-Plan plan_query(const Query &query, const std::vector<const host::Table *> &tables, const InnerQuery &inner) {
+Plan plan_query(const Query &query, const TableFinder &find_table) {
+  std::vector<const host::Table *> tables = {&find_table(query.table)};
+  for (const Join &join : query.joins) tables.push_back(&find_table(join.table));
   Plan plan;
-  const ColumnBinder columns(query, tables, plan.columns);
   plan.table = tables.front();
-  if (const auto condition = row_condition(query, columns, inner)) plan.where = plan_node(*condition);
+  const ColumnBinder columns(query, tables, plan);
+  const InnerQuery inner = [&](const TestedColumn &tested, const InQuery &in) {
+    return bind_in_query(tested, in, find_table, plan);
+  };
+  if (query.where) plan.where = ConditionBinder(columns, inner).condition(*query.where, false);
   bind_result(query, columns, inner, plan);
   return plan;
 }

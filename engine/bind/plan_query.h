@@ -3,19 +3,19 @@
 #define MIPO_ENGINE_BIND_PLAN_QUERY_H
 
 #include <functional>
-#include <vector>
 
-#include "engine/bind/bound_conditions.h"
 #include "engine/plan/plan.h"
 #include "engine/sql/ast.h"
 
 namespace mipo::engine {
 
-/// Binds a query to the tables of its FROM and its joins, in the order in which they stand there. Throws QueryError for
-/// names that the tables do not have, for constants that a column cannot be compared with, for joins to several rows,
-/// and for values that are neither grouped by nor aggregated. The tables, and what `inner` refers to, must outlive the
-/// plan.
-Plan plan_query(const Query &query, const std::vector<const host::Table *> &tables, const InnerQuery &inner);
+/// The table that a name in FROM stands for. Throws QueryError if there is none; tables must outlive the plan.
+using TableFinder = std::function<const host::Table &(const TableName &)>;
+
+/// Binds a query, and those within it, to the tables of FROM and of the joins. Reads no rows. Throws QueryError for
+/// names that the tables do not have, for constants that a column cannot be compared with, and for values that are
+/// neither grouped by nor aggregated.
+Plan plan_query(const Query &query, const TableFinder &find_table);
 
 } // namespace mipo::engine
 

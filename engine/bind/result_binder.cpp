@@ -311,7 +311,6 @@ ResultCondition ResultBinder::test(const Operand &operand, auto coded, auto numb
   if (const BoundColumn *source = coded_column(value)) {
     check_letters(*source, operand.letter_case, operand.value.position);
     ResultCondition bound;
-    bound.kind = ResultCondition::Kind::coded;
     bound.value = value;
     bound.test = coded(TestedColumn{source, operand.letter_case});
     return bound;
@@ -368,7 +367,7 @@ ResultCondition ResultBinder::condition(const Condition &written) {
           },
           [&](const InQuery &leaf) {
             return test(
-                leaf.operand, [&](const TestedColumn &tested) { return test_in_query(tested, leaf, inner_(leaf)); },
+                leaf.operand, [&](const TestedColumn &tested) { return inner_(tested, leaf); },
                 [&](const BoundExpression &value) -> ResultCondition {
                   throw QueryError(fmt::format("{} is calculated: IN with a sub-select takes a column", text(value)),
                                    leaf.operand.value.position);

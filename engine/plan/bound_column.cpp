@@ -29,9 +29,11 @@ std::string number_hint(const host::Column &column) {
 }
 
 BoundColumn own_column(const host::Column &column, std::string name) {
-  BoundColumn own{std::move(name), &column, nullptr, {}, {}, false};
-  own.nullable = column.data.null_rows() != 0;
-  return own;
+  return {std::move(name), &column, nullptr, column.data.null_rows() != 0, {}, {}};
+}
+
+BoundColumn joined_column(const host::Column &column, std::string name, const BoundColumn &key) {
+  return {std::move(name), &column, &key, false, {}, {}};
 }
 
 } // namespace mipo::engine

@@ -23,9 +23,11 @@ struct BoundColumn {
   std::string name;                 ///< with the table's in front, if the query has several tables
   const host::Column *values;       ///< the column that the values are of
   const BoundColumn *key = nullptr; ///< of a joined column: a column of the first table
-  std::vector<ub8> ranked;          ///< of a joined column: the codes of values that rows may have, ascending
-  CodeMap<ub4> rank;                ///< by code of the key: which of these, or host::no_entry
   bool nullable = false;            ///< some rows may be without value
+
+  // Of a joined column, once its join has read the joined table:
+  std::vector<ub8> ranked; ///< the codes of values that rows may have, ascending
+  CodeMap<ub4> rank;       ///< by code of the key: which of these, or host::no_entry
 
   const host::Domain &domain() const { return values->domain(); }
   const host::ValueType &type() const { return values->type(); }
@@ -48,6 +50,8 @@ std::string number_hint(const host::Column &column);
 
 /// A column of the first table.
 BoundColumn own_column(const host::Column &column, std::string name);
+/// A column of a joined table; its join fills in the rest.
+BoundColumn joined_column(const host::Column &column, std::string name, const BoundColumn &key);
 
 /// Whether kernels unpack the column's codes and look them up in sets: codes of a dictionary, of up to 32 bits.
 inline bool has_code_kernels(const host::Column &column) {

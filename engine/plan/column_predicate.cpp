@@ -18,6 +18,15 @@ std::string sql_text(const Constant &constant) {
   return text + "'";
 }
 
+ColumnPredicate column_predicate(const BoundColumn &column, CodeSet holds, std::string text) {
+  ColumnPredicate test;
+  test.column = &column;
+  test.fails = holds.complement(column.domain().first_code(), column.domain().code_count());
+  test.holds = std::move(holds);
+  test.text = std::move(text);
+  return test;
+}
+
 ColumnPredicate rewrite_to_key(ColumnPredicate test) {
   const BoundColumn &column = *test.column;
   if (!column.is_joined()) return test;

@@ -22,7 +22,10 @@ struct ColumnPredicate {
   std::optional<Junction::Kind> joined; // the text is several conditions, joined so
 };
 
-/// A test on a joined column as one on its key; any other as it is.
+/// Holds for these codes of values, fails for all others, and leaves NULL rows unknown.
+ColumnPredicate column_predicate(const BoundColumn &column, CodeSet holds, std::string text);
+
+/// A test on a joined column, whose join has read its table, as one on its key; any other as it is.
 ColumnPredicate rewrite_to_key(ColumnPredicate test);
 
 ColumnPredicate negation(ColumnPredicate test);

@@ -1,33 +1,22 @@
-// What a query becomes once the tables are known: columns found, constants turned into codes, conditions into kernel
-// calls.
+// What a query becomes once the tables are known: columns found, constants turned into codes. Binding reads no rows; a
+// plan has what an operator tree is made from.
 #ifndef MIPO_ENGINE_PLAN_PLAN_H
 #define MIPO_ENGINE_PLAN_PLAN_H
 
 #include <deque>
-#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "engine/plan/bound_column.h"
-#include "engine/plan/kernel_calls.h"
+#include "engine/plan/condition.h"
 #include "engine/plan/value.h"
 #include "engine/sql/ast.h"
 #include "mipo/host/table.h"
 
 namespace mipo::engine {
-
-/// A condition, free of negations and of SQL's third truth value: its rows are exactly those that the query's
-/// condition holds for.
-struct PlanNode {
-  enum class Kind { column_test, all_of, any_of };
-  Kind kind = Kind::column_test;
-  const BoundColumn *column = nullptr; // column_test: of the first table
-  std::vector<KernelCall> calls;       // column_test: at least one, their rows are united
-  std::vector<PlanNode> operands;      // all_of, any_of: at least two
-  std::string text;
-  std::optional<Junction::Kind> joined; // the text is several conditions, joined so
-};
 
 /// A value of a row or of a group, with its columns found.
 struct BoundExpression {
@@ -46,6 +35,12 @@ struct BoundExpression {
 
   friend bool operator==(const BoundExpression &, const BoundExpression &) = default;
 };
+
+/// Calls take() with each column of the expression.
+void each_column(const BoundExpression &expression, const auto &take) {
+  if (expression.kind == BoundExpression::Kind::column) take(*expression.column);
+  for (const BoundExpression &operand : expression.operands) each_column(operand, take);
+}
 
 struct PlannedAggregate {
   AggregateFunction function = AggregateFunction::row_count;
@@ -71,11 +66,11 @@ struct ResultCondition {
     negation
   };
   Kind kind = Kind::coded;
-  BoundExpression value;                 // coded, comparison, null_test
-  ColumnPredicate test;                  // coded
-  ComparisonOperator op{};               // comparison
-  Value number;                          // comparison: none if the constant is NULL
-  std::vector<ResultCondition> operands; // all_of, any_of, negation
+  BoundExpression value;                           // coded, comparison, null_test
+  std::variant<ColumnPredicate, InQueryTest> test; // coded
+  ComparisonOperator op{};                         // comparison
+  Value number;                                    // comparison: none if the constant is NULL
+  std::vector<ResultCondition> operands;           // all_of, any_of, negation
 };
 
 struct SortKey {
@@ -87,8 +82,10 @@ struct SortKey {
 struct Plan {
   const host::Table *table = nullptr; // the first, whose rows the query's are
   std::deque<BoundColumn> columns;    // that the query names
-  std::optional<PlanNode> where;
-  bool grouped = false; // the result has a row for each group; without keys all rows are one group
+  std::deque<UniqueJoin> joins;       // in the query's order
+  std::optional<BoundCondition> where;
+  std::vector<std::unique_ptr<Plan>> inner; // of the queries in conditions
+  bool grouped = false;                     // the result has a row for each group; without keys all rows are one group
   std::vector<const BoundColumn *> keys;
   std::vector<PlannedAggregate> aggregates; // no two alike
   std::vector<PlannedColumn> output;

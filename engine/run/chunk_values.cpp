@@ -10,15 +10,15 @@ namespace {
 
 constexpr ub8 no_value = ColumnCodes::no_value;
 
-// A measure that is a column.
+// An argument that is a column.
 class ColumnValues final : public ChunkValues {
 public:
-  ColumnValues(const AggregateInput &measure, ChunkCodes &codes, KernelProfile &read_step, KernelProfile &words_step)
-      : measure_(measure), codes_(codes.of(*measure.column)), read_step_(read_step), words_step_(words_step) {
-    if (codes_.by_kernel() && measure.adds()) words_by_code_ = measure.words_by_code();
+  ColumnValues(const AggregateInput &input, ChunkCodes &codes)
+      : input_(input), codes_(codes.of(*input.column)), words_(row_step("values of codes", input.text)) {
+    if (codes_.by_kernel() && input.adds()) words_by_code_ = input.words_by_code();
   }
 
-  void read(ChunkRows &rows) override { codes_.read(rows, read_step_); }
+  void read(ChunkRows &rows) override { codes_.read(rows); }
 
   void words(const ChunkRows &rows, sb8 *words, ub1 *present) override {
     const Stopwatch stopwatch;
@@ -27,47 +27,47 @@ public:
       const sb8 *by_code = words_by_code_.by_index().data();
       for (ub4 i = 0, count = rows.count(); i < count; ++i) words[i] = by_code[codes[i]];
     } else {
-      const host::Domain &domain = measure_.column->domain();
+      const host::Domain &domain = input_.column->domain();
       const bool numbers = host::is_number(domain.type().kind);
       codes_.each(rows.count(), [&](ub4 i, ub8 code) {
-        words[i] = code == no_value ? 0 : measure_.word(numbers ? domain.number(code) : 0);
+        words[i] = code == no_value ? 0 : input_.word(numbers ? domain.number(code) : 0);
       });
     }
     if (present != nullptr) codes_.each(rows.count(), [&](ub4 i, ub8 code) { present[i] = code != no_value; });
-    words_step_.add(stopwatch, rows.count(), rows.count());
+    words_.add(stopwatch, rows.count(), rows.count());
   }
 
   void ordered(const ChunkRows &rows, ub8 *numbers) override {
     codes_.each(rows.count(), [&](ub4 i, ub8 code) { numbers[i] = code; });
   }
 
+  void profile(std::vector<KernelProfile> &calls) const override { calls.push_back(words_); }
+
 private:
-  const AggregateInput &measure_;
+  const AggregateInput &input_;
   ColumnCodes &codes_;
   CodeMap<sb8> words_by_code_;
-  KernelProfile &read_step_;
-  KernelProfile &words_step_;
+  KernelProfile words_;
 };
 
-// A measure that is calculated, in doubles: digits, which they hold exactly, and NaN for no value.
+// An argument that is calculated, in doubles: digits, which they hold exactly, and NaN for no value.
 class CalculatedValues final : public ChunkValues {
 public:
-  CalculatedValues(const host::Library &library, const AggregateInput &measure, ub4 chunk, ChunkCodes &codes,
-                   KernelProfile &read_step, KernelProfile &words_step)
+  CalculatedValues(const host::Library &library, const AggregateInput &input, ub4 chunk, ChunkCodes &codes)
       : library_(library),
-        measure_(measure),
+        input_(input),
         chunk_(chunk),
         codes_(codes),
-        step_(read_step),
-        words_step_(words_step),
-        root_(node(*measure.argument, measure.bounds.scale)) {}
+        calculate_(row_step("calculate", input.text)),
+        words_(row_step("values of codes", input.text)),
+        root_(node(*input.argument, input.bounds.scale)) {}
 
   void read(ChunkRows &rows) override { evaluate(root_, rows); }
 
   void words(const ChunkRows &rows, sb8 *words, ub1 *present) override {
     const Stopwatch stopwatch;
-    const sb8 zero = measure_.word(0);
-    if (measure_.nullable) {
+    const sb8 zero = input_.word(0);
+    if (input_.nullable) {
       each(rows.count(), [&](ub4 i, double digits) {
         const bool exists = !std::isnan(digits);
         words[i] = exists ? zero + static_cast<sb8>(digits) : 0;
@@ -77,15 +77,20 @@ public:
       each(rows.count(), [&](ub4 i, double digits) { words[i] = zero + static_cast<sb8>(digits); });
       if (present != nullptr) std::fill_n(present, rows.count(), ub1{1});
     }
-    words_step_.add(stopwatch, rows.count(), rows.count());
+    words_.add(stopwatch, rows.count(), rows.count());
   }
 
   void ordered(const ChunkRows &rows, ub8 *numbers) override {
     each(rows.count(), [&](ub4 i, double digits) {
       numbers[i] = std::isnan(digits)
                        ? no_value
-                       : static_cast<ub8>(static_cast<sb8>(digits) - static_cast<sb8>(measure_.bounds.low));
+                       : static_cast<ub8>(static_cast<sb8>(digits) - static_cast<sb8>(input_.bounds.low));
     });
+  }
+
+  void profile(std::vector<KernelProfile> &calls) const override {
+    calls.push_back(calculate_);
+    calls.push_back(words_);
   }
 
 private:
@@ -135,7 +140,7 @@ private:
 
   void evaluate(Node &made, ChunkRows &rows) {
     if (made.codes != nullptr) {
-      made.codes->read(rows, step_);
+      made.codes->read(rows);
       const Stopwatch stopwatch;
       if (made.codes->by_kernel()) {
         const ub4 *codes = made.codes->unpacked();
@@ -148,7 +153,7 @@ private:
                                             : static_cast<double>(domain.number(code)) * made.power;
         });
       }
-      step_.add(stopwatch, 0, 0);
+      calculate_.add(stopwatch, 0, 0);
       return;
     }
     if (made.operands.empty()) return;
@@ -172,7 +177,7 @@ private:
     result.data = made.values.data();
     const Stopwatch stopwatch;
     library_.arithmetic(made.key)(&result, &left, &right, nullptr);
-    step_.add(stopwatch, rows.count(), rows.count());
+    calculate_.add(stopwatch, rows.count(), rows.count());
   }
 
   void each(ub4 count, auto take) const {
@@ -183,22 +188,19 @@ private:
   }
 
   const host::Library &library_;
-  const AggregateInput &measure_;
+  const AggregateInput &input_;
   ub4 chunk_;
   ChunkCodes &codes_;
-  KernelProfile &step_;
-  KernelProfile &words_step_;
+  KernelProfile calculate_, words_;
   Node root_;
 };
 
 } // namespace
 
-std::unique_ptr<ChunkValues> make_chunk_values(const host::Library &library, const AggregateInput &measure, ub4 chunk,
-                                               ChunkCodes &codes, std::vector<KernelProfile> &steps,
-                                               std::size_t read_step, std::size_t words_step) {
-  if (measure.column != nullptr)
-    return std::make_unique<ColumnValues>(measure, codes, steps[read_step], steps[words_step]);
-  return std::make_unique<CalculatedValues>(library, measure, chunk, codes, steps[read_step], steps[words_step]);
+std::unique_ptr<ChunkValues> make_chunk_values(const host::Library &library, const AggregateInput &input, ub4 chunk,
+                                               ChunkCodes &codes) {
+  if (input.column != nullptr) return std::make_unique<ColumnValues>(input, codes);
+  return std::make_unique<CalculatedValues>(library, input, chunk, codes);
 }
 
 } // namespace mipo::engine

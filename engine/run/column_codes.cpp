@@ -2,11 +2,16 @@
 
 namespace mipo::engine {
 
-KernelProfile codes_step(const BoundColumn &column, const std::string &condition) {
+namespace {
+
+KernelProfile codes_step(const BoundColumn &column) {
   const host::Column &stored = column.stored();
+  const std::string condition = "codes of " + (column.is_joined() ? column.key->name : column.name);
   if (!has_code_kernels(stored)) return row_step("read values", condition);
   return kernel_step(stored.data.key(MIPO_OP_DECODE_UNPACK, MIPO_VARIANT_PLAIN), condition);
 }
+
+} // namespace
 
 ColumnCodes::ColumnCodes(const host::Library &library, const BoundColumn &column, ub4 chunk)
     : library_(library),
@@ -14,7 +19,8 @@ ColumnCodes::ColumnCodes(const host::Library &library, const BoundColumn &column
       data_(column.stored().data),
       by_kernel_(has_code_kernels(column.stored())),
       has_null_(data_.domain().has_null()),
-      vec_(data_.vec()) {
+      vec_(data_.vec()),
+      profile_(codes_step(column)) {
   if (!by_kernel_) {
     read_.resize(chunk);
     return;
@@ -26,7 +32,7 @@ ColumnCodes::ColumnCodes(const host::Library &library, const BoundColumn &column
     value_by_code_[code] = column.value_of(code).value_or(no_value);
 }
 
-void ColumnCodes::read(ChunkRows &rows, KernelProfile &step) {
+void ColumnCodes::read(ChunkRows &rows) {
   if (read_begin_ == rows.begin() && read_end_ == rows.end()) return;
   read_begin_ = rows.begin();
   read_end_ = rows.end();
@@ -37,7 +43,7 @@ void ColumnCodes::read(ChunkRows &rows, KernelProfile &step) {
     const std::vector<ub4> &numbers = rows.numbers();
     for (std::size_t i = 0; i < numbers.size(); ++i) read_[i] = column_.code(numbers[i]).value_or(no_value);
   }
-  step.add(stopwatch, rows.count(), rows.end() - rows.begin());
+  profile_.add(stopwatch, rows.count(), rows.end() - rows.begin());
 }
 
 void ColumnCodes::unpack(ChunkRows &rows) {

@@ -2,7 +2,7 @@
 #ifndef MIPO_ENGINE_RUN_COLUMN_CODES_H
 #define MIPO_ENGINE_RUN_COLUMN_CODES_H
 
-#include <map>
+#include <deque>
 #include <vector>
 
 #include "engine/plan/bound_column.h"
@@ -21,8 +21,9 @@ public:
 
   const BoundColumn &column() const { return column_; }
   bool by_kernel() const { return by_kernel_; }
-  /// Reads the chunk's codes, and adds rows and time to `step`; nothing to do if they have been read.
-  void read(ChunkRows &rows, KernelProfile &step);
+  /// Reads the chunk's codes; nothing to do if they have been read.
+  void read(ChunkRows &rows);
+  const KernelProfile &profile() const { return profile_; }
   /// Stored codes, one for each selected row, if by_kernel().
   const ub4 *unpacked() const { return unpacked_.data(); }
 
@@ -44,8 +45,9 @@ private:
   const host::EncodedColumn &data_;
   bool by_kernel_, has_null_;
   mipo_vec vec_;
-  std::vector<ub4> unpacked_;  // stored codes
-  std::vector<ub8> read_;      // codes of values
+  std::vector<ub4> unpacked_; // stored codes
+  std::vector<ub8> read_;     // codes of values
+  KernelProfile profile_;
   CodeMap<ub8> value_by_code_; // of a joined column that a kernel unpacks
   ub4 run_index_ = 0, run_end_ = 0;
   ub4 read_begin_ = 0, read_end_ = 0; // of the last chunk
@@ -58,17 +60,20 @@ public:
 
   /// Stays where it is as long as this object.
   ColumnCodes &of(const BoundColumn &column) {
-    return codes_.try_emplace(&column, library_, column, chunk_).first->second;
+    for (ColumnCodes &codes : codes_)
+      if (&codes.column() == &column) return codes;
+    return codes_.emplace_back(library_, column, chunk_);
+  }
+  /// Adds the calls of kernels.
+  void profile(std::vector<KernelProfile> &calls) const {
+    for (const ColumnCodes &codes : codes_) calls.push_back(codes.profile());
   }
 
 private:
   const host::Library &library_;
   ub4 chunk_;
-  std::map<const BoundColumn *, ColumnCodes> codes_;
+  std::deque<ColumnCodes> codes_;
 };
-
-/// A step for the reading of a column's codes.
-KernelProfile codes_step(const BoundColumn &column, const std::string &condition);
 
 } // namespace mipo::engine
 

@@ -8,7 +8,7 @@
 
 namespace mipo::engine {
 
-IndexTables::IndexTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps) {
+IndexTables::IndexTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &calls) {
   if (keys.method() != GroupKeyLayout::Method::folding) return;
   for (std::size_t component = 0; component < keys.components(); ++component) {
     const std::vector<ub4> indices = keys.indices_by_code(component);
@@ -16,7 +16,7 @@ IndexTables::IndexTables(const host::Library &library, const GroupKeyLayout &key
     std::vector<ub4> codes(indices.size());
     for (std::size_t code = 0; code < codes.size(); ++code) codes[code] = static_cast<ub4>(code);
     std::vector<std::byte> entries(host::handed_out_bytes(codes.size(), table.width()) + 1);
-    steps.push_back(materialize(library, table, codes, entries.data(), "group indices of " + keys.names(component)));
+    calls.push_back(materialize(library, table, codes, entries.data(), "group indices of " + keys.names(component)));
     const TranslationUsed used{host::TableMapping::simple, table.width(), entries.size() - 1};
     tables_.push_back({std::move(entries), table.group_key_key(), used});
   }
@@ -25,43 +25,32 @@ IndexTables::IndexTables(const host::Library &library, const GroupKeyLayout &key
 GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ub4 chunk,
                      ChunkCodes &codes)
     : library_(library), keys_(keys), numbers_(chunk + ChunkRows::spare) {
-  if (keys.method() == GroupKeyLayout::Method::codes) {
+  const std::string condition = "GROUP BY " + keys.names();
+  switch (keys.method()) {
+  case GroupKeyLayout::Method::codes:
     further_codes_.resize(chunk + ChunkRows::spare);
     for (std::size_t component = 0; component < keys.components(); ++component)
       columns_.push_back(keys.stored(component).values->data.vec());
-  }
-  if (keys.method() == GroupKeyLayout::Method::folding) {
+    calls_.push_back(entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi), condition));
+    break;
+  case GroupKeyLayout::Method::row_by_row:
+    calls_.push_back(row_step("group keys", condition));
+    break;
+  case GroupKeyLayout::Method::folding:
     for (std::size_t component = 0; component < keys.components(); ++component) {
       const IndexTables::Table &table = indices[component];
       Fold &fold = folds_.emplace_back(Fold{&codes.of(keys.stored(component)), library.xlate(table.key), {}});
       fold.ctx.xlate_out = const_cast<std::byte *>(table.entries.data());
       fold.ctx.xlate_mult = keys.weight(component);
+      calls_.push_back(kernel_step(table.key, "GROUP BY " + keys.names(component)));
+      calls_.back().translation = table.used;
     }
   }
 }
 
-std::vector<KernelProfile> GroupKeys::blank_steps(const GroupKeyLayout &keys, const IndexTables &indices) {
-  switch (keys.method()) {
-  case GroupKeyLayout::Method::codes:
-    return {entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi),
-                       "GROUP BY " + keys.names())};
-  case GroupKeyLayout::Method::row_by_row:
-    return {row_step("group keys", "GROUP BY " + keys.names())};
-  case GroupKeyLayout::Method::folding:
-    break;
-  }
-  std::vector<KernelProfile> steps;
-  for (std::size_t component = 0; component < keys.components(); ++component) {
-    steps.push_back(codes_step(keys.stored(component), "codes of " + keys.stored(component).name));
-    KernelProfile &fold = steps.emplace_back(kernel_step(indices[component].key, "GROUP BY " + keys.names(component)));
-    fold.translation = indices[component].used;
-  }
-  return steps;
-}
-
-void GroupKeys::read(ChunkRows &rows, std::span<KernelProfile> steps) {
+void GroupKeys::read(ChunkRows &rows) {
   if (keys_.method() == GroupKeyLayout::Method::folding) {
-    fold(rows, steps);
+    fold(rows);
     return;
   }
   const Stopwatch stopwatch;
@@ -70,7 +59,7 @@ void GroupKeys::read(ChunkRows &rows, std::span<KernelProfile> steps) {
   else
     std::transform(rows.numbers().begin(), rows.numbers().end(), numbers_.begin(),
                    [&](ub4 row) { return static_cast<ub4>(keys_.number(row)); });
-  steps.front().add(stopwatch, rows.count(), rows.end() - rows.begin());
+  calls_.front().add(stopwatch, rows.count(), rows.end() - rows.begin());
 }
 
 void GroupKeys::read_codes(ChunkRows &rows) {
@@ -89,18 +78,18 @@ void GroupKeys::read_codes(ChunkRows &rows) {
   if (out.nset != rows.count()) throw host::Error("mipo_groupkey_dydi stopped before the last row");
 }
 
-void GroupKeys::fold(ChunkRows &rows, std::span<KernelProfile> steps) {
+void GroupKeys::fold(ChunkRows &rows) {
   std::fill_n(numbers_.begin(), rows.count(), 0);
   for (std::size_t component = 0; component < folds_.size(); ++component) {
     Fold &fold = folds_[component];
-    fold.codes->read(rows, steps[2 * component]);
+    fold.codes->read(rows);
     mipo_vec numbers{}, codes{};
     numbers.data = numbers_.data();
     codes.data = const_cast<ub4 *>(fold.codes->unpacked());
     codes.nrows = rows.count();
     const Stopwatch stopwatch;
     fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
-    steps[2 * component + 1].add(stopwatch, rows.count(), rows.count());
+    calls_[component].add(stopwatch, rows.count(), rows.count());
   }
 }
 

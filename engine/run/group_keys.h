@@ -2,7 +2,6 @@
 #ifndef MIPO_ENGINE_RUN_GROUP_KEYS_H
 #define MIPO_ENGINE_RUN_GROUP_KEYS_H
 
-#include <span>
 #include <vector>
 
 #include "engine/plan/group_key_layout.h"
@@ -14,9 +13,9 @@ namespace mipo::engine {
 /// Indices by code, as the kernels that fold them into group numbers read them: one table for each index.
 class IndexTables {
 public:
-  /// The indices are handed out by the translation kernels, each table in a step. There are none unless the method is
-  /// folding.
-  IndexTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &steps);
+  /// The indices are handed out by the translation kernels, each table in a call, which is added. There are none unless
+  /// the method is folding.
+  IndexTables(const host::Library &library, const GroupKeyLayout &keys, std::vector<KernelProfile> &calls);
 
   struct Table {
     std::vector<std::byte> entries;
@@ -35,15 +34,14 @@ public:
   GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ub4 chunk,
             ChunkCodes &codes);
 
-  /// What read() has to be given: the steps of its work, without rows or time.
-  static std::vector<KernelProfile> blank_steps(const GroupKeyLayout &keys, const IndexTables &indices);
-  /// Adds rows and time to `steps`, which are the blank ones.
-  void read(ChunkRows &rows, std::span<KernelProfile> steps);
+  void read(ChunkRows &rows);
   const ub4 *data() const { return numbers_.data(); }
+  /// Adds the calls of kernels, always as many, but for the reading of codes.
+  void profile(std::vector<KernelProfile> &calls) const { calls.insert(calls.end(), calls_.begin(), calls_.end()); }
 
 private:
   void read_codes(ChunkRows &rows);
-  void fold(ChunkRows &rows, std::span<KernelProfile> steps);
+  void fold(ChunkRows &rows);
 
   const host::Library &library_;
   const GroupKeyLayout &keys_;
@@ -54,7 +52,8 @@ private:
     mipo_xlate_kernel *kernel;
     mipo_call_ctx ctx;
   };
-  std::vector<Fold> folds_; // by folding
+  std::vector<Fold> folds_;          // by folding
+  std::vector<KernelProfile> calls_; // one, or one for each fold
 };
 
 } // namespace mipo::engine

@@ -4,6 +4,12 @@
 
 namespace mipo::engine {
 
+double total_seconds(const std::vector<KernelProfile> &calls) {
+  double seconds = 0;
+  for (const KernelProfile &call : calls) seconds += call.seconds;
+  return seconds;
+}
+
 KernelProfile entry_step(const char *name, std::size_t byte_in_record, const std::string &condition) {
   KernelProfile step;
   step.name = name;

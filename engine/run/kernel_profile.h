@@ -5,6 +5,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "mipo/host/translation_table.h"
 #include "mipo/integers.h"
@@ -56,6 +57,9 @@ struct KernelProfile {
     rows_read += other.rows_read;
   }
 };
+
+/// Of all calls.
+double total_seconds(const std::vector<KernelProfile> &calls);
 
 /// A step by an entry of the record, which lies at `byte_in_record`.
 KernelProfile entry_step(const char *name, std::size_t byte_in_record, const std::string &condition);

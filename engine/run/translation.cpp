@@ -58,17 +58,15 @@ public:
       : rows_(library, nullptr, rows),
         codes_(library, column, chunk_rows),
         vec_(chunk_rows),
-        base_(index_base(column.domain())),
-        step_(codes_step(column, "codes of " + column.name)) {
+        base_(index_base(column.domain())) {
     if (!codes_.by_kernel()) read_.resize(chunk_rows);
   }
 
   // Of the rows from `begin` up to `end`, until the next call.
   const mipo_vec &chunk(ub4 begin, ub4 end) {
     rows_.go_to(begin, end);
-    codes_.read(rows_, step_);
+    codes_.read(rows_);
     const ub4 count = end - begin;
-    const Stopwatch stopwatch;
     if (codes_.by_kernel()) {
       vec_.set({codes_.unpacked(), count});
     } else {
@@ -78,13 +76,12 @@ public:
       });
       vec_.set({read_.data(), count});
     }
-    step_.add(stopwatch, 0, 0);
     return vec_.vec();
   }
 
   // Of all chunks so far.
   KernelProfile step() const {
-    KernelProfile step = step_;
+    KernelProfile step = codes_.profile();
     step.rows_out = step.rows_in;
     return step;
   }
@@ -95,7 +92,6 @@ private:
   host::TranslatedCodes vec_;
   ub8 base_;
   std::vector<ub4> read_;
-  KernelProfile step_;
 };
 
 bool any_selected(const host::BitVector &bits, ub4 begin, ub4 end) {

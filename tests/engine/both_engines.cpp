@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "engine/run/result.h"
 #include "engine/sql/parser.h"
 
 namespace mipo::tests {
@@ -85,33 +84,27 @@ engine::QueryResult BothEngines::answered(const std::string &sql, unsigned threa
     const auto found = tables_.find(name.name);
     return (found != tables_.end() ? found : tables_.find(first_))->second.table;
   };
-  return engine::answer_query(library_, engine::parse_query(sql), find, threads);
-}
-
-engine::Answer BothEngines::answer(const std::string &sql) const {
-  engine::QueryResult answered = this->answered(sql, 1);
-  answered.answer.groups.reset();
-  return std::move(answered.answer);
+  return {library_, engine::parse_query(sql), find, threads};
 }
 
 void BothEngines::expect_same_rows(const std::string &column, const std::string &clause,
                                    const std::string &sqlite_clause) const {
   const auto expected = sqlite_.rows(first_, sqlite_clause);
-  const engine::Answer got = answer("SELECT " + column + " FROM flights " + clause);
-  EXPECT_EQ(got.rows, expected) << clause << "\n" << table().row_count << " rows in all";
+  const engine::QueryResult got = answered("SELECT " + column + " FROM flights " + clause, 1);
+  EXPECT_EQ(got.output().numbers(), expected) << clause << "\n" << table().row_count << " rows in all";
   if (sqlite_clause.find("LIMIT") == std::string::npos) {
-    EXPECT_EQ(answer("SELECT count(*) FROM flights " + clause).row_count, expected.size()) << clause;
+    const ResultRows count = result("SELECT count(*) FROM flights " + clause, 1);
+    EXPECT_EQ(count.at(0).at(0).text, std::to_string(expected.size())) << clause;
   }
 }
 
 ResultRows BothEngines::result(const std::string &sql, unsigned threads) const {
   const engine::QueryResult answered = this->answered(sql, threads);
-  const engine::ValueSource source = answered.answer.values();
   ResultRows rows;
-  for (const ub4 number : answered.answer.rows) {
+  for (std::size_t i = 0; i < answered.output().rows(); ++i) {
     std::vector<Cell> &row = rows.emplace_back();
-    for (const engine::PlannedColumn &column : answered.plan->output) {
-      const engine::Value value = source.value(column.value, number);
+    for (std::size_t column = 0; column < answered.plan().output.size(); ++column) {
+      const engine::Value value = answered.output().value(i, column);
       Cell &cell = row.emplace_back();
       if (!value.is_null()) value.append_to(cell.text.emplace());
     }

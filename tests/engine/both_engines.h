@@ -6,7 +6,7 @@
 #include <string>
 
 #include "engine/query_data.h"
-#include "engine/run/query_result.h"
+#include "engine/query_result.h"
 #include "mipo/host/csv.h"
 #include "mipo/host/library.h"
 
@@ -29,8 +29,8 @@ public:
 
   const host::Table &table() const { return tables_.at(first_).table; }
 
-  /// The rows and the steps. Without the groups, which would refer to the plan.
-  engine::Answer answer(const std::string &sql) const;
+  /// The kernels that a query calls.
+  std::vector<engine::KernelProfile> calls(const std::string &sql) const { return answered(sql, 1).output().profile(); }
 
   /// `column` is any column, for the rows to be asked for.
   void expect_same_rows(const std::string &column, const std::string &clause, const std::string &sqlite_clause) const;

@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "engine/bind/unique_join.h"
 #include "engine/both_engines.h"
+#include "engine/plan/bound_column.h"
 #include "engine/query_data.h"
 #include "engine/run/translation.h"
 
@@ -244,7 +244,7 @@ TEST(QueryJoin, TablesAreLookedUpTheSameOnAnyThreads) {
 // The kernels that a query is answered with, without the prefix mipo_.
 std::set<std::string> kernels_of(const std::string &sql) {
   std::set<std::string> names;
-  for (const engine::KernelProfile &step : engines().answer(sql).steps)
+  for (const engine::KernelProfile &step : engines().calls(sql))
     if (step.kind == engine::KernelProfile::Kind::kernel) names.insert(step.name.substr(5));
   return names;
 }

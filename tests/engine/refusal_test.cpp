@@ -7,7 +7,7 @@
 
 #include "engine/bind/plan_query.h"
 #include "engine/query_data.h"
-#include "engine/run/query_result.h"
+#include "engine/query_result.h"
 #include "engine/sql/parser.h"
 #include "engine/sql/query_error.h"
 #include "mipo/host/csv.h"
@@ -39,7 +39,7 @@ struct Tables {
 std::string refusal_of(const std::string &sql, const Tables &tables) {
   static const host::Library library = host::Library::open();
   try {
-    engine::answer_query(library, engine::parse_query(sql), [&](const engine::TableName &name) -> const host::Table & {
+    engine::QueryResult(library, engine::parse_query(sql), [&](const engine::TableName &name) -> const host::Table & {
       return name.name == "u" ? tables.other : tables.small;
     });
     return {};
@@ -339,8 +339,8 @@ TEST(QueryRefusal, NamesAreTakenWhole) {
   EXPECT_THROW(engine::parse_query("SELECT a AS " + long_column + " FROM t"), engine::QueryError);
 
   const host::Table table = small_table();
-  const engine::Plan plan =
-      engine::plan_query(engine::parse_query("SELECT SIZE, \"Size\", Price FROM t"), {&table}, {});
+  const engine::Plan plan = engine::plan_query(engine::parse_query("SELECT SIZE, \"Size\", Price FROM t"),
+                                               [&](const engine::TableName &) -> const host::Table & { return table; });
   EXPECT_EQ(plan.output[0].value.column->values, table.find("size"));
   EXPECT_EQ(plan.output[1].value.column->values, table.find("Size"));
   EXPECT_EQ(plan.output[2].value.column->values, table.find("price"));

@@ -6,8 +6,7 @@
 #include <string_view>
 
 #include "bytes_as_file.h"
-#include "engine/run/query_result.h"
-#include "engine/run/result.h"
+#include "engine/query_result.h"
 #include "engine/sql/parser.h"
 #include "engine/sql/query_error.h"
 #include "mipo/host/csv.h"
@@ -38,13 +37,12 @@ host::Table small_table() {
 
 std::string answer_text(const host::Library &library, const engine::Query &query, const host::Table &table,
                         unsigned threads) {
-  const engine::QueryResult answered = engine::answer_query(
+  const engine::QueryResult answered(
       library, query, [&](const engine::TableName &) -> const host::Table & { return table; }, threads);
-  const engine::ValueSource source = answered.answer.values();
   std::string text;
-  for (const ub4 row : answered.answer.rows)
-    for (const engine::PlannedColumn &column : answered.plan->output) {
-      source.value(column.value, row).append_to(text);
+  for (std::size_t row = 0; row < answered.output().rows(); ++row)
+    for (std::size_t column = 0; column < answered.plan().output.size(); ++column) {
+      answered.output().value(row, column).append_to(text);
       text += '\n';
     }
   return text;

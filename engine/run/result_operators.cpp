@@ -1,4 +1,4 @@
-#include "engine/run/result.h"
+#include "engine/run/result_operators.h"
 
 #include <algorithm>
 #include <numeric>
@@ -7,23 +7,6 @@ namespace mipo::engine {
 namespace {
 
 using Ranks = std::vector<ub8>; // by candidate: numbers that order as their values do
-
-bool satisfies(std::weak_ordering order, ComparisonOperator op) {
-  switch (op) {
-  case ComparisonOperator::equal:
-    return order == 0;
-  case ComparisonOperator::not_equal:
-    return order != 0;
-  case ComparisonOperator::less:
-    return order < 0;
-  case ComparisonOperator::less_equal:
-    return order <= 0;
-  case ComparisonOperator::greater:
-    return order > 0;
-  default:
-    return order >= 0;
-  }
-}
 
 std::vector<std::size_t> numbers_to(std::size_t count) {
   std::vector<std::size_t> numbers(count);
@@ -109,72 +92,47 @@ std::vector<ub4> sorted(const Plan &plan, const ValueSource &source, const std::
   return rows;
 }
 
+// With the queries within it answered.
+ResultCondition settled(const ResultCondition &condition, const InnerQueries &inner) {
+  ResultCondition made = condition;
+  if (const auto *in = std::get_if<InQueryTest>(&made.test)) made.test = inner.predicate(*in);
+  for (ResultCondition &operand : made.operands) operand = settled(operand, inner);
+  return made;
+}
+
 } // namespace
 
-Value ValueSource::value(const BoundExpression &expression, std::size_t number) const {
-  switch (expression.kind) {
-  case BoundExpression::Kind::column: {
-    if (groups_ != nullptr) return groups_->key(number, expression.index);
-    const auto row = static_cast<ub4>(number);
-    const BoundColumn &column = *expression.column;
-    const std::optional<ub8> code = column.is_joined() ? joined_->code(column, row) : column.code(row);
-    return code ? Value(CodedValue{&column.domain(), *code}) : Value();
-  }
-  case BoundExpression::Kind::aggregate:
-    return groups_->aggregate(number, expression.index);
-  case BoundExpression::Kind::constant:
-    return expression.constant;
-  case BoundExpression::Kind::arithmetic:
-    break;
-  }
-  return calculate(expression.op, value(expression.operands[0], number), value(expression.operands[1], number));
+std::optional<Batch> Having::next() {
+  std::optional<Batch> batch = input().next();
+  if (!batch) return batch;
+  if (!settled_) settled_ = settled(condition_, inner_);
+  std::erase_if(batch->numbers(), [&](ub4 number) { return batch->values->holds(*settled_, number) != true; });
+  return batch;
 }
 
-std::optional<bool> ValueSource::holds(const ResultCondition &condition, std::size_t number) const {
-  using Kind = ResultCondition::Kind;
-  switch (condition.kind) {
-  case Kind::coded: {
-    const Value tested = value(condition.value, number);
-    const ColumnPredicate &test = condition.test;
-    const bool is_null = tested.is_null();
-    if (is_null ? test.null_holds : test.holds.contains(tested.coded()->code)) return true;
-    if (is_null ? test.null_fails : test.fails.contains(tested.coded()->code)) return false;
-    return std::nullopt;
-  }
-  case Kind::comparison: {
-    const Value tested = value(condition.value, number);
-    if (tested.is_null() || condition.number.is_null()) return std::nullopt;
-    return satisfies(tested <=> condition.number, condition.op);
-  }
-  case Kind::null_test:
-    return value(condition.value, number).is_null();
-  case Kind::negation: {
-    const std::optional<bool> operand = holds(condition.operands.front(), number);
-    return operand ? std::optional(!*operand) : std::nullopt;
-  }
-  case Kind::all_of:
-  case Kind::any_of:
-    break;
-  }
-  // One operand that is false settles "all of", one that is true "any of"; else an unknown one leaves it unknown.
-  const bool settling = condition.kind == Kind::any_of;
-  bool unknown = false;
-  for (const ResultCondition &operand : condition.operands) {
-    const std::optional<bool> held = holds(operand, number);
-    if (held == settling) return settling;
-    unknown |= !held;
-  }
-  return unknown ? std::nullopt : std::optional(!settling);
+std::optional<Batch> Distinct::next() {
+  std::optional<Batch> all = pull_all(input());
+  if (all) keep_first_of_each(plan_, *all->values, all->numbers());
+  return all;
 }
 
-std::vector<ub4> result_rows(const Plan &plan, const ValueSource &source, std::vector<ub4> candidates) {
-  if (plan.having) std::erase_if(candidates, [&](ub4 number) { return source.holds(*plan.having, number) != true; });
-  if (plan.distinct) keep_first_of_each(plan, source, candidates);
-  const std::size_t offset = std::min<ub8>(plan.offset, candidates.size());
-  const std::size_t count = std::min<ub8>(plan.limit.value_or(candidates.size()), candidates.size() - offset);
-  if (!plan.order.empty()) candidates = sorted(plan, source, candidates, offset + count);
-  const auto first = candidates.begin() + static_cast<std::ptrdiff_t>(offset);
-  return {first, first + static_cast<std::ptrdiff_t>(count)};
+std::optional<Batch> Order::next() {
+  std::optional<Batch> all = pull_all(input());
+  if (all) all->numbers() = sorted(plan_, *all->values, all->numbers(), wanted_);
+  return all;
+}
+
+std::optional<Batch> Limit::next() {
+  if (left_ == 0) return std::nullopt;
+  std::optional<Batch> batch = input().next();
+  if (!batch) return batch;
+  std::vector<ub4> &numbers = batch->numbers();
+  const auto dropped = static_cast<std::ptrdiff_t>(std::min<ub8>(to_drop_, numbers.size()));
+  numbers.erase(numbers.begin(), numbers.begin() + dropped);
+  to_drop_ -= static_cast<ub8>(dropped);
+  if (numbers.size() > left_) numbers.resize(left_);
+  left_ -= numbers.size();
+  return batch;
 }
 
 } // namespace mipo::engine
