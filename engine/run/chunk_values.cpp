@@ -18,7 +18,7 @@ public:
     if (codes_.by_kernel() && input.adds()) words_by_code_ = input.words_by_code();
   }
 
-  void read(ChunkRows &rows) override { codes_.read(rows); }
+  void read(ChunkRows &) override { codes_.read(); }
 
   void words(const ChunkRows &rows, sb8 *words, ub1 *present) override {
     const Stopwatch stopwatch;
@@ -140,7 +140,7 @@ private:
 
   void evaluate(Node &made, ChunkRows &rows) {
     if (made.codes != nullptr) {
-      made.codes->read(rows);
+      made.codes->read();
       const Stopwatch stopwatch;
       if (made.codes->by_kernel()) {
         const ub4 *codes = made.codes->unpacked();

@@ -17,12 +17,13 @@ class ColumnCodes {
 public:
   static constexpr ub8 no_value = ~ub8{0};
 
-  ColumnCodes(const host::Library &library, const BoundColumn &column, ub4 chunk);
+  /// `rows` has chunks of up to `chunk` rows, and must outlive the codes.
+  ColumnCodes(const host::Library &library, const BoundColumn &column, ChunkRows &rows, ub4 chunk);
 
   const BoundColumn &column() const { return column_; }
   bool by_kernel() const { return by_kernel_; }
   /// Reads the chunk's codes; nothing to do if they have been read.
-  void read(ChunkRows &rows);
+  void read();
   const KernelProfile &profile() const { return profile_; }
   /// Stored codes, one for each selected row, if by_kernel().
   const ub4 *unpacked() const { return unpacked_.data(); }
@@ -38,31 +39,29 @@ public:
   }
 
 private:
-  void unpack(ChunkRows &rows);
-
-  const host::Library &library_;
   const BoundColumn &column_;
+  ChunkRows &rows_;
   const host::EncodedColumn &data_;
   bool by_kernel_, has_null_;
-  mipo_vec vec_;
-  std::vector<ub4> unpacked_; // stored codes
-  std::vector<ub8> read_;     // codes of values
+  std::optional<host::CodeCursor> cursor_; // by_kernel()
+  std::vector<ub4> unpacked_;              // stored codes
+  std::vector<ub8> read_;                  // codes of values
   KernelProfile profile_;
-  CodeMap<ub8> value_by_code_; // of a joined column that a kernel unpacks
-  ub4 run_index_ = 0, run_end_ = 0;
+  CodeMap<ub8> value_by_code_;        // of a joined column that a kernel unpacks
   ub4 read_begin_ = 0, read_end_ = 0; // of the last chunk
 };
 
 /// The codes of the columns that a chunk's work asks for, each column once however often it is asked for.
 class ChunkCodes {
 public:
-  ChunkCodes(const host::Library &library, ub4 chunk) : library_(library), chunk_(chunk) {}
+  ChunkCodes(const host::Library &library, ChunkRows &rows, ub4 chunk)
+      : library_(library), rows_(rows), chunk_(chunk) {}
 
   /// Stays where it is as long as this object.
   ColumnCodes &of(const BoundColumn &column) {
     for (ColumnCodes &codes : codes_)
       if (&codes.column() == &column) return codes;
-    return codes_.emplace_back(library_, column, chunk_);
+    return codes_.emplace_back(library_, column, rows_, chunk_);
   }
   /// Adds the calls of kernels.
   void profile(std::vector<KernelProfile> &calls) const {
@@ -71,6 +70,7 @@ public:
 
 private:
   const host::Library &library_;
+  ChunkRows &rows_;
   ub4 chunk_;
   std::deque<ColumnCodes> codes_;
 };

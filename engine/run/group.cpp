@@ -63,13 +63,13 @@ class Worker {
 public:
   explicit Worker(const Work &work)
       : chunk_(work.chunk),
-        grouped_(work.keys.components() != 0),
         rows_(work.library, work.rows.selected, work.rows.table_rows),
-        codes_(work.library, work.chunk),
-        keys_(work.library, work.keys, work.index_tables, work.chunk, codes_),
+        codes_(work.library, rows_, work.chunk),
         count_(work.library, "count(*)"),
         buffers_(work.chunk),
         ones_(work.chunk, 1) {
+    if (work.keys.components() != 0)
+      keys_.emplace(work.library, work.keys, work.index_tables, rows_, work.chunk, codes_);
     if (work.counts_rows) row_counts_.resize(work.keys.size());
     for (const AggregateInput &input : work.inputs)
       sums_.emplace_back(work.library, input, work.keys.size(), work.chunk, codes_, buffers_);
@@ -101,7 +101,7 @@ public:
   std::vector<KernelProfile> profile() const {
     std::vector<KernelProfile> calls;
     codes_.profile(calls);
-    if (grouped_) keys_.profile(calls);
+    if (keys_) keys_->profile(calls);
     calls.push_back(count_.profile());
     for (const InputSums &sums : sums_) sums.profile(calls);
     return calls;
@@ -111,17 +111,16 @@ private:
   void take_chunk(ub4 begin, ub4 end) {
     rows_.go_to(begin, end);
     if (rows_.count() == 0) return;
-    if (grouped_) keys_.read(rows_);
-    const ub4 *groups = grouped_ ? keys_.data() : nullptr;
+    if (keys_) keys_->read();
+    const ub4 *groups = keys_ ? keys_->data() : nullptr;
     if (!row_counts_.empty()) count_.add(row_counts_, ones_.data(), 8, rows_.count(), groups);
     for (InputSums &sums : sums_) sums.take(rows_, groups);
   }
 
   ub4 chunk_;
-  bool grouped_;
   ChunkRows rows_;
   ChunkCodes codes_;
-  GroupKeys keys_;
+  std::optional<GroupKeys> keys_; // none if all rows are one group
   GroupSum count_;
   InputBuffers buffers_;
   std::vector<InputSums> sums_;

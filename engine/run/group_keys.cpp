@@ -22,15 +22,17 @@ IndexTables::IndexTables(const host::Library &library, const GroupKeyLayout &key
   }
 }
 
-GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ub4 chunk,
-                     ChunkCodes &codes)
-    : library_(library), keys_(keys), numbers_(chunk + ChunkRows::spare) {
+GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices,
+                     ChunkRows &rows, ub4 chunk, ChunkCodes &codes)
+    : keys_(keys), rows_(rows), numbers_(chunk + ChunkRows::spare) {
   const std::string condition = "GROUP BY " + keys.names();
+  std::vector<mipo_vec> columns;
   switch (keys.method()) {
   case GroupKeyLayout::Method::codes:
-    further_codes_.resize(chunk + ChunkRows::spare);
     for (std::size_t component = 0; component < keys.components(); ++component)
-      columns_.push_back(keys.stored(component).values->data.vec());
+      columns.push_back(keys.stored(component).values->data.vec());
+    cursor_.emplace(library, rows.context(), columns,
+                    keys.shifts() ? host::KeyPacking::shifts : host::KeyPacking::products, rows.selection());
     calls_.push_back(entry_step("mipo_groupkey_dydi", offsetof(mipo_specialized_ctx, mipo_groupkey_dydi), condition));
     break;
   case GroupKeyLayout::Method::row_by_row:
@@ -48,48 +50,38 @@ GroupKeys::GroupKeys(const host::Library &library, const GroupKeyLayout &keys, c
   }
 }
 
-void GroupKeys::read(ChunkRows &rows) {
+void GroupKeys::read() {
   if (keys_.method() == GroupKeyLayout::Method::folding) {
-    fold(rows);
+    fold();
     return;
   }
   const Stopwatch stopwatch;
   if (keys_.method() == GroupKeyLayout::Method::codes)
-    read_codes(rows);
+    read_codes();
   else
-    std::transform(rows.numbers().begin(), rows.numbers().end(), numbers_.begin(),
+    std::transform(rows_.numbers().begin(), rows_.numbers().end(), numbers_.begin(),
                    [&](ub4 row) { return static_cast<ub4>(keys_.number(row)); });
-  calls_.front().add(stopwatch, rows.count(), rows.end() - rows.begin());
+  calls_.front().add(stopwatch, rows_.count(), rows_.end() - rows_.begin());
 }
 
-void GroupKeys::read_codes(ChunkRows &rows) {
-  for (mipo_vec &column : columns_) column.nrows = rows.end();
-  mipo_vec out{}, further{};
-  out.data = numbers_.data();
-  further.data = further_codes_.data();
-  out.nrows = further.nrows = static_cast<ub4>(numbers_.size());
-  mipo_call_ctx ctx = rows.call();
-  if (!keys_.shifts()) ctx.eval_flags |= MIPO_EVAL_MULTIPLY_KEYS;
-  mipo_group_range range{};
-  const ub4 code = host::entry(library_, &mipo_specialized_ctx::mipo_groupkey_dydi)(
-      &out, &range, columns_.data(), static_cast<ub4>(columns_.size()), &further, &ctx);
-  rows.throw_if_reported();
-  host::throw_unless_answered("mipo_groupkey_dydi", code);
-  if (out.nset != rows.count()) throw host::Error("mipo_groupkey_dydi stopped before the last row");
+void GroupKeys::read_codes() {
+  cursor_->skip_to(rows_.begin());
+  if (cursor_->next(numbers_, rows_.end()).size() != rows_.count())
+    throw host::Error("mipo_groupkey_dydi stopped before the last row");
 }
 
-void GroupKeys::fold(ChunkRows &rows) {
-  std::fill_n(numbers_.begin(), rows.count(), 0);
+void GroupKeys::fold() {
+  std::fill_n(numbers_.begin(), rows_.count(), 0);
   for (std::size_t component = 0; component < folds_.size(); ++component) {
     Fold &fold = folds_[component];
-    fold.codes->read(rows);
+    fold.codes->read();
     mipo_vec numbers{}, codes{};
     numbers.data = numbers_.data();
     codes.data = const_cast<ub4 *>(fold.codes->unpacked());
-    codes.nrows = rows.count();
+    codes.nrows = rows_.count();
     const Stopwatch stopwatch;
     fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
-    calls_[component].add(stopwatch, rows.count(), rows.count());
+    calls_[component].add(stopwatch, rows_.count(), rows_.count());
   }
 }
 

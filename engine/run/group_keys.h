@@ -31,22 +31,22 @@ private:
 class GroupKeys {
 public:
   /// All must outlive it.
-  GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ub4 chunk,
-            ChunkCodes &codes);
+  GroupKeys(const host::Library &library, const GroupKeyLayout &keys, const IndexTables &indices, ChunkRows &rows,
+            ub4 chunk, ChunkCodes &codes);
 
-  void read(ChunkRows &rows);
+  void read();
   const ub4 *data() const { return numbers_.data(); }
   /// Adds the calls of kernels, always as many, but for the reading of codes.
   void profile(std::vector<KernelProfile> &calls) const { calls.insert(calls.end(), calls_.begin(), calls_.end()); }
 
 private:
-  void read_codes(ChunkRows &rows);
-  void fold(ChunkRows &rows);
+  void read_codes();
+  void fold();
 
-  const host::Library &library_;
   const GroupKeyLayout &keys_;
-  std::vector<ub4> numbers_, further_codes_;
-  std::vector<mipo_vec> columns_; // by codes
+  ChunkRows &rows_;
+  std::vector<ub4> numbers_;
+  std::optional<host::GroupKeyCursor> cursor_; // by codes
   struct Fold {
     ColumnCodes *codes;
     mipo_xlate_kernel *kernel;

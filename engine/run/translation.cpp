@@ -56,7 +56,7 @@ class CodesToTranslate {
 public:
   CodesToTranslate(const host::Library &library, const BoundColumn &column, ub4 rows)
       : rows_(library, nullptr, rows),
-        codes_(library, column, chunk_rows),
+        codes_(library, column, rows_, chunk_rows),
         vec_(chunk_rows),
         base_(index_base(column.domain())) {
     if (!codes_.by_kernel()) read_.resize(chunk_rows);
@@ -65,7 +65,7 @@ public:
   // Of the rows from `begin` up to `end`, until the next call.
   const mipo_vec &chunk(ub4 begin, ub4 end) {
     rows_.go_to(begin, end);
-    codes_.read(rows_);
+    codes_.read();
     const ub4 count = end - begin;
     if (codes_.by_kernel()) {
       vec_.set({codes_.unpacked(), count});

@@ -59,7 +59,7 @@ protected:
   ReversingDecompressor decompressor;
   CallContext context;
   BitVector bits;
-  std::vector<ub4> list;
+  std::vector<ub4> list, one = {0};
 };
 
 TEST_F(Resumable, UnpackedCodesAreThoseOfTheRows) {
@@ -71,11 +71,11 @@ TEST_F(Resumable, UnpackedCodesAreThoseOfTheRows) {
       for (const ub4 row : rows) expected.push_back(codes[row]);
       for (ub4 capacity = 1; capacity <= row_count + 1; ++capacity) {
         std::vector<ub4> got;
-        unpack_codes(library, context, column.vec(), column.key(MIPO_OP_DECODE_UNPACK, MIPO_VARIANT_PLAIN), selection,
-                     capacity, [&](std::span<const ub4> filled) {
-                       ASSERT_TRUE(!filled.empty() && filled.size() <= capacity);
-                       got.insert(got.end(), filled.begin(), filled.end());
-                     });
+        std::vector<ub4> buffer(capacity);
+        CodeCursor cursor(library, context, column.vec(), column.key(MIPO_OP_DECODE_UNPACK, MIPO_VARIANT_PLAIN),
+                          selection);
+        for (auto filled = cursor.next(buffer); !filled.empty(); filled = cursor.next(buffer))
+          got.insert(got.end(), filled.begin(), filled.end());
         ASSERT_EQ(got, expected) << encoding << ", " << capacity << " rows at a time";
       }
     });
@@ -89,18 +89,16 @@ TEST_F(Resumable, DecodedRowsHaveTheirValues) {
     with_selections([&](const RowSelection &selection, const std::vector<ub4> &rows) {
       for (const ub4 capacity : {1u, 2u, 7u, 64u, row_count, row_count + 1, 5000u}) {
         std::size_t got = 0;
-        decode_rows(library, context, column.vec(), column.key(MIPO_OP_DECODE, MIPO_VARIANT_PLAIN), selection, capacity,
-                    [&](const DecodedRows &filled) {
-                      ASSERT_LE(filled.size(), capacity);
-                      for (std::size_t i = 0; i < filled.size(); ++i, ++got) {
-                        ASSERT_EQ(filled.rows[i], rows.at(got));
-                        const ub4 code = codes[rows[got]];
-                        ASSERT_EQ(filled.value(i).has_value(), code != 0);
-                        if (code != 0) {
-                          ASSERT_EQ(*filled.value(i), column.dictionary().text(code));
-                        }
-                      }
-                    });
+        SymbolCursor cursor(library, context, column.vec(), column.key(MIPO_OP_DECODE, MIPO_VARIANT_PLAIN), capacity,
+                            selection);
+        for (DecodedRows filled = cursor.next(); filled.size() != 0; filled = cursor.next()) {
+          ASSERT_LE(filled.size(), capacity);
+          for (std::size_t i = 0; i < filled.size(); ++i, ++got) {
+            ASSERT_EQ(filled.rows[i], rows.at(got));
+            const ub4 code = codes[rows[got]];
+            ASSERT_EQ(filled.value(i).value_or("NULL"), code != 0 ? column.dictionary().text(code) : "NULL");
+          }
+        }
         ASSERT_EQ(got, rows.size()) << encoding << ", " << capacity << " rows at a time";
       }
     });
@@ -151,41 +149,43 @@ TEST_F(Resumable, GroupKeysCombineTheColumns) {
       }
       for (ub4 capacity = 1; capacity <= row_count + 1; ++capacity) {
         std::vector<ub4> got;
-        EXPECT_EQ(group_keys(library, context, std::span(vecs).first(used), packing, capacity,
-                             [&](std::span<const ub4> keys) { got.insert(got.end(), keys.begin(), keys.end()); }),
-                  groups);
+        std::vector<ub4> buffer(capacity);
+        GroupKeyCursor cursor(library, context, std::span(vecs).first(used), packing);
+        for (auto keys = cursor.next(buffer); !keys.empty(); keys = cursor.next(buffer))
+          got.insert(got.end(), keys.begin(), keys.end());
+        EXPECT_EQ(cursor.key_count(), groups);
         ASSERT_EQ(got, expected) << used << " columns, " << capacity << " rows at a time";
       }
     }
-  const auto nobody = [](std::span<const ub4>) { FAIL(); };
-  EXPECT_THROW(group_keys(library, context, {}, KeyPacking::shifts, 10, nobody), ArgumentError);
+  const auto combine = [&](std::span<const mipo_vec> of) {
+    GroupKeyCursor(library, context, of, KeyPacking::shifts).next(one);
+  };
+  EXPECT_THROW(combine({}), ArgumentError);
   const EncodedColumn wide = make_column(codes[0], "dict:64");
-  EXPECT_THROW(group_keys(library, context, {&wide.vec(), 1}, KeyPacking::shifts, 10, nobody), ArgumentError);
+  EXPECT_THROW(combine({&wide.vec(), 1}), ArgumentError);
   const std::vector<mipo_vec> too_many(7, vecs[0]);
-  EXPECT_THROW(group_keys(library, context, too_many, KeyPacking::shifts, 10, nobody), Error);
+  EXPECT_THROW(combine(too_many), Error);
   vecs[1].nrows = 3;
-  EXPECT_THROW(group_keys(library, context, vecs, KeyPacking::shifts, 10, nobody), ArgumentError);
+  EXPECT_THROW(combine(vecs), ArgumentError);
 }
 
 TEST_F(Resumable, WrongCallsAreRefused) {
-  const auto no_codes = [](std::span<const ub4>) { FAIL(); };
-  const auto no_rows = [](const DecodedRows &) { FAIL(); };
   const EncodedColumn column = make_column(some_codes(text_count + 1, 7), "dict:16+zstd");
   const EncodedColumn runs = make_column(some_codes(text_count + 1, 7), "dict:16+runs8");
   const ub4 unpack = column.key(MIPO_OP_DECODE_UNPACK, MIPO_VARIANT_PLAIN);
   const ub4 decode = column.key(MIPO_OP_DECODE, MIPO_VARIANT_PLAIN);
-  EXPECT_THROW(unpack_codes(library, context, column.vec(), unpack, {}, 0, no_codes), ArgumentError);
-  EXPECT_THROW(unpack_codes(library, context, column.vec(), 8191, {}, 1, no_codes), MissingKernel);
-  EXPECT_THROW(decode_rows(library, context, column.vec(), decode, {}, 0, no_rows), ArgumentError);
-  EXPECT_THROW(decode_rows(library, context, runs.vec(), decode, {}, 1, no_rows), ArgumentError);
+  EXPECT_THROW(CodeCursor(library, context, column.vec(), unpack).next({}), ArgumentError);
+  EXPECT_THROW(CodeCursor(library, context, column.vec(), 8191), MissingKernel);
+  EXPECT_THROW(SymbolCursor(library, context, column.vec(), decode, 0), ArgumentError);
+  EXPECT_THROW(SymbolCursor(library, context, runs.vec(), decode, 1), ArgumentError);
   const std::vector<ub4> outside = {1, row_count};
   const RowSelection selection{std::span(outside)};
-  EXPECT_THROW(unpack_codes(library, context, column.vec(), unpack, selection, 1, no_codes), ArgumentError);
-  EXPECT_THROW(decode_rows(library, context, column.vec(), decode, selection, 1, no_rows), ArgumentError);
+  EXPECT_THROW(CodeCursor(library, context, column.vec(), unpack, selection), ArgumentError);
+  EXPECT_THROW(SymbolCursor(library, context, column.vec(), decode, 1, selection), ArgumentError);
   EXPECT_THROW(extreme_codes(library, context, column.vec(), column.key(MIPO_OP_MINMAX), selection), ArgumentError);
   // What the column's bytes are after a failed decompression is not handed on.
   decompressor.fails = true;
-  EXPECT_THROW(unpack_codes(library, context, column.vec(), unpack, {}, 1, no_codes), Error);
+  EXPECT_THROW(CodeCursor(library, context, column.vec(), unpack).next(one), Error);
 }
 
 } // namespace

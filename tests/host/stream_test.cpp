@@ -166,10 +166,11 @@ TEST(CopySelected, FillsOutputsOfEverySize) {
         for (std::size_t bytes = longest; bytes < (source.form().is_walked() ? 4 * longest : longest + 1); ++bytes) {
           StreamOutput output(source.form(), row_capacity, bytes);
           Strings got;
-          copy_selected(library, context, source.vec(), selection, output, [&](const mipo_vec &filled) {
-            ASSERT_TRUE(filled.nrows != 0 && filled.nrows <= row_capacity);
-            for (const std::string_view row : read_rows(filled)) got.emplace_back(row);
-          });
+          StreamCursor cursor(library, context, source.vec(), selection);
+          while (const mipo_vec *filled = cursor.next(output)) {
+            ASSERT_TRUE(filled->nrows != 0 && filled->nrows <= row_capacity);
+            for (const std::string_view row : read_rows(*filled)) got.emplace_back(row);
+          }
           ASSERT_EQ(got, expected) << static_cast<ub4>(shape) << ", " << row_capacity << " rows, " << bytes << " bytes";
         }
     }
@@ -180,49 +181,42 @@ TEST(CopySelected, TellsWhatCannotBeCopied) {
   const Library library = Library::open();
   CallContext context(library);
   const Views values = {"", "1", "12345"};
-  const auto nobody = [](const mipo_vec &) {};
   for (const RowShape shape : {RowShape::lengths_ahead, RowShape::lengths_apart}) {
     const ValueStream source({shape}, values);
     StreamOutput output({shape}, 5, 4);
-    EXPECT_EQ(error_of([&] { copy_selected(library, context, source.vec(), {}, output, nobody); }),
+    StreamCursor cursor(library, context, source.vec());
+    EXPECT_EQ(error_of([&] {
+                while (cursor.next(output) != nullptr)
+                  ;
+              }),
               "a row does not fit an output of 5 rows and 4 bytes");
   }
   const ValueStream source({RowShape::addresses}, values);
   StreamOutput none({RowShape::addresses}, 0), some({RowShape::addresses}, 1), other({RowShape::lengths_ahead}, 1, 9);
-  EXPECT_THROW(copy_selected(library, context, source.vec(), {}, none, nobody), Error);
-  EXPECT_THROW(copy_selected(library, context, source.vec(), {}, other, nobody), ArgumentError);
+  EXPECT_THROW(StreamCursor(library, context, source.vec()).next(none), Error);
+  EXPECT_THROW(StreamCursor(library, context, source.vec()).next(other), ArgumentError);
   const std::vector<std::vector<ub4>> wrong_lists = {{1, 0}, {1, 1}, {0, 3}};
   for (const std::vector<ub4> &list : wrong_lists)
-    EXPECT_THROW(copy_selected(library, context, source.vec(), RowSelection(std::span(list)), some, nobody),
-                 ArgumentError);
+    EXPECT_THROW(StreamCursor(library, context, source.vec(), RowSelection(std::span(list))), ArgumentError);
   const BitVector bits(2);
-  EXPECT_THROW(copy_selected(library, context, source.vec(), RowSelection(bits), some, nobody), ArgumentError);
-  copy_selected(library, context, source.vec(), RowSelection(std::span<const ub4>()), some,
-                [](const mipo_vec &) { FAIL() << "a list without rows selects none"; });
+  EXPECT_THROW(StreamCursor(library, context, source.vec(), RowSelection(bits)), ArgumentError);
+  const RowSelection none_selected{std::span<const ub4>()};
+  EXPECT_EQ(StreamCursor(library, context, source.vec(), none_selected).next(some), nullptr);
 }
 
-TEST(CopySelected, LeavesTheContextAsItWas) {
+TEST(CopySelected, CursorsShareAContextWithItsOwnRows) {
   const Library library = Library::open();
   CallContext context(library);
-  const BitVector own_rows(3, true);
+  const BitVector own_rows(3);
   context.select(own_rows, true);
   context.record()->next_row = 7;
-  const mipo_call_ctx before = *context.record();
   const Views values = {"a", "b", "c"};
   const ValueStream source({RowShape::lengths_ahead}, values);
   StreamOutput output(source.form(), 1, 100);
-  int fillings = 0;
-  const auto copy = [&](int fillings_wanted) {
-    copy_selected(library, context, source.vec(), {}, output, [&](const mipo_vec &) {
-      if (++fillings == fillings_wanted) throw ValueError("enough");
-    });
-  };
-  EXPECT_THROW(copy(2), ValueError);
-  EXPECT_EQ(fillings, 2);
-  EXPECT_EQ(std::memcmp(context.record(), &before, sizeof before), 0);
-  copy(0);
-  EXPECT_EQ(fillings, 5) << "a copy that was left begins anew";
-  EXPECT_EQ(std::memcmp(context.record(), &before, sizeof before), 0);
+  StreamCursor cursors[] = {{library, context, source.vec()}, {library, context, source.vec()}};
+  for (const std::string_view value : values)
+    for (StreamCursor &cursor : cursors) EXPECT_EQ(read_rows(*cursor.next(output)).at(0), value);
+  for (StreamCursor &cursor : cursors) EXPECT_EQ(cursor.next(output), nullptr);
 }
 
 // Big-endian numbers that rise by `step`: the smaller the step, the longer the prefixes.

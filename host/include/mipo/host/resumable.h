@@ -1,16 +1,17 @@
-// Loops around kernels that stop when their output is full and go on when they are called again.
+// Kernels that stop when their output is full and go on when they are called again, as cursors: each next() fills a
+// buffer with what the next selected rows have, until there are none left.
 //
-// Each function calls a kernel until all rows are done, with one buffer that is filled over and over, and hands every
-// filling to a callable. What the buffer holds is good until the callable returns. The callable may throw, which ends
-// the loop, but must leave the call context alone, which is in use; afterwards that is as it was before.
+// A cursor takes reports and decompression from a call context but leaves the context's record alone, so that several
+// may share one on a thread. What it is made from must outlive it.
 #ifndef MIPO_HOST_RESUMABLE_H
 #define MIPO_HOST_RESUMABLE_H
 
-#include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "mipo/host/bit_vector.h"
 #include "mipo/host/context.h"
@@ -47,15 +48,48 @@ private:
 // ascend or leaves the column) or if there is room for no row, MissingKernel if the library does not have the kernel,
 // and Error with what the kernel reported to the context or with the code that it returned.
 
-/// Copies the selected rows of a stream (mipo_selective_dydi). Throws Error if a single row does not fit the output.
-void copy_selected(const Library &library, CallContext &context, const mipo_vec &source, const RowSelection &selection,
-                   StreamOutput &output, const std::function<void(const mipo_vec &)> &consume);
+/// What the cursors share: the call that a loop repeats, and its selection.
+class Cursor {
+public:
+  static constexpr ub4 all_rows = 0xffffffff;
 
-/// The codes of the selected rows of a dictionary column, `capacity` at most at a time, by the column's
-/// `decode_unpack` kernel with this key.
-void unpack_codes(const Library &library, CallContext &context, const mipo_vec &column, ub4 key,
-                  const RowSelection &selection, ub4 capacity,
-                  const std::function<void(std::span<const ub4>)> &consume);
+  Cursor(const Cursor &) = delete;
+  Cursor &operator=(const Cursor &) = delete;
+
+protected:
+  Cursor(CallContext &context, std::string_view kernel, const RowSelection &selection, ub4 rows);
+  ~Cursor() = default;
+
+  /// Throws what a kernel has reported, or its code if it stands for no answer.
+  void check(ub4 code) const;
+  void select_list(std::span<const ub4> list);
+
+  CallContext &context_;
+  mipo_call_ctx call_;
+  bool none_; ///< the selection is an empty list: its address may be null, which would not tell a list
+
+private:
+  std::string_view kernel_; // its name
+  std::size_t messages_before_;
+};
+
+/// The codes of the selected rows of a dictionary column, by its `decode_unpack` kernel with this key.
+class CodeCursor : public Cursor {
+public:
+  CodeCursor(const Library &library, CallContext &context, const mipo_vec &column, ub4 key,
+             const RowSelection &selection = {});
+
+  /// The codes of the next selected rows in front of row `end`, in `codes`, whose size is how many at most; empty at
+  /// the end. `end` is for selections that are not a list.
+  std::span<const ub4> next(std::span<ub4> codes, ub4 end = all_rows);
+  /// Goes on at row `row`, which must not be in front of where the cursor stands.
+  void skip_to(ub4 row) { call_.next_row = row; }
+
+private:
+  ub4 rows_;
+  mipo_decode_kernel *unpack_;
+  mipo_vec column_;
+};
 
 /// Some rows and their symbols.
 struct DecodedRows {
@@ -72,10 +106,55 @@ struct DecodedRows {
   }
 };
 
-/// The symbols of the selected rows of a dictionary column without runs, `capacity` rows at most at a time, by the
-/// column's `decode` kernel with this key.
-void decode_rows(const Library &library, CallContext &context, const mipo_vec &column, ub4 key,
-                 const RowSelection &selection, ub4 capacity, const std::function<void(const DecodedRows &)> &consume);
+/// The numbers of selected rows.
+class RowNumberCursor {
+public:
+  RowNumberCursor(const Library &library, const RowSelection &selection, ub4 rows);
+
+  /// The next ones, `most` at most; empty at the end. Good until the next call.
+  std::span<const ub4> next(std::size_t most);
+
+private:
+  std::optional<RowReader> bits_;
+  std::span<const ub4> ready_; // of a list, or read from bits
+  std::vector<ub4> numbers_;   // of all rows
+  ub4 next_row_, rows_;
+};
+
+/// The symbols of the selected rows of a dictionary column without runs, by its `decode` kernel with this key.
+class SymbolCursor : public Cursor {
+public:
+  /// `capacity` rows at most at a time.
+  SymbolCursor(const Library &library, CallContext &context, const mipo_vec &column, ub4 key, ub4 capacity,
+               const RowSelection &selection = {});
+
+  /// The next rows; none at the end. Good until the next call.
+  DecodedRows next();
+
+private:
+  mipo_decode_kernel *decode_;
+  const mipo_vec &column_;
+  RowNumberCursor rows_;
+  std::vector<ub8> addresses_;
+  std::vector<ub2> lengths_, indicators_;
+};
+
+/// The selected rows of a stream, copied (mipo_selective_dydi).
+class StreamCursor : public Cursor {
+public:
+  StreamCursor(const Library &library, CallContext &context, const mipo_vec &source,
+               const RowSelection &selection = {});
+
+  /// Fills the output with the next rows; null at the end. Throws Error if a single row does not fit the output, and
+  /// ArgumentError for one of another form.
+  const mipo_vec *next(StreamOutput &output);
+
+private:
+  const Library &library_;
+  const mipo_vec &source_;
+  std::optional<BitVector> all_; // of a selection of all rows
+  bool done_;
+};
 
 enum class Extremes : ub8 { both = 0, minimum = 1, maximum = 2 };
 
@@ -95,11 +174,28 @@ enum class KeyPacking {
   products ///< the numbers are as dense as the dictionaries allow, which reaches further
 };
 
-/// Group keys of all rows of `columns`, `capacity` rows at most at a time, and as the result how many different ones
-/// there can be (mipo_groupkey_dydi). Throws ArgumentError if there is no column, if columns differ in rows or if one
-/// has no dictionary; Error if the keys do not fit into 32 bits, in which case nothing was consumed.
-ub4 group_keys(const Library &library, CallContext &context, std::span<const mipo_vec> columns, KeyPacking packing,
-               ub4 capacity, const std::function<void(std::span<const ub4>)> &consume);
+/// Group keys of the selected rows of columns (mipo_groupkey_dydi). Throws ArgumentError if there is no column, if
+/// columns differ in rows or if one has no dictionary.
+class GroupKeyCursor : public Cursor {
+public:
+  GroupKeyCursor(const Library &library, CallContext &context, std::span<const mipo_vec> columns, KeyPacking packing,
+                 const RowSelection &selection = {});
+
+  /// The keys of the next selected rows in front of row `end`, in `keys`, whose size is how many at most; empty at the
+  /// end. Throws Error if keys do not fit into 32 bits.
+  std::span<const ub4> next(std::span<ub4> keys, ub4 end = all_rows);
+  /// Goes on at row `row`, which must not be in front of where the cursor stands.
+  void skip_to(ub4 row) { call_.next_row = row; }
+  /// How many different keys there can be. After next().
+  ub4 key_count() const { return range_.ngroups; }
+
+private:
+  const Library &library_;
+  std::vector<mipo_vec> columns_;
+  std::vector<ub4> codes_;
+  mipo_group_range range_{};
+  ub4 rows_, done_up_to_ = 0;
+};
 
 } // namespace mipo::host
 
