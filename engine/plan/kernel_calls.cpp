@@ -105,11 +105,11 @@ std::vector<KernelCall> kernel_calls(const ColumnPredicate &test) {
     const bool before = end.strict && end.code < domain.code_count();
     calls.push_back(before ? predicate_call(MIPO_OP_LT, end.code) : predicate_call(MIPO_OP_LE, end.code - 1));
     calls.back().sees_null_code = true;
-  } else if (ranges.size() + nulls_are_code_0 > 1 && test.from_other_rows && index_count(domain) <= most_join_codes) {
-    calls.push_back(set_call(MIPO_OP_XLATE, ranges, nulls_are_code_0));
-    if (takes_nulls && !nulls_are_code_0) calls.push_back(null_call(column));
   } else if (ranges.size() + takes_nulls > 1 && has_code_kernels(column.stored())) {
     calls.push_back(set_call(MIPO_OP_SET, ranges, takes_nulls));
+  } else if (ranges.size() > 1 && test.from_other_rows && index_count(domain) <= most_join_codes) {
+    calls.push_back(set_call(MIPO_OP_XLATE, ranges, false));
+    if (takes_nulls) calls.push_back(null_call(column));
   } else {
     for (const CodeRange &range : ranges) calls.push_back(call_for(range, domain));
     if (takes_nulls) calls.push_back(null_call(column));

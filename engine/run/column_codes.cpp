@@ -45,7 +45,10 @@ void ColumnCodes::read() {
       throw host::Error("a kernel unpacked another number of codes than was asked for");
   } else {
     const std::vector<ub4> &numbers = rows_.numbers();
-    for (std::size_t i = 0; i < numbers.size(); ++i) read_[i] = column_.code(numbers[i]).value_or(no_value);
+    data_.read_codes(numbers, no_value, read_);
+    if (column_.is_joined())
+      for (std::size_t i = 0; i < numbers.size(); ++i)
+        if (read_[i] != no_value) read_[i] = column_.value_of(read_[i]).value_or(no_value);
   }
   profile_.add(stopwatch, rows_.count(), rows_.end() - rows_.begin());
 }

@@ -151,9 +151,9 @@ struct EncodedColumn::Storage {
 
   // The place of a row in the stream.
   ub4 place_of(ub4 row) const noexcept { return encoding.runs != RunForm::none ? runs.run_of(row) : row; }
-  ub8 code_at(ub4 place) const noexcept {
-    return format.code(streams, encoding.compressed ? decompressed : vec.data, place);
-  }
+  ub8 code_at(ub4 place) const noexcept { return format.code(streams, stored_values(), place); }
+  // Of a compressed column, once it is decompressed.
+  const void *stored_values() const noexcept { return encoding.compressed ? decompressed : vec.data; }
   bool is_value(ub4 place) const noexcept {
     return symbols != nullptr ? !symbols->is_null(code_at(place)) : nulls == 0 || validity.test(place);
   }
@@ -311,6 +311,23 @@ void EncodedColumn::drop_decompressed() noexcept {
 
 ub8 EncodedColumn::code(ub4 row) const noexcept {
   return storage_->code_at(storage_->place_of(row));
+}
+
+void EncodedColumn::read_codes(std::span<const ub4> rows, ub8 no_value, std::span<ub8> codes) const {
+  std::vector<ub4> runs;
+  if (has_runs()) {
+    runs.resize(rows.size());
+    storage_->runs.runs_of(rows, runs);
+  }
+  const std::span<const ub4> places = has_runs() ? std::span<const ub4>(runs) : rows;
+  storage_->format.read_codes(storage_->streams, storage_->stored_values(), places, codes.data());
+  if (const Dictionary *symbols = storage_->symbols; symbols != nullptr && domain().has_null()) {
+    for (std::size_t i = 0; i < places.size(); ++i)
+      if (symbols->is_null(codes[i])) codes[i] = no_value;
+  } else if (storage_->nulls != 0) {
+    for (std::size_t i = 0; i < places.size(); ++i)
+      if (!storage_->is_value(places[i])) codes[i] = no_value;
+  }
 }
 
 bool EncodedColumn::has_value(ub4 row) const noexcept {

@@ -32,10 +32,12 @@ Choice choose_form(std::span<const ub4> ranks, const Dictionary &dictionary) {
   const Choice codes = {{ValueForm::dictionary}, coded};
   if (dictionary.type().kind == ValueKind::text || dictionary.value_count() == 0) return codes;
   const auto fixed = bytes_of(ValueForm::fixed, ranks, dictionary);
-  if (!fixed || coded + dictionary.stored_bytes() < *fixed) return codes;
+  const ub8 with_dictionary = coded + dictionary.stored_bytes();
+  if (!fixed || with_dictionary < *fixed) return codes;
   const auto dynamic = bytes_of(ValueForm::dynamic_packed, ranks, dictionary);
-  if (dynamic && *dynamic * 100 <= *fixed * dynamic_packed_percent) return {{ValueForm::dynamic_packed}, *dynamic};
-  return {{ValueForm::fixed}, *fixed};
+  const bool packs = dynamic && *dynamic * 100 <= *fixed * dynamic_packed_percent;
+  const Choice plain = packs ? Choice{{ValueForm::dynamic_packed}, *dynamic} : Choice{{ValueForm::fixed}, *fixed};
+  return with_dictionary * 100 <= plain.bytes * dictionary_percent ? codes : plain;
 }
 
 } // namespace

@@ -138,12 +138,22 @@ ub4 RunTable::length(ub4 run) const noexcept {
 }
 
 ub4 RunTable::run_of(ub4 row) const noexcept {
+  ub4 run = 0;
+  runs_of({&row, 1}, {&run, 1});
+  return run;
+}
+
+void RunTable::runs_of(std::span<const ub4> rows, std::span<ub4> runs) const noexcept {
+  if (rows.empty()) return;
   const std::span<const ub4> first_rows = this->first_rows();
-  const auto above = std::ranges::upper_bound(first_rows, row);
+  const auto above = std::ranges::upper_bound(first_rows, rows.front());
   const auto known = static_cast<std::size_t>(above - first_rows.begin()) - 1;
   auto run = static_cast<ub4>(known * index_step);
-  for (ub4 end = first_rows[known] + length(run); end <= row; end += length(run)) ++run;
-  return run;
+  ub4 end = first_rows[known] + length(run);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    while (end <= rows[i]) end += length(++run);
+    runs[i] = run;
+  }
 }
 
 void RunTable::describe(mipo_enc_ctx &enc_ctx) const noexcept {

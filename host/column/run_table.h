@@ -43,6 +43,8 @@ public:
   /// The first row of each run that the index has.
   std::span<const ub4> first_rows() const noexcept;
   ub4 run_of(ub4 row) const noexcept;
+  /// Of ascending rows, as many.
+  void runs_of(std::span<const ub4> rows, std::span<ub4> runs) const noexcept;
   ub4 length(ub4 run) const noexcept;
   /// Points the context's fields here, where they stay until the table is destroyed.
   void describe(mipo_enc_ctx &enc_ctx) const noexcept;

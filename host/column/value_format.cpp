@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/column/dynamic_number.h"
 #include "mipo/host/errors.h"
@@ -266,6 +268,35 @@ ub8 ValueFormat::code(const ValueStreams &streams, const void *values, std::size
     position += static_cast<ub8>(length(value));
   const ub8 cell = read_bytes(stream + position, length(i)) << 8 * (max_bytes - length(i));
   return static_cast<ub8>(dynamic_number(cell, max_bytes)) + dynamic_bias;
+}
+
+namespace {
+
+template <int bytes>
+void read_cells(const std::byte *stream, std::span<const ub4> places, ub8 *codes) {
+  for (const ub4 place : places) {
+    ub8 cell = 0;
+    std::memcpy(&cell, stream + ub8{place} * bytes, bytes);
+    *codes++ = __builtin_bswap64(cell) >> (64 - 8 * bytes);
+  }
+}
+
+template <int... bytes>
+void read_cells_of(int width, const std::byte *stream, std::span<const ub4> places, ub8 *codes,
+                   std::integer_sequence<int, bytes...>) {
+  ((width == bytes + 1 ? read_cells<bytes + 1>(stream, places, codes) : void()), ...);
+}
+
+} // namespace
+
+void ValueFormat::read_codes(const ValueStreams &streams, const void *values, std::span<const ub4> places,
+                             ub8 *codes) const {
+  if (!is_dynamic() && (form_ != ValueForm::dictionary || bits_ > 32)) {
+    read_cells_of(stored_bits() / 8, static_cast<const std::byte *>(values), places, codes,
+                  std::make_integer_sequence<int, 8>());
+    return;
+  }
+  for (const ub4 place : places) *codes++ = code(streams, values, place);
 }
 
 Constant ValueFormat::constant(ub8 code, mipo_enc_ctx *enc_ctx) const noexcept {

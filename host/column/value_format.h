@@ -85,6 +85,8 @@ public:
   ValueStreams store(const CodeSequence &codes) const;
   /// Code of value `i`; `values` points to the stream, decompressed.
   ub8 code(const ValueStreams &streams, const void *values, std::size_t i) const noexcept;
+  /// The same of the values at these places, as many.
+  void read_codes(const ValueStreams &streams, const void *values, std::span<const ub4> places, ub8 *codes) const;
   Constant constant(ub8 code, mipo_enc_ctx *enc_ctx) const noexcept;
 
 private:

@@ -254,12 +254,12 @@ TEST(QueryJoin, TranslationsTakeTheirKernels) {
     std::string sql;
     const char *kernel, *none;
   } cases[] = {
-      {"SELECT count(*) FROM flights WHERE origin IN (SELECT iata FROM airports WHERE state = 'CA')", "xlate_sim_bit",
-       "set_dict_8bit"},
+      {"SELECT count(*) FROM flights WHERE origin IN (SELECT iata FROM airports WHERE state = 'CA')", "set_dict_8bit",
+       "xlate_sim_bit"},
       // One code, or one range of them, is no matter for a table.
       {"SELECT count(*) FROM flights WHERE origin IN (SELECT iata FROM airports WHERE iata = 'SFO')",
-       "eq_dict_8bit_null", "xlate_sim_bit"},
-      {"SELECT count(*)" + from_airports + "WHERE state = 'CA'", "xlate_sim_bit", "xlate_sim_ub1_c2d"},
+       "eq_dict_8bit_null", "set_dict_8bit"},
+      {"SELECT count(*)" + from_airports + "WHERE state = 'CA'", "set_dict_8bit", "xlate_sim_ub1_c2d"},
       {"SELECT city" + from_airports + "LIMIT 5", "xlate_sim_ub1_c2d", "xlate_groupkey_ub1_c2d"},
       {"SELECT region" + from_states + "LIMIT 5", "xlate_sim_nib_c2d", "xlate_sim_ub1_c2d"},
       {"SELECT state, count(*)" + from_airports + "GROUP BY state", "xlate_groupkey_ub1_c2d", "groupkey_dydi"},

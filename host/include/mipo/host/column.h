@@ -119,6 +119,9 @@ public:
   /// Code of a row below rows(); the least one if the row has no value and the column no code for that. Takes the
   /// time of a few loads, in run-length columns of a binary search. The column must be plain or decompressed.
   ub8 code(ub4 row) const noexcept;
+  /// Codes of many rows, ascending ones, with `no_value` for those that have none: a fraction of a nanosecond each
+  /// where places of whole bytes are stored. `codes` must have as much room as there are rows.
+  void read_codes(std::span<const ub4> rows, ub8 no_value, std::span<ub8> codes) const;
   /// Whether a row has a value. The column must be plain or decompressed.
   bool has_value(ub4 row) const noexcept;
   /// Appends the canonical text of a row's value. False, and nothing appended, if it has none.

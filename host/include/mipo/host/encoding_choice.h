@@ -9,6 +9,9 @@
 
 namespace mipo::host {
 
+/// Codes may take this part of the bytes of plain numbers, in percent: joins and groups go by codes, and kernels look
+/// them up in sets.
+inline constexpr ub8 dictionary_percent = 125;
 /// Dynamic-packed numbers have to take at most this part of the bytes of fixed ones, in percent: reading them is
 /// slower.
 inline constexpr ub8 dynamic_packed_percent = 75;
@@ -21,12 +24,13 @@ inline constexpr ub8 runs_percent = 50;
 ///
 /// 1. Texts, and columns without any value, go into a dictionary.
 /// 2. Numbers do so if packed codes and dictionary together take fewer bytes than fixed numbers.
-/// 3. Other numbers are fixed, or dynamic-packed where that takes at most `dynamic_packed_percent` of the bytes.
+/// 3. Other numbers are fixed, or dynamic-packed where that takes at most `dynamic_packed_percent` of the bytes; but in
+///    a dictionary if that takes at most `dictionary_percent` of those.
 /// 4. Long runs are stored once, in the form that the same questions give for one value a run: see `least_mean_run` and
 ///    `runs_percent`. Lengths have 8 or 16 bits, whichever takes fewer bytes.
 ///
-/// Bytes are those that kernels read; the dictionary counts in question 2 only. The width is left at the narrowest.
-/// Compression is never chosen.
+/// Bytes are those that kernels read; the dictionary counts in questions 2 and 3 only. The width is left at the
+/// narrowest. Compression is never chosen.
 Encoding choose_encoding(std::span<const ub4> codes, const Dictionary &dictionary);
 
 } // namespace mipo::host
