@@ -33,6 +33,18 @@ public:
   const std::vector<CodeRange> &ranges() const { return ranges_; }
   bool empty() const { return ranges_.empty(); }
   bool contains(ub8 code) const;
+  /// The codes from `first` up to `end` (excluded) for which holds(code).
+  static CodeSet where(ub8 first, ub8 end, auto holds) {
+    CodeSet set;
+    for (ub8 code = first; code < end; ++code) {
+      if (!holds(code)) continue;
+      if (set.ranges_.empty() || set.ranges_.back().upper.code != code)
+        set.ranges_.push_back({{code, false}, {code + 1, false}});
+      else
+        ++set.ranges_.back().upper.code;
+    }
+    return set;
+  }
   /// Calls take(code) for each code, ascending.
   void each(auto take) const {
     for (const CodeRange &range : ranges_)

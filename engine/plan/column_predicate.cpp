@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "mipo/host/translation_table.h"
+
 namespace mipo::engine {
 
 std::string sql_text(const Constant &constant) {
@@ -31,16 +33,17 @@ ColumnPredicate rewrite_to_key(ColumnPredicate test) {
   const BoundColumn &column = *test.column;
   if (!column.is_joined()) return test;
   const BoundColumn &key = *column.key;
-  std::vector<CodeRange> holds, fails;
-  for (ub8 code = key.domain().first_code(); code < key.domain().code_count(); ++code) {
-    const std::optional<ub8> value = column.value_of(code);
-    const CodeRange point{{code, false}, {code + 1, false}};
-    if (value ? test.holds.contains(*value) : test.null_holds) holds.push_back(point);
-    if (value ? test.fails.contains(*value) : test.null_fails) fails.push_back(point);
-  }
+  const auto on_key = [&](const CodeSet &values, bool nulls) {
+    std::vector<bool> of_rank;
+    for (const ub8 value : column.ranked) of_rank.push_back(values.contains(value));
+    return CodeSet::where(key.domain().first_code(), key.domain().code_count(), [&](ub8 code) {
+      const ub4 rank = column.rank[code];
+      return rank == host::no_entry ? nulls : of_rank[rank];
+    });
+  };
   test.column = &key;
-  test.holds = CodeSet(std::move(holds));
-  test.fails = CodeSet(std::move(fails));
+  test.holds = on_key(test.holds, test.null_holds);
+  test.fails = on_key(test.fails, test.null_fails);
   test.from_other_rows = true;
   return test;
 }

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "engine/plan/dense_ranks.h"
 #include "engine/sql/query_error.h"
 
 namespace mipo::engine {
@@ -52,14 +53,11 @@ void GroupKeyLayout::number_combinations(Component &component) {
       pairs[code] = indices[code] * ranks + rank;
       never_there[code] = never_there[code] || (rank == 0 && !column->nullable);
     }
-    std::vector<ub8> distinct = pairs.by_index();
-    distinct.push_back(0);
-    std::sort(distinct.begin(), distinct.end());
-    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-    for (ub8 code = begin; code < end; ++code)
-      indices[code] =
-          static_cast<ub4>(std::lower_bound(distinct.begin(), distinct.end(), pairs[code]) - distinct.begin());
-    component.count = distinct.size();
+    std::vector<ub8> numbers = pairs.by_index();
+    numbers.push_back(0);
+    const DenseRanks distinct(numbers, component.count * ranks);
+    for (ub8 code = begin; code < end; ++code) indices[code] = distinct.rank(pairs[code]);
+    component.count = distinct.numbers().size();
   }
   component.code_by_index.assign(component.count, begin);
   for (ub8 code = begin; code < end; ++code) {

@@ -1,9 +1,10 @@
 #include "engine/run/translation_join.h"
 
-#include <algorithm>
+#include <numeric>
 
 #include <fmt/format.h>
 
+#include "engine/plan/dense_ranks.h"
 #include "engine/plan/equal_values.h"
 #include "engine/sql/query_error.h"
 #include "mipo/host/translation_table.h"
@@ -13,13 +14,23 @@ namespace {
 
 constexpr ub4 no_row = 0xffffffff;
 
+constexpr ub8 no_value = ~ub8{0};
+
+std::vector<ub8> codes_of_all_rows(const host::EncodedColumn &data) {
+  std::vector<ub4> rows(data.rows());
+  std::iota(rows.begin(), rows.end(), 0);
+  std::vector<ub8> codes(rows.size());
+  data.read_codes(rows, no_value, codes);
+  return codes;
+}
+
 // The row of each value of a column that has none of them twice.
 CodeMap<ub4> rows_by_code(const BoundColumn &unique, std::size_t position) {
-  const host::EncodedColumn &data = unique.values->data;
+  const std::vector<ub8> codes = codes_of_all_rows(unique.values->data);
   CodeMap<ub4> rows(unique.domain(), no_row);
-  for (ub4 row = 0; row < data.rows(); ++row) {
-    if (!data.has_value(row)) continue;
-    const ub8 code = data.code(row);
+  for (ub4 row = 0; row < codes.size(); ++row) {
+    const ub8 code = codes[row];
+    if (code == no_value) continue;
     ub4 &known = rows[code];
     if (known != no_row) {
       throw QueryError(fmt::format("{} is not unique: two rows have {}. Joins to several rows are not supported yet; "
@@ -69,34 +80,33 @@ void TranslationJoin::fill_in(BoundColumn &joined) const {
   data.decompress(context_.decompressor);
   const host::Domain &of_key = joined.key->domain();
   joined.nullable = join_.outer && joined.key->nullable;
-  joined.ranked.clear();
-  const ub8 first = of_key.first_code();
-  std::vector<std::optional<ub8>> values;
-  for (ub8 code = first; code < of_key.code_count(); ++code) {
+  const std::vector<ub8> by_row = codes_of_all_rows(data);
+  const ub8 base = index_base(joined.domain());
+  CodeMap<ub8> values(of_key, no_value); // above the base
+  std::vector<ub8> present;
+  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code) {
     const ub4 row = row_by_code_[code];
-    const bool has_value = row != no_row && data.has_value(row);
-    values.push_back(has_value ? std::optional(data.code(row)) : std::nullopt);
-    if (has_value) joined.ranked.push_back(*values.back());
+    const bool has_value = row != no_row && by_row[row] != no_value;
     joined.nullable |= !has_value && (join_.outer || row != no_row);
+    if (!has_value) continue;
+    values[code] = by_row[row] - base;
+    present.push_back(values[code]);
   }
-  std::sort(joined.ranked.begin(), joined.ranked.end());
-  joined.ranked.erase(std::unique(joined.ranked.begin(), joined.ranked.end()), joined.ranked.end());
+  const DenseRanks distinct(present, index_count(joined.domain()));
+  joined.ranked = distinct.numbers();
+  for (ub8 &code : joined.ranked) code += base;
   joined.rank = CodeMap<ub4>(of_key, host::no_entry);
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!values[i]) continue;
-    const auto found = std::lower_bound(joined.ranked.begin(), joined.ranked.end(), *values[i]);
-    joined.rank[first + i] = static_cast<ub4>(found - joined.ranked.begin());
-  }
+  for (ub8 code = of_key.first_code(); code < of_key.code_count(); ++code)
+    if (values[code] != no_value) joined.rank[code] = distinct.rank(values[code]);
 }
 
 std::optional<ColumnPredicate> TranslationJoin::partner_test() const {
   if (join_.outer) return std::nullopt;
   const BoundColumn &key = join_.key();
-  std::vector<CodeRange> points;
-  for (ub8 code = key.domain().first_code(); code < key.domain().code_count(); ++code)
-    if (row_by_code_[code] != no_row) points.push_back({{code, false}, {code + 1, false}});
+  CodeSet holds = CodeSet::where(key.domain().first_code(), key.domain().code_count(),
+                                 [&](ub8 code) { return row_by_code_[code] != no_row; });
   ColumnPredicate test =
-      column_predicate(key, CodeSet(std::move(points)), fmt::format("{} has a row of {}", key.name, join_.name));
+      column_predicate(key, std::move(holds), fmt::format("{} has a row of {}", key.name, join_.name));
   if (test.fails.empty() && !key.nullable) return std::nullopt;
   test.null_fails = true;
   test.from_other_rows = true;
