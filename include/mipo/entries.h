@@ -21,7 +21,54 @@
 extern "C" {
 #endif
 
+// Contracts. Of every record only the fields named are looked at, and only those named are written; nothing is checked.
+// `alias` says which memory may be the same; where nothing is said, results overlap no input. Slack is told in bytes
+// that may be read after the last element, 0 unless said.
+//
 // Kernels of the dispatch table: one pointer, in the shape that the operation's family has. All return a `mipo_code`.
+//
+// one_sided, two_sided, set: the rows of a column for which a predicate holds
+//   reads    src: data, nrows, enc_ctx, filter_bv (null: all rows have values), lens of `_tz` and `dynp` columns; of
+//   run
+//            columns the runs in enc_ctx. konst, lo, hi: data, of fixed and dynp columns lens and enc_ctx. set: bv, a
+//            bit for each code. ctx: host, ones_vec, eval_flags
+//   writes   res: bv, a bit a row in whole words, nset. Of run columns enc_ctx->run_bv, and res through `burst`.
+//            ctx: done_flags |= MIPO_DONE_PREDICATE or MIPO_DONE_SET under a selection
+//   null     ctx of a column that is neither compressed nor of runs; ones_vec: all rows
+//   alias    res->bv is not ones_vec under MIPO_EVAL_SELECTIVE; constants may share memory
+//   slack    packed codes of up to 24 bits: one word of 4 bytes; dynp: 16 bytes
+//   returns  MIPO_DONE, MIPO_EMPTY if no bit is set
+//
+// decode: unpacks codes (`decode_unpack`), or finds the symbols of rows (`decode`) or of codes (`decode_symbol`)
+//   reads    src: data, nrows, enc_ctx with the dictionary or the runs. ctx: host, ones_vec or ones_list, eval_flags,
+//            next_row, run_index and run_end of runs. res: nrows, the room in rows
+//   writes   res: data; of symbols also lens and inds; nset of unpacking. ctx: next_row, run_index, run_end
+//   slack    as of predicates; unpacking stores whole blocks within the room of res->nrows codes
+//   returns  MIPO_DONE. A res with nset equal to nrows may not be the last one: call again
+//
+// minmax: the least and greatest code
+//   reads    src as predicates; ctx: host, ones_vec or ones_list, next_row, run_index, run_end. mode: 1 least, 2
+//   greatest,
+//            else both
+//   writes   res: data, two ub4. ctx: next_row, run_index, run_end
+//   returns  MIPO_DONE, MIPO_EMPTY if no row has a value
+//
+// burst: a predicate's bits of runs as bits of rows
+//   reads    src: bv, a bit a run, enc_ctx with the runs; aux: ones_vec, ones_count
+//   writes   res: bv, one word more than the rows take may be cleared; nset
+//
+// arithmetic: left operation right for each row, or the sum of that over all rows
+//   reads    left, right: data, nrows, enc_ctx flags (MIPO_CONST: one number for all rows; at most one side)
+//   writes   res: data, left's number of rows, or one double
+//   alias    res->data may be left's or right's
+//
+// xlate: codes looked up in a table
+//   reads    src: data (big-endian ub4; native ones of the group-key kernels), nrows. table: data. ctx: xlate_ctx,
+//            ones_vec, first_row, eval_flags, and of some families xlate_values, xlate_form, xlate_mult, xlate_out
+//   writes   res: bv, nset, and first and last row in data (unless MIPO_EVAL_COUNT_ONLY); ctx: xlate_out of `c2d`
+//            kernels, done_flags. Group keys: res->data, ub4, to which the products are added
+//   null     res->data where MIPO_EVAL_COUNT_ONLY is set without a selection
+//   returns  MIPO_DONE, MIPO_EMPTY if no row is in the table, MIPO_NO_KERNEL for a selection that a family refuses
 typedef ub4 mipo_one_sided_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *konst, mipo_call_ctx *ctx);
 typedef ub4 mipo_two_sided_kernel(mipo_vec *res, const mipo_vec *src, const mipo_vec *lo, const mipo_vec *hi,
                                   mipo_call_ctx *ctx);
@@ -76,6 +123,97 @@ typedef ub8 mipo_hash_fn(const void *value, ub8 length, ub8 seed);
   ENTRY(ub8, mipo_##form##run_dydi, (ub8 unused1, ub8 unused2))                                                      \
   ENTRY(ub8, mipo_##form##runs_dydi, (ub8 unused1, ub8 unused2, ub8 unused3, ub8 unused4))
 
+// Contracts of the entries, in the form of those above.
+//
+// Bit vectors, both forms
+//   reads    the words or bytes that `length` bits take
+//   writes   result: as many; bits of the last unit above `length` hold whatever the operation made of them. set_range
+//   and
+//            clr_range: the units of the bits from `first` to `last`, both included
+//   null     count
+//   alias    result may be any operand
+//   returns  iter: the next set bit, iter_clr: the next clear one, the end marker after the last; ones: how many rows
+//   it
+//            has stored, at most `capacity`, 0 at the end
+//
+// mipo_init_sharedlib_dydi, mipo_set_trace_level_dydi, mipo_thread_ctx_init_dydi, mipo_thread_ctx_fini_dydi do nothing
+//
+// mipo_bloom_dydi: the rows whose hash has its bit set in a filter
+//   reads    hashes: data (big-endian words of enc_ctx->bits, 32 or 64), nrows. filter: bv, its bits, or with
+//            bloom_two_level the addresses of its segments; enc_ctx: bloom_mask, bloom_shift, bloom_word_mask.
+//            ctx: ones_vec, first_row. kind: 1, or 2 for filters that are tested alike
+//   writes   res: bv, nset; ctx: done_flags |= MIPO_DONE_BLOOM under a selection
+//   returns  MIPO_DONE, MIPO_EMPTY
+//
+// mipo_groupkey_dydi: one number a row from its codes in several columns
+//   reads    columns: column_count of them, each as for `decode_unpack`, and enc_ctx->sym_count. ctx as there, and
+//            MIPO_EVAL_MULTIPLY_KEYS. out, temp: nrows, the room in keys. Calls temp_alloc and temp_free of the host
+//   writes   range: ngroups. out: data, native ub4, and nset. temp: data, scratch; ctx: next_row
+//   null     temp->data of a single column
+//   returns  MIPO_DONE; MIPO_GATHER_FULL: call again; MIPO_NO_KERNEL for a column without codes, MIPO_NUMERIC_LIMIT for
+//            keys of more than 32 bits, both with nothing written
+//
+// mipo_gby_sum_dydi: numbers added to the accumulator of their row's group
+//   reads    values: data, nrows, enc_ctx num_type, flags, bits. keys: *keys, a native ub4 a row. options: flags, of
+//            integers. offsets: of records
+//   writes   acc: data; sb8 or double a group, or with MIPO_ACC_RECORD records of enc_ctx->bits / 8 bytes
+//   null     keys: all rows are of group 0; offsets without records; acc->enc_ctx
+//   returns  MIPO_DONE; MIPO_INVALID_PARAMETER for types and widths that are not served, with nothing written
+//
+// mipo_convert_dydi: numbers from native form to the one in which they sort by their bytes, or back, or their sum
+//   reads    src: data, nrows, enc_ctx num_type, flags (MIPO_NATIVE: to the sortable form), bits. ctx: MIPO_EVAL_SUM
+//   writes   res: data, as many numbers; a sum is added to the sb8, float or double that stands there
+//   null     ctx: no sum
+//   alias    res->data may be src->data
+//   returns  MIPO_DONE; MIPO_INVALID_PARAMETER for sums that there are not. Integers without MIPO_EVAL_SUM end the
+//   process
+//
+// mipo_prefix_decode_dydi: groups of 16 values with a common prefix
+//   reads    src: data, lens (a big-endian ub4 a group: where it begins), nrows (groups), enc_ctx prefix_bytes (16),
+//            prefix_width (1 to 8), prefix_rows. ctx: row_refs
+//   writes   res: data, prefix_width bytes a row; ctx->row_refs: 16 bytes a row, address and length, unless null
+//   null     ctx, ctx->row_refs
+//   returns  MIPO_DONE; MIPO_INVALID_PARAMETER for other groups and widths, before anything is written, and for a
+//   prefix
+//            longer than the width, after the groups in front of it
+//
+// mipo_hash_dydi: the host's hash of each row
+//   reads    column: a shape of byte strings, codes or packed codes with their symbols. seeds: data, native ub8, one
+//   for
+//            all rows if nrows is 1, else one a row; enc_ctx flags (MIPO_HASHED)
+//   writes   res: data, a native ub8 a row
+//   returns  MIPO_DONE; MIPO_NO_KERNEL for another shape, and for seeds without MIPO_HASHED. `hash` may unwind
+//
+// mipo_eq_stream_dydi: the rows in which two streams of byte strings are equal
+//   reads    left, right: data, lens, enc_ctx flags (one shape for both); left: nrows, enc_ctx->bits of fixed rows
+//   writes   res: nset; bv if any row differs, with ones above the last row
+//   returns  MIPO_DONE, MIPO_EMPTY if no row is equal; MIPO_NO_KERNEL for unlike shapes
+//
+// mipo_selective_dydi: the selected rows of a stream, copied
+//   reads    src: data, lens, nrows, enc_ctx. res: nrows and, of shapes with lengths and no addresses, data_bytes: the
+//            room. ctx: host, ones_vec or ones_list with its length, next_row, data_pos
+//   writes   res: data, lens, nrows, data_bytes; ctx: next_row, data_pos
+//   returns  MIPO_DONE; MIPO_COPY_FULL: empty the output and call again; MIPO_NO_KERNEL for unlike shapes
+//
+// mipo_brep_decode_dydi: passes its arguments on to the host's brep_decode, and gives what that returns
+//
+// mipo_sum_vec_dydi: big-endian integers of one or two bytes added to a total
+//   reads    src: data, nrows (the row after the last), enc_ctx->width_index (7 or 15; of others nothing is added).
+//            ctx: next_row, the first row
+//   writes   res: data, a ub4, which wraps
+//   alias    the total may lie in the column: rows are read as it has left them
+//
+// mipo_lookup_and_compare_dydi: rows whose numbers in two columns compare
+//   reads    left, right: data, native ub4; left: nrows. left_map, right_map: data, what stands for a code. op: data,
+//   one
+//            byte, an operation of one constant. ctx: next_row, which shortens the rows and not where they begin
+//   writes   res: bv, ORed into what stands there, and nset
+//   null     the maps: codes are compared themselves
+//
+// mipo_prefix_sum_vec_dydi: offsets from lengths
+//   reads    src: data, nrows lengths, native ub4
+//   writes   res: data, nrows + 1 offsets, the first 0; they wrap
+//
 // All entries, from slot 15 on: ENTRY(result, name, arguments). Records that belong to families not built yet stand as
 // `void`.
 #define MIPO_ENTRIES(ENTRY)                                                                                            \
