@@ -176,7 +176,8 @@ private:
     mipo_vec result{};
     result.data = made.values.data();
     const Stopwatch stopwatch;
-    library_.arithmetic(made.key)(&result, &left, &right, nullptr);
+    const ub4 code = library_.arithmetic(made.key)(&result, &left, &right, nullptr);
+    host::throw_unless_answered(host::kernel_name(made.key), code);
     calculate_.add(stopwatch, rows.count(), rows.count());
   }
 

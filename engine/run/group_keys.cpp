@@ -80,7 +80,8 @@ void GroupKeys::fold() {
     codes.data = const_cast<ub4 *>(fold.codes->unpacked());
     codes.nrows = rows_.count();
     const Stopwatch stopwatch;
-    fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
+    const ub4 code = fold.kernel(&numbers, &codes, nullptr, &fold.ctx);
+    host::throw_unless_answered(calls_[component].name, code);
     calls_[component].add(stopwatch, rows_.count(), rows_.count());
   }
 }

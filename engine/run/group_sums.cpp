@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "mipo/host/return_codes.h"
+
 namespace mipo::engine {
 
 GroupSum::GroupSum(const host::Library &library, const std::string &condition)
@@ -22,7 +24,8 @@ void GroupSum::add(std::vector<sb8> &totals, const void *integers, ub4 bits, ub4
   acc.data = totals.data();
   const mipo_group_sum_options options{};
   const Stopwatch stopwatch;
-  kernel_(&acc, &values, groups != nullptr ? &groups : nullptr, &options, nullptr);
+  const ub4 code = kernel_(&acc, &values, groups != nullptr ? &groups : nullptr, &options, nullptr);
+  host::throw_unless_answered(profile_.name, code);
   profile_.add(stopwatch, count, count);
 }
 
