@@ -83,8 +83,10 @@ void report_faults() {
   for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE}) std::signal(signal, on_fault);
 }
 
-void running(const char *what, ub8 seed) {
-  std::snprintf(running_text, sizeof running_text, "%s (seed %llu)", what, static_cast<unsigned long long>(seed));
+const std::string &running(const std::string &what, ub8 seed) {
+  std::snprintf(running_text, sizeof running_text, "%s (seed %llu)", what.c_str(),
+                static_cast<unsigned long long>(seed));
+  return what;
 }
 
 } // namespace mipo::check

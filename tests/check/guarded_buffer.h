@@ -8,6 +8,9 @@
 
 #include <cstddef>
 
+#include <string>
+
+#include "check/random.h"
 #include "mipo/integers.h"
 
 namespace mipo::check {
@@ -40,9 +43,9 @@ private:
 };
 
 /// From now on, an access outside ends the process with a message that names what was running: the text that
-/// `running(...)` was given last.
+/// `running(...)` was given last, and gives back.
 void report_faults();
-void running(const char *what, ub8 seed = 0);
+const std::string &running(const std::string &what, ub8 seed = test_seed());
 
 } // namespace mipo::check
 

@@ -15,4 +15,7 @@ ub8 test_seed() {
   return seed;
 }
 
+Random::Random() : Random(test_seed()) {
+}
+
 } // namespace mipo::check

@@ -6,8 +6,10 @@
 
 namespace mipo::check {
 
+/// By itself, of the seed of the test run.
 class Random {
 public:
+  Random();
   explicit Random(ub8 seed) : state_(seed) {}
 
   ub8 next() {

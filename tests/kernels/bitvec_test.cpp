@@ -22,8 +22,6 @@ protected:
   using Entries = BitVectorEntries<Unit>;
   using Algebra = typename Entries::Algebra;
 
-  static void SetUpTestSuite() { report_faults(); }
-
   static std::vector<ub1> random_bytes(Random &random, std::size_t size) {
     std::vector<ub1> bytes(size);
     const ub8 kind = random.below(6);
@@ -45,7 +43,7 @@ protected:
     const reference::BitOperation *operation = reference::bit_operation(entry.name);
     ASSERT_NE(operation, nullptr) << entry.name << " has no model";
     const Combined expected = reference::combine(*operation, contents, length, sizeof(Unit));
-    running((level + " " + std::string(Entries::form) + entry.name).c_str(), length);
+    running(level + " " + std::string(Entries::form) + entry.name, length);
     const unsigned places = entry.has_result ? operation->sources + 1 : 1;
     for (unsigned place = 0; place < places; ++place)
       for (const bool counted : {true, false}) {
@@ -103,7 +101,7 @@ TYPED_TEST(BitVectors, OperationsAtEveryLengthAndPlace) {
       Form::of_bytes ? std::vector<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7} : std::vector<std::size_t>{0, 1, 8};
   for (const Level &level : levels()) {
     const Form entries(level);
-    Random random(test_seed());
+    Random random;
     for (const ub8 length : lengths)
       for (std::size_t round = 0; round <= shifts.size(); ++round) {
         std::vector<ub1> contents[3];
@@ -130,7 +128,7 @@ TYPED_TEST(BitVectors, LengthZeroTouchesNoVector) {
   const TypeParam *const sources[] = {nowhere, nowhere, nowhere};
   for (const Level &level : levels())
     for (const auto &entry : BitVectorEntries<TypeParam>(level).algebra) {
-      running((level.name + " " + entry.name + " of no bits").c_str());
+      running(level.name + " " + entry.name + " of no bits");
       ub4 count = 0xdeadbeef;
       entry.call(nowhere, &count, sources, 0);
       EXPECT_EQ(count, 0u) << level.name << " " << entry.name;
@@ -143,7 +141,7 @@ TYPED_TEST(BitVectors, CountsOfLongVectors) {
   using Form = BitVectorEntries<TypeParam>;
   for (const Level &level : levels()) {
     const Form entries(level);
-    Random random(test_seed());
+    Random random;
     for (const ub8 length : {8 * 255 * 32 - 1, 300'001, 2'097'152 + 65})
       for (const bool full : {true, false}) {
         const std::size_t bytes = Form::bytes_of(length);
@@ -180,7 +178,7 @@ TYPED_TEST(BitVectors, LengthsAboveFourBillion) {
       if (!entry.has_result) {
         const TypeParam *const sources[] = {static_cast<const TypeParam *>(mapping), nullptr, nullptr};
         ub4 count = 0;
-        running((level.name + " " + entry.name + " of more than 2^32 bits").c_str());
+        running(level.name + " " + entry.name + " of more than 2^32 bits");
         entry.call(nullptr, &count, sources, (ub8{1} << 32) + 12'345);
         EXPECT_EQ(count, 12'345 - 8 * pieces) << level.name;
       }
@@ -194,7 +192,7 @@ TYPED_TEST(BitVectors, RangesTouchTheirBytesAlone) {
   using Form = BitVectorEntries<TypeParam>;
   for (const Level &level : levels()) {
     const Form entries(level);
-    Random random(test_seed());
+    Random random;
     for (ub8 first = 0; first < 72; ++first)
       for (ub8 last = first; last < first + 200; last += last < first + 20 ? 1 : 1 + random.below(9)) {
         const ub8 skipped = first / 8, bytes = last / 8 - skipped + 1;
@@ -204,7 +202,7 @@ TYPED_TEST(BitVectors, RangesTouchTheirBytesAlone) {
         for (const bool value : {true, false}) {
           std::vector<ub1> expected = TestFixture::random_bytes(random, bytes);
           std::copy(expected.begin(), expected.end(), bits.data());
-          running((level.name + " range of " + std::string(Form::form)).c_str(), first * 1000 + last);
+          running(level.name + " range of " + std::string(Form::form), first * 1000 + last);
           (value ? entries.set_range : entries.clear_range)(vector, origin + first, origin + last);
           reference::fill_range(expected, first - 8 * skipped, last - 8 * skipped, value);
           ASSERT_TRUE(std::equal(expected.begin(), expected.end(), bits.data()) && bits.intact())

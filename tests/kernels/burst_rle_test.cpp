@@ -124,8 +124,8 @@ void expect_selected_rows(const ListedKernel &kernel, std::vector<ub4> lengths, 
   const RunForm form = form_of(kernel);
   for (ub4 &length : lengths) length = std::min(length, longest_run(form));
   for (const Level &level : levels()) {
-    const std::string what = kernel.name + " at level " + level.name + ", " + std::to_string(lengths.size()) + " runs";
-    running(what.c_str(), test_seed());
+    const std::string what =
+        running(kernel.name + " at level " + level.name + ", " + std::to_string(lengths.size()) + " runs");
     BurstCase in_memory(lengths, selected, form, random);
     ASSERT_EQ(in_memory.run(level.record->dispatch_table[kernel.key()]), "")
         << what << ", seed " << test_seed() << ", runs " << testing::PrintToString(lengths) << ", selected "
@@ -133,18 +133,10 @@ void expect_selected_rows(const ListedKernel &kernel, std::vector<ub4> lengths, 
   }
 }
 
-class BurstRleTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 constexpr ub4 telling_lengths[] = {0, 1, 2, 63, 64, 65, 127, 128, 129, 255, 256, 1000, 100000};
 
 // One selected run of each length after each bit of a word, the last one or with rows after it.
-TEST_F(BurstRleTest, RunsStartAndEndAtEveryBit) {
+TEST(BurstRleTest, RunsStartAndEndAtEveryBit) {
   for (const ListedKernel &kernel : built_bursts()) {
     Random random(test_seed() + kernel.key());
     for (const ub4 length : telling_lengths)
@@ -160,7 +152,7 @@ TEST_F(BurstRleTest, RunsStartAndEndAtEveryBit) {
 }
 
 // Enough runs that the lengths of many are summed up at once, around each count at which they may be.
-TEST_F(BurstRleTest, ManyRunsWithAnySelection) {
+TEST(BurstRleTest, ManyRunsWithAnySelection) {
   for (const ListedKernel &kernel : built_bursts()) {
     Random random(test_seed() + kernel.key());
     for (const std::size_t count : {0, 1, 2, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 257, 700})
@@ -180,7 +172,7 @@ TEST_F(BurstRleTest, ManyRunsWithAnySelection) {
   }
 }
 
-TEST_F(BurstRleTest, BugsOfTheHostFailAnAssertion) {
+TEST(BurstRleTest, BugsOfTheHostFailAnAssertion) {
   const auto escaped = [](const std::string &text) {
     std::string pattern;
     for (const char letter : text) pattern += std::string(letter == '(' || letter == ')' ? "\\" : "") + letter;
@@ -188,7 +180,7 @@ TEST_F(BurstRleTest, BugsOfTheHostFailAnAssertion) {
   };
   for (const ListedKernel &kernel : built_bursts())
     for (const Level &level : levels()) {
-      Random random(test_seed());
+      Random random;
       BurstCase in_memory({5, 70, 3}, {true, false, true}, form_of(kernel), random);
       const mipo_kernel built = level.record->dispatch_table[kernel.key()];
       const std::string report = "mipoc_arm64neon:[0-9]+: " + kernel.name + ": Assertion `";

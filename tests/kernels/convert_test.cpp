@@ -122,20 +122,11 @@ private:
   mipo_call_ctx ctx_;
 };
 
-class ConvertTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 void expect_conversion(const ConversionCall &call, const std::vector<ub1> &source, const std::vector<ub1> &total,
                        bool in_place, Random &random) {
   ConversionCase in_memory(call, source, total, in_place, random);
   for (const Level &level : levels()) {
-    const std::string what = described(call) + (in_place ? " in place" : "") + " at level " + level.name;
-    running(what.c_str(), test_seed());
+    const std::string what = running(described(call) + (in_place ? " in place" : "") + " at level " + level.name);
     ASSERT_EQ(in_memory.run(level), "") << what << ", seed " << test_seed();
   }
 }
@@ -157,8 +148,8 @@ void append(std::vector<ub1> &bytes, ub8 value, unsigned count, bool big_endian)
   for (unsigned i = 0; i < count; ++i) bytes.push_back(static_cast<ub1>(value >> 8 * (big_endian ? count - 1 - i : i)));
 }
 
-TEST_F(ConvertTest, EveryTypeAndDirection) {
-  Random random(test_seed());
+TEST(ConvertTest, EveryTypeAndDirection) {
+  Random random;
   for (const ub1 type : {1, 2, 7, 8})
     for (const bool native : {false, true})
       for (const ub4 rows : counts)
@@ -168,13 +159,12 @@ TEST_F(ConvertTest, EveryTypeAndDirection) {
           for (ub4 row = 0; row < rows; ++row)
             append(source, choose_pattern(call, random), mipo::reference::element_bytes(call), random.chance(50));
           expect_conversion(call, source, {}, repeat % 2 != 0, random);
-          if (HasFatalFailure()) return;
         }
 }
 
 // Once, and often enough that the result is longer than caches and may be stored past them.
-TEST_F(ConvertTest, EveryPatternOf16Bits) {
-  Random random(test_seed());
+TEST(ConvertTest, EveryPatternOf16Bits) {
+  Random random;
   for (const ub1 type : {7, 8})
     for (const bool native : {false, true})
       for (const ub4 rows : {65536, (16 << 20) + 77}) {
@@ -182,11 +172,10 @@ TEST_F(ConvertTest, EveryPatternOf16Bits) {
         std::vector<ub1> source;
         for (ub4 row = 0; row < rows; ++row) append(source, row, 2, !native);
         expect_conversion({type, 0, native, false, rows}, source, {}, random.chance(50), random);
-        if (HasFatalFailure()) return;
       }
 }
 
-TEST_F(ConvertTest, WhatIsOnDiskStaysReadable) {
+TEST(ConvertTest, WhatIsOnDiskStaysReadable) {
   const struct {
     ub1 type;
     ub8 number, stored, read_back;
@@ -239,8 +228,8 @@ ub8 choose_stored_number(ub1 type, bool with_specials, Random &random) {
   return random.chance(50) ? pattern + top : top - 1 - pattern;
 }
 
-TEST_F(ConvertTest, SumsOfNumbers) {
-  Random random(test_seed());
+TEST(ConvertTest, SumsOfNumbers) {
+  Random random;
   for (const ub1 type : {1, 2})
     for (const ub4 rows : counts)
       for (int repeat = 0; repeat < 6; ++repeat) {
@@ -255,12 +244,11 @@ TEST_F(ConvertTest, SumsOfNumbers) {
         const ub8 top = ub8{1} << (8 * bytes - 1);
         append(total, repeat == 1 ? top : choose_stored_number(type, false, random) % top, 8, false);
         expect_conversion(call, source, total, false, random);
-        if (HasFatalFailure()) return;
       }
 }
 
-TEST_F(ConvertTest, SumsOfIntegers) {
-  Random random(test_seed());
+TEST(ConvertTest, SumsOfIntegers) {
+  Random random;
   for (const ub4 bits : {8, 16, 32, 64, 0, 7, 12, 24, 40, 128, 256 + 8})
     for (const bool native : {false, true})
       for (const ub4 rows : counts) {
@@ -276,13 +264,12 @@ TEST_F(ConvertTest, SumsOfIntegers) {
                  bytes, true);
         append(total, random.next(), 8, false);
         expect_conversion(call, source, total, false, random);
-        if (HasFatalFailure()) return;
       }
 }
 
 // What is not served touches nothing; there is nothing to touch.
-TEST_F(ConvertTest, Refusals) {
-  Random random(test_seed());
+TEST(ConvertTest, Refusals) {
+  Random random;
   unsigned refused = 0;
   for (unsigned type = 0; type < 256; ++type)
     for (const bool native : {false, true})
@@ -291,13 +278,12 @@ TEST_F(ConvertTest, Refusals) {
         if (mipo::reference::convert({call.type, 32, native, sum, 0}, {}, std::vector<ub1>(8)).code != 24u) continue;
         ++refused;
         for (int repeat = 0; repeat < 3; ++repeat) expect_conversion(call, {}, {}, false, random);
-        if (HasFatalFailure()) return;
       }
   EXPECT_EQ(refused, 4 * (256 - 5) + 2 + 4u);
 }
 
-TEST_F(ConvertTest, ConvertingIntegersFailsAnAssertion) {
-  Random random(test_seed());
+TEST(ConvertTest, ConvertingIntegersFailsAnAssertion) {
+  Random random;
   for (const Level &level : levels())
     for (const bool native : {false, true})
       for (const ub4 rows : {0, 5})

@@ -146,14 +146,6 @@ std::vector<ub4> some_codes(std::size_t count, ub4 greatest, Random &random) {
   return codes;
 }
 
-class DecodeTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 // Calls until all rows are done, each time with an output of its own that has no byte to spare.
 template <class Out>
 std::string unpack_to_the_end(Walk &walk, mipo_kernel kernel, ub4 first, ub4 capacity, Random &random) {
@@ -200,7 +192,7 @@ std::string unpack_to_the_end(Walk &walk, mipo_kernel kernel, ub4 first, ub4 cap
   return "";
 }
 
-TEST_F(DecodeTest, CodesAreUnpackedUnderEverySelectionAndGoOnWhereTheyStopped) {
+TEST(DecodeTest, CodesAreUnpackedUnderEverySelectionAndGoOnWhereTheyStopped) {
   for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.operation != MIPO_OP_DECODE_UNPACK) continue;
     Random random(test_seed() + kernel.key());
@@ -225,8 +217,7 @@ TEST_F(DecodeTest, CodesAreUnpackedUnderEverySelectionAndGoOnWhereTheyStopped) {
                                   rows + 200};
         const ub4 capacity = capacities[random.below(std::size(capacities))];
         for (const Level &level : levels()) {
-          const std::string what = kernel.name + " at level " + level.name;
-          running(what.c_str(), test_seed());
+          const std::string what = running(kernel.name + " at level " + level.name);
           const mipo_kernel built = level.record->dispatch_table[kernel.key()];
           walk.start_anew();
           const auto drive = wide || kernel.bits() > 16 ? unpack_to_the_end<ub4>
@@ -291,7 +282,7 @@ struct SymbolOutput {
   GuardedBuffer addresses, lengths, indicators;
 };
 
-TEST_F(DecodeTest, RowsBecomeSymbols) {
+TEST(DecodeTest, RowsBecomeSymbols) {
   for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.operation != MIPO_OP_DECODE) continue;
     Random random(test_seed() + kernel.key());
@@ -311,8 +302,7 @@ TEST_F(DecodeTest, RowsBecomeSymbols) {
         const ub4 cleared = by_list ? rows : static_cast<ub4>(random.below(rows + 1));
         walk.ctx.ones_list_len = cleared;
         for (const Level &level : levels()) {
-          const std::string what = kernel.name + " at level " + level.name;
-          running(what.c_str(), test_seed());
+          const std::string what = running(kernel.name + " at level " + level.name);
           walk.start_anew();
           const SymbolOutput output(rows);
           mipo_vec res;
@@ -351,7 +341,7 @@ TEST_F(DecodeTest, RowsBecomeSymbols) {
   }
 }
 
-TEST_F(DecodeTest, CodesBecomeSymbols) {
+TEST(DecodeTest, CodesBecomeSymbols) {
   for (const ListedKernel &kernel : kernels_under_test()) {
     if (kernel.operation != MIPO_OP_DECODE_SYMBOL) continue;
     Random random(test_seed() + kernel.key());
@@ -383,8 +373,7 @@ TEST_F(DecodeTest, CodesBecomeSymbols) {
             bytes.push_back(reinterpret_cast<const ub1 *>(&code)[byte]);
         src.data = in_order ? nullptr : sources.keep(bytes);
         for (const Level &level : levels()) {
-          const std::string what = kernel.name + " at level " + level.name;
-          running(what.c_str(), test_seed());
+          const std::string what = running(kernel.name + " at level " + level.name);
           const SymbolOutput output(count);
           mipo_vec res;
           fill_with_noise(res, random);

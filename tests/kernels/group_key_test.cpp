@@ -220,14 +220,6 @@ private:
   const mipo_vec *descriptors_;
 };
 
-class GroupKeyTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 std::string describe(const ChosenColumns &chosen, bool multiply, const Level &level) {
   std::string text = std::to_string(chosen.rows) + " rows by " + (multiply ? "multiplying" : "shifting");
   for (std::size_t i = 0; i < chosen.columns.size(); ++i)
@@ -239,16 +231,15 @@ std::string describe(const ChosenColumns &chosen, bool multiply, const Level &le
 void expect_keys(const ChosenColumns &chosen, bool multiply, ub4 first, ub4 capacity, ub4 chunk, Random &random) {
   GroupKeyCase in_memory(chosen, multiply, random);
   for (const Level &level : levels()) {
-    const std::string what = describe(chosen, multiply, level);
-    running(what.c_str(), test_seed());
+    const std::string what = running(describe(chosen, multiply, level));
     ASSERT_EQ(in_memory.run_to_the_end(level, first, capacity, chunk), "")
         << what << ", seed " << test_seed() << ", first row " << first << ", capacity " << capacity << ", chunk "
         << chunk;
   }
 }
 
-TEST_F(GroupKeyTest, KeysOfManyColumns) {
-  Random random(test_seed());
+TEST(GroupKeyTest, KeysOfManyColumns) {
+  Random random;
   for (const bool multiply : {false, true})
     for (std::size_t count = 0; count <= 5; ++count)
       for (const ub4 rows : {0, 1, 2, 3, 4, 5, 7, 8, 9, 31, 33, 127, 128, 129, 1000})
@@ -258,12 +249,11 @@ TEST_F(GroupKeyTest, KeysOfManyColumns) {
           const auto capacity = static_cast<ub4>(random.chance(50) ? rows + 1 : 1 + random.below(rows + 1));
           const auto chunk = static_cast<ub4>(random.chance(50) ? rows + 1 : 1 + random.below(rows + 1));
           expect_keys(chosen, multiply, first, capacity, chunk, random);
-          if (HasFatalFailure()) return;
         }
 }
 
-TEST_F(GroupKeyTest, EveryWidthGivesItsCodes) {
-  Random random(test_seed());
+TEST(GroupKeyTest, EveryWidthGivesItsCodes) {
+  Random random;
   for (const unsigned bits : code_widths)
     for (const unsigned other : {1u, 8u, 15u}) {
       ChosenColumns chosen;
@@ -274,12 +264,11 @@ TEST_F(GroupKeyTest, EveryWidthGivesItsCodes) {
       if (key_range(chosen.columns, false).code != 0) chosen.columns.pop_back();
       choose_codes(chosen, random);
       expect_keys(chosen, false, 0, 77, static_cast<ub4>(1 + random.below(80)), random);
-      if (HasFatalFailure()) return;
     }
 }
 
-TEST_F(GroupKeyTest, EveryChunkAndEveryCapacity) {
-  Random random(test_seed());
+TEST(GroupKeyTest, EveryChunkAndEveryCapacity) {
+  Random random;
   constexpr ub4 rows = 37;
   for (const bool multiply : {false, true})
     for (std::size_t count = 1; count <= 5; ++count)
@@ -287,15 +276,13 @@ TEST_F(GroupKeyTest, EveryChunkAndEveryCapacity) {
         const ChosenColumns chosen = choose_columns(count, rows, multiply, random);
         const auto other = static_cast<ub4>(1 + random.below(rows + 2));
         expect_keys(chosen, multiply, static_cast<ub4>(random.below(4)), size, other, random);
-        if (HasFatalFailure()) return;
         if (size != 0) expect_keys(chosen, multiply, static_cast<ub4>(random.below(4)), other, size, random);
-        if (HasFatalFailure()) return;
       }
 }
 
 // Selected rows alone have keys; how far a call gets after the last of them is its own affair.
-TEST_F(GroupKeyTest, KeysOfSelectedRows) {
-  Random random(test_seed());
+TEST(GroupKeyTest, KeysOfSelectedRows) {
+  Random random;
   for (const bool multiply : {false, true})
     for (const int selection : {0, 1, 2}) // bits, bits one by one, a list
       for (std::size_t count = 1; count <= 3; ++count)
@@ -321,8 +308,8 @@ TEST_F(GroupKeyTest, KeysOfSelectedRows) {
             const auto capacity = static_cast<ub4>(random.chance(50) ? rows : 1 + random.below(rows));
             const auto chunk = static_cast<ub4>(random.chance(50) ? rows : 1 + random.below(rows));
             for (const Level &level : levels()) {
-              const std::string what = describe(chosen, multiply, level) + ", selection " + std::to_string(selection);
-              running(what.c_str(), test_seed());
+              const std::string what =
+                  running(describe(chosen, multiply, level) + ", selection " + std::to_string(selection));
               in_memory.ctx.next_row = 0;
               std::vector<ub4> keys;
               for (ub4 code = 19; code != 0;) {
@@ -341,8 +328,8 @@ TEST_F(GroupKeyTest, KeysOfSelectedRows) {
 }
 
 // Ranges up to the last number of 32 bits, and one beyond; a column without codes is told first.
-TEST_F(GroupKeyTest, RangesThatFitAndRangesThatDoNot) {
-  Random random(test_seed());
+TEST(GroupKeyTest, RangesThatFitAndRangesThatDoNot) {
+  Random random;
   const KeyColumn none = {8, 1, false}, wide = {32, 0xffffffff};
   const struct {
     std::vector<KeyColumn> columns;
@@ -384,14 +371,12 @@ TEST_F(GroupKeyTest, RangesThatFitAndRangesThatDoNot) {
     ASSERT_EQ(key_range(columns, multiply).code, code);
     if (code == 0) {
       expect_keys(chosen, multiply, 0, 20, 7, random);
-      if (HasFatalFailure()) return;
       continue;
     }
     GroupKeyCase in_memory(chosen, multiply, random);
     for (const Level &level : levels())
       for (const ub4 first : {0u, 3u, 20u, 21u}) {
-        const std::string what = describe(chosen, multiply, level);
-        running(what.c_str(), test_seed());
+        const std::string what = running(describe(chosen, multiply, level));
         in_memory.ctx.next_row = first;
         std::string wrong;
         EXPECT_EQ(in_memory.run(level, 20, 20, wrong).code, code) << what;

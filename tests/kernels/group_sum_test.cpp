@@ -66,14 +66,6 @@ void make_canonical(Bytes &accumulators, const SumCall &call) {
     make_canonical<double>(accumulators, first, call.record ? call.record->bytes : sizeof(double));
 }
 
-class GroupSumTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 void expect_sums(const SumCall &call, Random &random) {
   GuardedSources sources;
   GuardedBuffer nowhere(0);
@@ -105,11 +97,11 @@ void expect_sums(const SumCall &call, Random &random) {
   make_canonical(expected, call);
 
   for (const Level &level : levels()) {
-    const std::string what = "values of type " + std::to_string(call.num_type) + " (" + std::to_string(call.bits) +
-                             " bits), " + std::to_string(call.rows) + (call.keys ? " rows by group" : " rows in all") +
-                             (call.record ? ", records" : ", plain") + (call.native ? ", native" : ", sortable") +
-                             (call.big_endian ? ", big-endian" : ", little-endian") + " at level " + level.name;
-    running(what.c_str(), test_seed());
+    const std::string what =
+        running("values of type " + std::to_string(call.num_type) + " (" + std::to_string(call.bits) + " bits), " +
+                std::to_string(call.rows) + (call.keys ? " rows by group" : " rows in all") +
+                (call.record ? ", records" : ", plain") + (call.native ? ", native" : ", sortable") +
+                (call.big_endian ? ", big-endian" : ", little-endian") + " at level " + level.name);
     GuardedBuffer accumulators(call.before.size(), random.chance(50) ? Edge::start : Edge::end);
     if (!call.before.empty()) std::memcpy(accumulators.data(), call.before.data(), call.before.size());
     acc.data = accumulators.data();
@@ -218,8 +210,8 @@ SumCall choose_float_sum(ub4 rows, bool native, bool has_keys, bool has_records,
   return call;
 }
 
-TEST_F(GroupSumTest, FloatsAndDoubles) {
-  Random random(test_seed());
+TEST(GroupSumTest, FloatsAndDoubles) {
+  Random random;
   for (const ub4 rows : {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 64, 100, 1000})
     for (const bool native : {false, true})
       for (const bool has_keys : {false, true})
@@ -227,13 +219,12 @@ TEST_F(GroupSumTest, FloatsAndDoubles) {
           for (int repeat = 0; repeat < 6; ++repeat) {
             expect_sums(choose_float_sum<double>(rows, native, has_keys, has_records, random), random);
             if (has_records) expect_sums(choose_float_sum<float>(rows, native, has_keys, true, random), random);
-            if (HasFatalFailure()) return;
           }
 }
 
 // Zeros keep their signs through the stored form, where there is a sum to show it.
-TEST_F(GroupSumTest, NegativeZeroStaysNegative) {
-  Random random(test_seed());
+TEST(GroupSumTest, NegativeZeroStaysNegative) {
+  Random random;
   for (const bool native : {false, true}) {
     SumCall call;
     call.num_type = MIPO_NUM_DOUBLE;
@@ -277,8 +268,8 @@ SumCall choose_integer_sum(unsigned bits, ub4 rows, bool has_keys, int kind, Ran
   return call;
 }
 
-TEST_F(GroupSumTest, Integers) {
-  Random random(test_seed());
+TEST(GroupSumTest, Integers) {
+  Random random;
   for (const unsigned bits : {8, 16, 32, 64})
     for (const ub4 rows :
          {0, 1, 2, 3, 4, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 255, 256, 257, 1000})
@@ -286,25 +277,23 @@ TEST_F(GroupSumTest, Integers) {
         for (int kind = 0; kind < 4; ++kind)
           for (int repeat = 0; repeat < 2; ++repeat) {
             expect_sums(choose_integer_sum(bits, rows, has_keys, kind, random), random);
-            if (HasFatalFailure()) return;
           }
 }
 
 // So many extremes that a sum in lanes wraps, unless it is widened in time.
-TEST_F(GroupSumTest, LongTotalsDoNotWrap) {
-  Random random(test_seed());
+TEST(GroupSumTest, LongTotalsDoNotWrap) {
+  Random random;
   for (const unsigned bits : {8, 16, 32})
     for (const int kind : {1, 2})
       for (const ub4 rows : {5000, 600000}) {
         if (rows > 5000 && bits == 32) continue;
         expect_sums(choose_integer_sum(bits, rows, false, kind, random), random);
-        if (HasFatalFailure()) return;
       }
 }
 
 // Nothing is read of the values, nothing written.
-TEST_F(GroupSumTest, WhatIsNotServedIsRefused) {
-  Random random(test_seed());
+TEST(GroupSumTest, WhatIsNotServedIsRefused) {
+  Random random;
   GuardedBuffer nowhere(0);
   enum class Accumulators { without_context, plain, records, records_without_offsets };
   for (const Level &level : levels())
@@ -337,10 +326,9 @@ TEST_F(GroupSumTest, WhatIsNotServedIsRefused) {
             fill_with_noise(options, random);
             const ub4 *keys = reinterpret_cast<const ub4 *>(nowhere.data());
             const mipo_group_sum_offsets offsets = {0, 8};
-            const std::string what = "type " + std::to_string(num_type) + " of " + std::to_string(bits) +
-                                     " bits, accumulators " + std::to_string(static_cast<int>(accumulators)) +
-                                     (has_keys ? ", keys" : "") + " at level " + level.name;
-            running(what.c_str(), test_seed());
+            const std::string what = running("type " + std::to_string(num_type) + " of " + std::to_string(bits) +
+                                             " bits, accumulators " + std::to_string(static_cast<int>(accumulators)) +
+                                             (has_keys ? ", keys" : "") + " at level " + level.name);
             mipo_vec before[2];
             std::memcpy(before, vecs, sizeof vecs);
             ASSERT_EQ(level.record->mipo_gby_sum_dydi(&vecs[0], &vecs[1], has_keys ? &keys : nullptr, &options,

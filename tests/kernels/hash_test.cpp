@@ -142,7 +142,7 @@ private:
 
 TEST(HashTest, EveryRowIsAskedForOnceInOrder) {
   report_faults();
-  Random random(test_seed());
+  Random random;
   for (std::size_t form = 0; form <= std::size(forms); ++form)
     for (const ub4 rows : {0u, 1u, 2u, 33u, 300u})
       for (const Seeds kind : {Seeds::one, Seeds::per_row, Seeds::refused})
@@ -169,8 +169,7 @@ TEST(HashTest, EveryRowIsAskedForOnceInOrder) {
           for (std::size_t row = 0; row < expected.size(); ++row)
             expected[row].seed = kind == Seeds::per_row ? seed[row] : seed[0];
           for (const Level &level : levels()) {
-            const std::string what = "form " + std::to_string(form) + ", level " + level.name;
-            running(what.c_str(), test_seed());
+            const std::string what = running("form " + std::to_string(form) + ", level " + level.name);
             asked.clear();
             const GuardedBuffer hashes(rows * sizeof(ub8));
             res.data = hashes.data();

@@ -19,11 +19,6 @@ constexpr ub4 counts[] = {0,  1,  2,  3,  4,  5,   7,   8,   9,   15,  16,   17,
 
 class IntegerSweepsTest : public testing::Test {
 protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-
   struct Records {
     mipo_vec res, vecs[5];
     mipo_enc_ctx enc;
@@ -57,7 +52,7 @@ void add_up(const ub1 *elements, ub1 kind, ub4 from, ub4 rows, ub1 *cell) {
 
 TEST_F(IntegerSweepsTest, SumOfSmallIntegers) {
   for (const Level &level : levels()) {
-    Random random(test_seed());
+    Random random;
     for (const ub1 kind : {7, 15, 0, 6, 8, 14, 16, 21, 22, 7 + 32, 255})
       for (const ub4 rows : counts)
         for (const ub4 from : {ub4{0}, rows / 3, rows, rows + 3, ~ub4{0}}) {
@@ -80,9 +75,8 @@ TEST_F(IntegerSweepsTest, SumOfSmallIntegers) {
           ub4 cells[] = {total, total, total}, expected = total;
           res_.data = known ? &cells[1] : static_cast<void *>(nowhere_.data());
           const Records before = records_;
-          const std::string what = "sum of kind " + std::to_string(kind) + ", rows " + std::to_string(from) + " to " +
-                                   std::to_string(rows) + " at level " + level.name;
-          running(what.c_str(), test_seed());
+          const std::string what = running("sum of kind " + std::to_string(kind) + ", rows " + std::to_string(from) +
+                                           " to " + std::to_string(rows) + " at level " + level.name);
           for (const int call : {1, 2}) { // the second one adds to the first
             if (known) add_up(elements.data(), kind, from, rows, reinterpret_cast<ub1 *>(&expected));
             EXPECT_EQ(level.record->mipo_sum_vec_dydi(&res_, &vecs_[0], &ctx_), 0u) << what;
@@ -97,7 +91,7 @@ TEST_F(IntegerSweepsTest, SumOfSmallIntegers) {
 // The cell is up to date after each element: a cell amid the column is read as elements in its turn.
 TEST_F(IntegerSweepsTest, SumIntoItsOwnColumn) {
   for (const Level &level : levels()) {
-    Random random(test_seed());
+    Random random;
     for (const ub1 kind : {7, 15})
       for (const std::size_t cell : {0, 4, 32, 60, 192}) {
         alignas(ub8) ub1 column[256], expected[256];
@@ -121,7 +115,7 @@ TEST_F(IntegerSweepsTest, SumIntoItsOwnColumn) {
 
 TEST_F(IntegerSweepsTest, OffsetsOfLengths) {
   for (const Level &level : levels()) {
-    Random random(test_seed());
+    Random random;
     for (const ub4 rows : counts)
       for (const bool small : {true, false}) {
         std::vector<ub4> lengths(rows), expected = {0};
@@ -137,8 +131,7 @@ TEST_F(IntegerSweepsTest, OffsetsOfLengths) {
         if (rows != 0) vecs_[0].data = sources.keep(lengths);
         res_.data = offsets.data();
         const Records before = records_;
-        const std::string what = "offsets of " + std::to_string(rows) + " rows at level " + level.name;
-        running(what.c_str(), test_seed());
+        const std::string what = running("offsets of " + std::to_string(rows) + " rows at level " + level.name);
         EXPECT_EQ(level.record->mipo_prefix_sum_vec_dydi(&res_, &vecs_[0], random.next()), 0u);
         const auto *is = reinterpret_cast<const ub4 *>(offsets.data());
         ASSERT_EQ(std::vector<ub4>(is, is + rows + 1), expected) << what << ", seed " << test_seed();
@@ -163,7 +156,7 @@ TEST_F(IntegerSweepsTest, ComparisonOfTwoColumns) {
   enum { left, right, left_map, right_map, op };
   constexpr ub4 map_entries = 50;
   for (const Level &level : levels()) {
-    Random random(test_seed());
+    Random random;
     for (const ub1 comparison : {0, 1, 2, 3, 4, 5, 6, 7, 128, 255})
       for (const ub4 rows : counts)
         for (const unsigned maps : {0, 1, 2, 3}) {
@@ -201,10 +194,9 @@ TEST_F(IntegerSweepsTest, ComparisonOfTwoColumns) {
               ++expected.res.nset;
             }
 
-          const std::string what = "comparison " + std::to_string(comparison) + " of rows " + std::to_string(skipped) +
-                                   " to " + std::to_string(rows) + ", maps " + std::to_string(maps) + ", level " +
-                                   level.name;
-          running(what.c_str(), test_seed());
+          const std::string what =
+              running("comparison " + std::to_string(comparison) + " of rows " + std::to_string(skipped) + " to " +
+                      std::to_string(rows) + ", maps " + std::to_string(maps) + ", level " + level.name);
           EXPECT_EQ(level.record->mipo_lookup_and_compare_dydi(
                         &res_, &vecs_[left], &vecs_[right], (maps & 1) != 0 ? &vecs_[left_map] : nullptr,
                         (maps & 2) != 0 ? &vecs_[right_map] : nullptr, &vecs_[op], &ctx_),
@@ -229,7 +221,7 @@ TEST_F(IntegerSweepsTest, CodesWithTheTopBitInALongTable) {
   std::vector<ub4> codes(20, code), values(20, 77);
   ub1 equal = 0;
   for (const Level &level : levels()) {
-    Random random(test_seed());
+    Random random;
     start_anew(random);
     ub8 bits = 0;
     res_.bv = &bits;

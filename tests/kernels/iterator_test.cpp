@@ -40,15 +40,13 @@ class BitIterator : public ::testing::Test {
 protected:
   using Entries = BitVectorEntries<Unit>;
 
-  static void SetUpTestSuite() { report_faults(); }
-
   // Walks to the end, and three calls further: by steps, by batches, or by turns (`step_percent` of the calls are
   // steps). Batches have capacities out of `capacities`, in random order.
   void walk(const Level &level, const GuardedBuffer &vector, ub8 limit, ub4 mode, ub8 start,
             const std::vector<ub8> &expected, unsigned step_percent, const std::vector<ub8> &capacities) {
     const Entries entries(level);
     const auto step = (mode & 0xff) == clear_bits ? entries.next_clear : entries.next_set;
-    running((level.name + " walk of " + std::string(Entries::form)).c_str(), limit * 1000 + start);
+    running(level.name + " walk of " + std::string(Entries::form), limit * 1000 + start);
     mipo_lbiv_ictx it;
     std::memset(&it, 0xee, sizeof it);
     entries.begin(&it, reinterpret_cast<const Unit *>(vector.data()), limit, mode, start);

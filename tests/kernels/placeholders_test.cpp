@@ -19,7 +19,7 @@ TEST(Placeholders, AnswerZeroWithoutALookAtTheirArguments) {
     ASSERT_EQ(kernel.shape, Shape::placeholder) << kernel.name;
     ++count;
     for (const Level &level : levels()) {
-      running((kernel.name + " at level " + level.name).c_str());
+      running(kernel.name + " at level " + level.name);
       const mipo_kernel built = level.record->dispatch_table[kernel.key()];
       EXPECT_EQ(built.placeholder(address, address, address, address), 0u) << kernel.name << " at level " << level.name;
     }

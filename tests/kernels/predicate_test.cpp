@@ -35,8 +35,8 @@ void compare_kernel(const ListedKernel &kernel, const PredicateFamily &family, C
       const PredicateOutcome expected = family.model(call);
       PredicateCase in_memory(call, family.format_of(call.width), random);
       for (const Level &level : levels()) {
-        const std::string what = kernel.name + " at level " + level.name + ", " + std::to_string(rows) + " rows";
-        running(what.c_str(), test_seed());
+        const std::string what =
+            running(kernel.name + " at level " + level.name + ", " + std::to_string(rows) + " rows");
         const mipo_kernel built = level.record->dispatch_table[kernel.key()];
         in_memory.forget_decompressed();
         std::string wrong = in_memory.run(kernel.shape, built, expected);
@@ -61,15 +61,7 @@ bool has_a_test_of_its_own(Shape shape) {
          shape == Shape::arithmetic || shape == Shape::xlate;
 }
 
-class PredicateTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
-TEST_F(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
+TEST(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
   ASSERT_FALSE(kernels_under_test().empty());
   for (const ListedKernel &kernel : kernels_under_test()) {
     if (has_a_test_of_its_own(kernel.shape)) continue;
@@ -88,7 +80,7 @@ TEST_F(PredicateTest, EveryBuiltKernelDoesAsItsModel) {
   }
 }
 
-TEST_F(PredicateTest, ControlBytesWithAnInvalidLengthStandForZeros) {
+TEST(PredicateTest, ControlBytesWithAnInvalidLengthStandForZeros) {
   for (const ListedKernel &kernel : kernels_under_test()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr || family->model != dynamic_packed_predicate || kernel.bits() != 64) continue;
@@ -98,7 +90,7 @@ TEST_F(PredicateTest, ControlBytesWithAnInvalidLengthStandForZeros) {
 }
 
 // Codes of all their bits: the sets of the other tests end where few codes are in use.
-TEST_F(PredicateTest, SetsReachToTheGreatestCodes) {
+TEST(PredicateTest, SetsReachToTheGreatestCodes) {
   for (const ListedKernel &kernel : kernels_under_test()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr || !family->takes_set || kernel.bits() < 20) continue;
@@ -114,7 +106,7 @@ TEST_F(PredicateTest, SetsReachToTheGreatestCodes) {
     const PredicateOutcome expected = family->model(call);
     PredicateCase in_memory(call, family->format_of(call.width), random);
     for (const Level &level : levels()) {
-      running((kernel.name + " at level " + level.name).c_str(), test_seed());
+      running(kernel.name + " at level " + level.name);
       EXPECT_EQ(in_memory.run(kernel.shape, level.record->dispatch_table[kernel.key()], expected), "")
           << kernel.name << " at level " << level.name;
     }
@@ -122,7 +114,7 @@ TEST_F(PredicateTest, SetsReachToTheGreatestCodes) {
 }
 
 // The paths disagree over stray bits above a narrow constant: one ignores them, the other finds them in no row.
-TEST_F(PredicateTest, StrayBitsOfAConstantCountInTheSelectivePathOnly) {
+TEST(PredicateTest, StrayBitsOfAConstantCountInTheSelectivePathOnly) {
   for (const Level &level : levels())
     for (const unsigned width : {8u, 16u}) {
       const ListedKernel kernel{"", Shape::one_sided, MIPO_OP_EQ, MIPO_FAMILY_DICT, width - 1, MIPO_VARIANT_PLAIN};
@@ -166,9 +158,9 @@ bool comes_back(PredicateCase &in_memory, Shape shape, mipo_kernel kernel) {
 }
 
 // A host that does not come back from a callback can make the call again, and loses nothing.
-TEST_F(PredicateTest, HostMayLeaveACallbackAndCallAgain) {
+TEST(PredicateTest, HostMayLeaveACallbackAndCallAgain) {
   using Callback = TestHost::Callback;
-  Random random(test_seed());
+  Random random;
   for (const ListedKernel &kernel : kernels_under_test()) {
     const PredicateFamily *family = family_of(kernel);
     if (family == nullptr) continue;
@@ -187,10 +179,9 @@ TEST_F(PredicateTest, HostMayLeaveACallbackAndCallAgain) {
       for (const Level &level : levels())
         for (const auto way : {TestHost::Leave::by_jump, TestHost::Leave::by_exception})
           for (const auto callback : {Callback::alloc, Callback::decode, Callback::hostierr}) {
-            const std::string what = kernel.name + " at level " + level.name + " left from callback " +
-                                     std::to_string(static_cast<int>(callback)) +
-                                     (way == TestHost::Leave::by_jump ? " by a jump" : " by an exception");
-            running(what.c_str(), test_seed());
+            const std::string what = running(kernel.name + " at level " + level.name + " left from callback " +
+                                             std::to_string(static_cast<int>(callback)) +
+                                             (way == TestHost::Leave::by_jump ? " by a jump" : " by an exception"));
             const mipo_kernel built = level.record->dispatch_table[kernel.key()];
             PredicateCase in_memory(call, family->format_of(call.width), random);
             in_memory.host().leaves_from = callback;

@@ -135,14 +135,6 @@ std::string changed(std::string row, bool length_may_change, Random &random) {
   return row;
 }
 
-class StreamTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 void expect_comparison(const Rows &left_rows, const Rows &right_rows, const RowShape &shape, std::size_t width,
                        Random &random) {
   Stream left(left_rows, shape, width, random), right(right_rows, shape, width, random);
@@ -151,8 +143,7 @@ void expect_comparison(const Rows &left_rows, const Rows &right_rows, const RowS
   right.enc.bits = static_cast<ub4>(random.next());
   const EqualRows expected = compare_streams(left_rows, right_rows);
   for (const Level &level : levels()) {
-    const std::string what = std::string("comparison of ") + shape.name + " at level " + level.name;
-    running(what.c_str(), test_seed());
+    const std::string what = running(std::string("comparison of ") + shape.name + " at level " + level.name);
     GuardedBuffer words((left_rows.size() + 63) / 64 * sizeof(ub8), some_edge(random));
     mipo_vec res;
     fill_with_noise(res, random);
@@ -175,8 +166,8 @@ void expect_comparison(const Rows &left_rows, const Rows &right_rows, const RowS
   }
 }
 
-TEST_F(StreamTest, ComparisonFindsUnequalRows) {
-  Random random(test_seed());
+TEST(StreamTest, ComparisonFindsUnequalRows) {
+  Random random;
   for (const RowShape &shape : shapes)
     for (const std::size_t width : widths_of(shape))
       for (const std::size_t count : {0, 1, 2, 63, 64, 65, 127, 128, 129, 130, 256, 300})
@@ -190,13 +181,12 @@ TEST_F(StreamTest, ComparisonFindsUnequalRows) {
             if (kind == 0 ? false : kind == 1 ? true : kind < 6 ? row == only : random.chance(kind == 6 ? 3 : 50))
               right[row] = changed(right[row], shape.flag != MIPO_FIXED, random);
           expect_comparison(left, right, shape, width, random);
-          if (HasFatalFailure()) return;
         }
 }
 
 // Of unlike shapes, or of none that is served, nothing is read and nothing written.
-TEST_F(StreamTest, UnlikeShapesAreRefused) {
-  Random random(test_seed());
+TEST(StreamTest, UnlikeShapesAreRefused) {
+  Random random;
   GuardedBuffer nowhere(0);
   std::vector<ub4> flags = {0, MIPO_PACKED, MIPO_CODES};
   for (const RowShape &shape : shapes) flags.push_back(shape.flag);
@@ -204,8 +194,8 @@ TEST_F(StreamTest, UnlikeShapesAreRefused) {
     for (const ub4 first : flags)
       for (const ub4 second : flags) {
         if (first == second && (first & all_shape_flags) != 0) continue;
-        const std::string what = std::to_string(first) + " and " + std::to_string(second) + " at level " + level.name;
-        running(what.c_str(), test_seed());
+        const std::string what =
+            running(std::to_string(first) + " and " + std::to_string(second) + " at level " + level.name);
         mipo_vec vecs[3]; // the result and two sides, or the result and the source
         mipo_enc_ctx encs[3];
         mipo_call_ctx ctx;
@@ -335,8 +325,7 @@ private:
 void expect_copy(const SelectiveCopy &call, const RowShape &shape, std::size_t width, Random &random) {
   SelectiveCase in_memory(call, shape, width, random);
   for (const Level &level : levels()) {
-    const std::string what = std::string("copy of ") + shape.name + " at level " + level.name;
-    running(what.c_str(), test_seed());
+    const std::string what = running(std::string("copy of ") + shape.name + " at level " + level.name);
     ASSERT_EQ(in_memory.run_to_the_end(level), "")
         << what << ", seed " << test_seed() << ", " << call.selected.size() << " of " << call.rows.size() << " rows by "
         << (call.is_list ? "list" : "bits") << ", capacity " << call.row_capacity << " rows, "
@@ -359,8 +348,8 @@ SelectiveCopy choose_copy(std::size_t count, const RowShape &shape, std::size_t 
   return call;
 }
 
-TEST_F(StreamTest, CopyGoesOnFromEveryRowAndByte) {
-  Random random(test_seed());
+TEST(StreamTest, CopyGoesOnFromEveryRowAndByte) {
+  Random random;
   for (const RowShape &shape : shapes)
     for (const bool is_list : {false, true})
       for (const std::size_t width : widths_of(shape))
@@ -369,21 +358,19 @@ TEST_F(StreamTest, CopyGoesOnFromEveryRowAndByte) {
           SelectiveCopy part = whole;
           for (part.row_capacity = 0; part.row_capacity <= whole.selected.size() + 1; ++part.row_capacity) {
             expect_copy(part, shape, width, random);
-            if (HasFatalFailure()) return;
           }
           if (!shape.has_stream) continue;
           part.row_capacity = whole.row_capacity;
           for (part.byte_capacity = 0; *part.byte_capacity <= *whole.byte_capacity; ++*part.byte_capacity) {
             if (random.chance(20)) part.row_capacity = static_cast<ub4>(1 + random.below(5));
             expect_copy(part, shape, width, random);
-            if (HasFatalFailure()) return;
             part.row_capacity = whole.row_capacity;
           }
         }
 }
 
-TEST_F(StreamTest, CopyOfLongStreams) {
-  Random random(test_seed());
+TEST(StreamTest, CopyOfLongStreams) {
+  Random random;
   for (const RowShape &shape : shapes)
     for (const std::size_t width : widths_of(shape))
       for (const std::size_t count : {0, 1, 63, 64, 65, 128, 256, 300, 512})
@@ -392,13 +379,12 @@ TEST_F(StreamTest, CopyOfLongStreams) {
             SelectiveCopy call = choose_copy(count, shape, width, is_list, percent, random);
             if (random.chance(50)) call.row_capacity = static_cast<ub4>(1 + random.below(count + 1));
             expect_copy(call, shape, width, random);
-            if (HasFatalFailure()) return;
           }
 }
 
 // Rows that a walk over the stream has passed cannot be found again: the host is told, the walk goes on.
-TEST_F(StreamTest, DecreasingListEntriesAreReported) {
-  Random random(test_seed());
+TEST(StreamTest, DecreasingListEntriesAreReported) {
+  Random random;
   const std::string report =
       "hostierr(env, frame, \"mipo_selective found decreasing indices in ones_vec with LV or LV_SEP input\", 0)";
   const Rows rows = {"a", "bc", "", "def", "g", "hi", "jkl", "m", "no", "pqr"};
@@ -409,8 +395,7 @@ TEST_F(StreamTest, DecreasingListEntriesAreReported) {
   for (const RowShape &shape : {shapes[1], shapes[2]})
     for (const auto &[list, reports] : cases)
       for (const Level &level : levels()) {
-        const std::string what = std::string("list for ") + shape.name + " at level " + level.name;
-        running(what.c_str(), test_seed());
+        const std::string what = running(std::string("list for ") + shape.name + " at level " + level.name);
         Stream source(rows, shape, 0, random);
         GuardedBuffer data(200), lens(20);
         TestHost host;
@@ -477,8 +462,8 @@ PrefixStream choose_prefix_stream(std::size_t row_count, std::size_t groups, std
   return stream;
 }
 
-TEST_F(StreamTest, PrefixStreams) {
-  Random random(test_seed());
+TEST(StreamTest, PrefixStreams) {
+  Random random;
   GuardedBuffer nowhere(0);
   for (std::size_t width = 1; width <= 8; ++width)
     for (const std::size_t rows : {0, 1, 2, 15, 16, 17, 31, 32, 33, 48, 100, 161})
@@ -490,9 +475,8 @@ TEST_F(StreamTest, PrefixStreams) {
         const PrefixStream stream = choose_prefix_stream(rows, std::max(groups, needed), width, random);
         GuardedSources sources;
         for (const Level &level : levels()) {
-          const std::string what = std::to_string(rows) + " rows in " + std::to_string(groups) + " groups of width " +
-                                   std::to_string(width) + " at level " + level.name;
-          running(what.c_str(), test_seed());
+          const std::string what = running(std::to_string(rows) + " rows in " + std::to_string(groups) +
+                                           " groups of width " + std::to_string(width) + " at level " + level.name);
           mipo_vec res, src;
           mipo_enc_ctx enc;
           mipo_call_ctx ctx;
@@ -538,8 +522,8 @@ TEST_F(StreamTest, PrefixStreams) {
       }
 }
 
-TEST_F(StreamTest, PrefixStreamsOfOtherShapesAreRefused) {
-  Random random(test_seed());
+TEST(StreamTest, PrefixStreamsOfOtherShapesAreRefused) {
+  Random random;
   GuardedBuffer nowhere(0);
   const struct {
     ub2 group_rows, width;
@@ -559,7 +543,7 @@ TEST_F(StreamTest, PrefixStreamsOfOtherShapesAreRefused) {
       enc.prefix_bytes = group_rows;
       enc.prefix_width = width;
       const mipo_vec res_before = res;
-      running("refusal of a prefix stream", test_seed());
+      running("refusal of a prefix stream");
       EXPECT_EQ(level.record->mipo_prefix_decode_dydi(&res, &src, nullptr), code)
           << group_rows << " rows a group, width " << width << " at level " << level.name;
       EXPECT_TRUE(same(res, res_before));

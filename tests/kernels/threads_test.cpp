@@ -42,7 +42,7 @@ struct Shared {
   ub8 set[4] = {0x5a5a5a5a5a5a5a5a, 0x0123456789abcdef, 0, ~ub8{0}}; // 256 codes
 
   Shared() {
-    Random random(test_seed());
+    Random random;
     for (const ListedKernel &kernel : all_kernels())
       if (const PredicateFamily *family = family_of(kernel))
         operands[family].try_emplace(kernel.bits(), kernel, *family, random);

@@ -14,16 +14,8 @@ namespace {
 
 using namespace mipo::check;
 
-class TranslationArraysTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
-TEST_F(TranslationArraysTest, StepsOfKeysInPlace) {
-  Random random(test_seed());
+TEST(TranslationArraysTest, StepsOfKeysInPlace) {
+  Random random;
   std::vector<ub4> counts = {100, 255, 1000};
   for (ub4 count = 0; count <= 40; ++count) counts.push_back(count);
   for (const ub4 count : counts)
@@ -37,8 +29,7 @@ TEST_F(TranslationArraysTest, StepsOfKeysInPlace) {
           multiplied.push_back(static_cast<ub4>(ub8{keys[i]} * constant));
           shifted.push_back(static_cast<ub4>(ub8{multiplied[i]} << constant % 32));
         }
-        const std::string what = std::to_string(count) + " keys, constant " + std::to_string(constant);
-        running(what.c_str(), test_seed());
+        const std::string what = running(std::to_string(count) + " keys, constant " + std::to_string(constant));
         mipo_mul_ub4_const(keys, constant, count);
         ASSERT_EQ(std::vector<ub4>(keys, keys + count), multiplied) << what;
         mipo_shl_ub4_const(keys, constant % 32, count);
@@ -58,14 +49,13 @@ std::vector<ub1> cumulated(const std::vector<ub4> &lengths) {
   return bytes;
 }
 
-TEST_F(TranslationArraysTest, CumulativeLengths) {
-  Random random(test_seed());
+TEST(TranslationArraysTest, CumulativeLengths) {
+  Random random;
   for (const ub4 count : {0, 1, 2, 3, 7, 8, 9, 15, 16, 17, 64, 100, 70000})
     for (const int kind : {0, 1, 2}) // any lengths, the greatest alone, many zeros
       for (const ub4 spare : {0, 3})
         for (const Edge edge : {Edge::start, Edge::end}) {
-          const std::string what = std::to_string(count) + " lengths, kind " + std::to_string(kind);
-          running(what.c_str(), test_seed());
+          const std::string what = running(std::to_string(count) + " lengths, kind " + std::to_string(kind));
           std::vector<ub4> lengths[2]; // of bytes, of half words
           std::vector<ub1> bytes, half_words;
           for (ub4 i = 0; i < count; ++i) {
@@ -94,7 +84,7 @@ TEST_F(TranslationArraysTest, CumulativeLengths) {
         }
 }
 
-TEST_F(TranslationArraysTest, TooFewPlacesEndTheProcess) {
+TEST(TranslationArraysTest, TooFewPlacesEndTheProcess) {
   testing::FLAGS_gtest_death_test_style = "fast";
   const auto dies_in = [](const char *function) {
     return std::string("mipoc_arm64neon:[0-9]+: ") + function + ": Assertion `res_len >= \\(src_len \\+ 1\\)' failed";

@@ -247,14 +247,6 @@ void store_entry(ub1 *out, unsigned bits, ub4 row, ub4 entry) {
     std::memcpy(out + std::size_t{row} * bits / 8, &entry, bits / 8);
 }
 
-class TranslationTest : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    report_faults();
-    test_seed();
-  }
-};
-
 // What differs from the model, or an empty text.
 std::string difference(const Form &form, const ListedKernel &kernel, ub4 rows, Random &random) {
   const ub4 first_row = random.chance(50) ? 0 : static_cast<ub4>(random.below(rows + 2));
@@ -295,7 +287,7 @@ std::string difference(const Form &form, const ListedKernel &kernel, ub4 rows, R
   const unsigned out_bits = wide ? 32 : form.bits;
 
   for (const Level &level : levels()) {
-    running((kernel.name + " at level " + level.name).c_str(), test_seed());
+    running(kernel.name + " at level " + level.name);
     GuardedBuffer bits((rows + 63) / 64 * 8), ends(8, Edge::start);
     GuardedBuffer out(form.c2d ? (ub8{rows} * out_bits + 7) / 8 : 0);
     for (std::size_t i = 0; i < bits.size(); ++i) bits.data()[i] = static_cast<ub1>(random.next());
@@ -346,7 +338,7 @@ std::string difference(const Form &form, const ListedKernel &kernel, ub4 rows, R
   return "";
 }
 
-TEST_F(TranslationTest, EveryKernelDoesAsTheModel) {
+TEST(TranslationTest, EveryKernelDoesAsTheModel) {
   const std::vector<ListedKernel> kernels = translation_kernels(false);
   ASSERT_EQ(kernels.size(), 108u);
   for (const ListedKernel &kernel : kernels) {
@@ -359,7 +351,7 @@ TEST_F(TranslationTest, EveryKernelDoesAsTheModel) {
   }
 }
 
-TEST_F(TranslationTest, GroupKeysTakeEntriesTimesTheMultiplier) {
+TEST(TranslationTest, GroupKeysTakeEntriesTimesTheMultiplier) {
   const std::vector<ListedKernel> kernels = translation_kernels(true);
   ASSERT_EQ(kernels.size(), 4u);
   for (const ListedKernel &kernel : kernels) {
@@ -368,7 +360,7 @@ TEST_F(TranslationTest, GroupKeysTakeEntriesTimesTheMultiplier) {
     Random random(test_seed() + kernel.key());
     for (const ub4 rows : {1u, 2u, 7u, 64u, 333u})
       for (const Level &level : levels()) {
-        running(kernel.name.c_str(), test_seed());
+        running(kernel.name);
         std::vector<ub4> entries(1 + random.below(300)), row_codes(rows);
         for (ub4 &entry : entries) entry = static_cast<ub4>(random.next()) & form.absent();
         for (ub4 &code : row_codes) code = static_cast<ub4>(random.below(entries.size()));
