@@ -27,8 +27,7 @@ const PredicateFamily families[] = {
     {fixed, tz, byte_aligned_widths, "fixed", "_tz", &trailing_zero_values, fixed_trailing_zero_predicate},
     {dynp, plain, dynamic_packed_widths, "dynp", "", &dynamic_packed_values, dynamic_packed_predicate},
     {dynp, tz, dynamic_packed_widths, "dynp", "_tz", &counted_dynamic_packed_values, dynamic_packed_counted_predicate},
-    {dict, plain, widths_to_32, "dict", "", nullptr, set_predicate, true},
-};
+    {dict, plain, widths_to_32, "dict", "", nullptr, set_predicate, true}};
 
 } // namespace
 

@@ -110,8 +110,7 @@ TEST(QueryJoin, TheSameRowsGroupsAndTotals) {
            "ON destination = a.iata JOIN states s ON a.state = s.code WHERE word <> 'm1' GROUP BY s.region",
            "SELECT a.city, b.city FROM airports a JOIN airports b ON a.iata = b.iata WHERE a.state = 'HI'",
            "SELECT state, count(*), avg(delay) AS late" + from_airports +
-               "GROUP BY state HAVING count(*) > 100 AND state IN (SELECT code FROM states)",
-       }) {
+               "GROUP BY state HAVING count(*) > 100 AND state IN (SELECT code FROM states)"}) {
     engines().expect_same_result(sql);
   }
 }
@@ -123,37 +122,35 @@ TEST(QueryJoin, TheOrderOfJoinedValues) {
            "SELECT departure, delay, a.latitude, origin, distance, destination" + left_airports +
                "WHERE delay > 150 ORDER BY a.latitude NULLS LAST, departure, delay, distance, destination LIMIT 40",
            "SELECT city, count(*)" + left_airports + "GROUP BY city ORDER BY 2 DESC, city LIMIT 12 OFFSET 3",
-           "SELECT region, s.code, count(*)" + from_states + "GROUP BY region, s.code ORDER BY region, s.code",
-       })
+           "SELECT region, s.code, count(*)" + from_states + "GROUP BY region, s.code ORDER BY region, s.code"})
     engines().expect_same_result(sql, BothEngines::Order::told);
 }
 
 TEST(QueryJoin, SubSelectsAsSqlHasThem) {
-  for (const char *where : {
-           "origin IN (SELECT iata FROM airports WHERE state = 'CA')",
-           "origin NOT IN (SELECT iata FROM airports WHERE state = 'CA')",
-           "origin NOT IN (SELECT iata FROM airports WHERE state = 'CA') OR origin IS NULL",
-           "NOT origin NOT IN (SELECT iata FROM airports WHERE latitude > 40)",
-           "origin IN (SELECT iata FROM airports WHERE state = 'ZZ')",
-           "origin NOT IN (SELECT iata FROM airports WHERE state = 'ZZ')",
-           "NOT (origin IN (SELECT iata FROM airports WHERE state = 'ZZ'))",
-           "origin IN (SELECT iata FROM airports WHERE iata = 'SFO')",
-           "origin IN (SELECT destination FROM flights WHERE delay > 200)",
-           "origin NOT IN (SELECT destination FROM flights WHERE delay > 200)",
-           "origin NOT IN (SELECT destination FROM flights WHERE delay > 200 AND destination IS NOT NULL)",
-           "NOT (origin NOT IN (SELECT destination FROM flights WHERE destination IS NULL))",
-           "origin IN (SELECT origin FROM flights GROUP BY origin HAVING count(*) > 200)",
-           "origin IN (SELECT max(iata) FROM airports GROUP BY state)",
-           "origin IN (SELECT iata FROM airports WHERE state IN (SELECT code FROM states WHERE region = 'West'))",
-           "origin IN (SELECT iata FROM airports a JOIN states s ON a.state = s.code WHERE region = 'South')",
-           "origin IN (SELECT iata FROM airports ORDER BY latitude LIMIT 300)",
-           "origin IN (SELECT iata FROM airports WHERE state = 'CA') AND destination IN (SELECT iata FROM airports "
-           "WHERE state = 'TX') AND origin <> 'SFO'",
-           "origin IN (SELECT iata FROM airports WHERE state = 'CA') OR delay IN (SELECT minutes FROM minutes)",
-           "delay NOT IN (SELECT minutes FROM minutes WHERE word IS NULL) AND distance > 1000",
-           "distance IN (SELECT delay FROM flights)",
-           "departure IN (SELECT max(departure) FROM flights WHERE delay > 20 GROUP BY origin)",
-       })
+  for (const char *where :
+       {"origin IN (SELECT iata FROM airports WHERE state = 'CA')",
+        "origin NOT IN (SELECT iata FROM airports WHERE state = 'CA')",
+        "origin NOT IN (SELECT iata FROM airports WHERE state = 'CA') OR origin IS NULL",
+        "NOT origin NOT IN (SELECT iata FROM airports WHERE latitude > 40)",
+        "origin IN (SELECT iata FROM airports WHERE state = 'ZZ')",
+        "origin NOT IN (SELECT iata FROM airports WHERE state = 'ZZ')",
+        "NOT (origin IN (SELECT iata FROM airports WHERE state = 'ZZ'))",
+        "origin IN (SELECT iata FROM airports WHERE iata = 'SFO')",
+        "origin IN (SELECT destination FROM flights WHERE delay > 200)",
+        "origin NOT IN (SELECT destination FROM flights WHERE delay > 200)",
+        "origin NOT IN (SELECT destination FROM flights WHERE delay > 200 AND destination IS NOT NULL)",
+        "NOT (origin NOT IN (SELECT destination FROM flights WHERE destination IS NULL))",
+        "origin IN (SELECT origin FROM flights GROUP BY origin HAVING count(*) > 200)",
+        "origin IN (SELECT max(iata) FROM airports GROUP BY state)",
+        "origin IN (SELECT iata FROM airports WHERE state IN (SELECT code FROM states WHERE region = 'West'))",
+        "origin IN (SELECT iata FROM airports a JOIN states s ON a.state = s.code WHERE region = 'South')",
+        "origin IN (SELECT iata FROM airports ORDER BY latitude LIMIT 300)",
+        "origin IN (SELECT iata FROM airports WHERE state = 'CA') AND destination IN (SELECT iata FROM airports "
+        "WHERE state = 'TX') AND origin <> 'SFO'",
+        "origin IN (SELECT iata FROM airports WHERE state = 'CA') OR delay IN (SELECT minutes FROM minutes)",
+        "delay NOT IN (SELECT minutes FROM minutes WHERE word IS NULL) AND distance > 1000",
+        "distance IN (SELECT delay FROM flights)",
+        "departure IN (SELECT max(departure) FROM flights WHERE delay > 20 GROUP BY origin)"})
     engines().expect_same_result(
         fmt::format("SELECT count(*), sum(delay), min(departure) FROM flights WHERE {}", where));
   engines().expect_same_result(
@@ -186,8 +183,7 @@ TEST(QueryJoin, EveryEncodingOfTheKeys) {
              "WHERE city < 'L' AND word > 'm4'",
              "SELECT count(*), min(origin) FROM flights WHERE delay IN (SELECT minutes FROM minutes WHERE worth > "
              "3000) "
-             "AND origin NOT IN (SELECT iata FROM airports WHERE latitude > 35)",
-         })
+             "AND origin NOT IN (SELECT iata FROM airports WHERE latitude > 35)"})
       small.expect_same_result(sql);
     ASSERT_FALSE(HasFailure()) << texts << ' ' << numbers;
   }
@@ -199,8 +195,7 @@ TEST(QueryJoin, ManyRowsAndThreads) {
   for (const std::string &sql : std::vector<std::string>{
            "SELECT o.state, d.state, count(*), avg(delay), min(o.city)" + both_airports + "GROUP BY o.state, d.state",
            "SELECT count(*), sum(distance)" + from_states + "WHERE region <> 'West' AND delay > 0",
-           "SELECT departure, city" + from_airports + "WHERE delay > 200 AND state NOT IN (SELECT code FROM states)",
-       })
+           "SELECT departure, city" + from_airports + "WHERE delay > 200 AND state NOT IN (SELECT code FROM states)"})
     for (const unsigned threads : {1u, 3u}) many.expect_same_result(sql, BothEngines::Order::any, threads);
 }
 
@@ -263,8 +258,7 @@ TEST(QueryJoin, TranslationsTakeTheirKernels) {
       {"SELECT city" + from_airports + "LIMIT 5", "xlate_sim_ub1_c2d", "xlate_groupkey_ub1_c2d"},
       {"SELECT region" + from_states + "LIMIT 5", "xlate_sim_nib_c2d", "xlate_sim_ub1_c2d"},
       {"SELECT state, count(*)" + from_airports + "GROUP BY state", "xlate_groupkey_ub1_c2d", "groupkey_dydi"},
-      {"SELECT region, count(*)" + from_states + "GROUP BY region", "xlate_groupkey_nib_c2d", "xlate_sim_ub1_c2d"},
-  };
+      {"SELECT region, count(*)" + from_states + "GROUP BY region", "xlate_groupkey_nib_c2d", "xlate_sim_ub1_c2d"}};
   for (const auto &[sql, kernel, none] : cases) {
     const std::set<std::string> names = kernels_of(sql);
     EXPECT_TRUE(names.contains(kernel)) << sql << fmt::format("{}", fmt::join(names, " "));

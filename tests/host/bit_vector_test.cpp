@@ -38,17 +38,15 @@ TEST(BitVector, AlgebraAgreesWithOneBoolABit) {
     const char *name;
     Operation run;
     bool (*one)(bool, bool);
-  } operations[] = {
-      {"and", bit_and, [](bool a, bool b) { return a && b; }},
-      {"or", bit_or, [](bool a, bool b) { return a || b; }},
-      {"xor", bit_xor, [](bool a, bool b) { return a != b; }},
-      {"and not", bit_and_not, [](bool a, bool b) { return a && !b; }},
-      {"not",
-       [](const Library &opened, BitVector &result, const BitVector &a, const BitVector &) {
-         return bit_not(opened, result, a);
-       },
-       [](bool a, bool) { return !a; }},
-  };
+  } operations[] = {{"and", bit_and, [](bool a, bool b) { return a && b; }},
+                    {"or", bit_or, [](bool a, bool b) { return a || b; }},
+                    {"xor", bit_xor, [](bool a, bool b) { return a != b; }},
+                    {"and not", bit_and_not, [](bool a, bool b) { return a && !b; }},
+                    {"not",
+                     [](const Library &opened, BitVector &result, const BitVector &a, const BitVector &) {
+                       return bit_not(opened, result, a);
+                     },
+                     [](bool a, bool) { return !a; }}};
   for (const ub8 size : sizes)
     for (const auto &operation : operations) {
       const auto left = random_bits(size, 0.5, 1);

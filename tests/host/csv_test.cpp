@@ -79,24 +79,22 @@ TEST_F(Csv, ReadsWhatIsThere) {
   const struct {
     const char *bytes;
     const char *content;
-  } cases[] = {
-      {"a,b\n1,x\n2,y\n", "a|b/1|x/2|y"},
-      {"a,b\r\n1,x\r\n2,y", "a|b/1|x/2|y"},
-      {"a,b\r1,x\r2,y\r", "a|b/1|x/2|y"},
-      {"a,b\n", "a|b"},
-      {"a,b", "a|b"},
-      {"\xef\xbb\xbf"
-       "a\n1\n",
-       "a/1"},
-      {"a,b\n,\n\"\",x\n", "a|b/~|~/~|x"},
-      {"a,b\n1,\n2,", "a|b/1|~/2|~"},
-      {"\n\na,b\n\n1,x\r\n\r\n", "a|b/1|x"},
-      {"a\n\"x,y\"\n\"he said \"\"no\"\"\"\n\"two\nlines\"\n", "a/x,y/he said \"no\"/two\nlines"},
-      {"a,b\n x , y\n", "a|b/ x | y"},
-      {"\" a\",b b\n1,2\n", " a|b b/1|2"},
-      {"a\n\xc3\xa4\n\xf0\x9f\x9b\xab\n", "a/\xc3\xa4/\xf0\x9f\x9b\xab"},
-      {"d,t\n2001-01-05,1.5\n2001-01-05 10:00,2\n", "d|t/2001-01-05 00:00|1.5/2001-01-05 10:00|2.0"},
-  };
+  } cases[] = {{"a,b\n1,x\n2,y\n", "a|b/1|x/2|y"},
+               {"a,b\r\n1,x\r\n2,y", "a|b/1|x/2|y"},
+               {"a,b\r1,x\r2,y\r", "a|b/1|x/2|y"},
+               {"a,b\n", "a|b"},
+               {"a,b", "a|b"},
+               {"\xef\xbb\xbf"
+                "a\n1\n",
+                "a/1"},
+               {"a,b\n,\n\"\",x\n", "a|b/~|~/~|x"},
+               {"a,b\n1,\n2,", "a|b/1|~/2|~"},
+               {"\n\na,b\n\n1,x\r\n\r\n", "a|b/1|x"},
+               {"a\n\"x,y\"\n\"he said \"\"no\"\"\"\n\"two\nlines\"\n", "a/x,y/he said \"no\"/two\nlines"},
+               {"a,b\n x , y\n", "a|b/ x | y"},
+               {"\" a\",b b\n1,2\n", " a|b b/1|2"},
+               {"a\n\xc3\xa4\n\xf0\x9f\x9b\xab\n", "a/\xc3\xa4/\xf0\x9f\x9b\xab"},
+               {"d,t\n2001-01-05,1.5\n2001-01-05 10:00,2\n", "d|t/2001-01-05 00:00|1.5/2001-01-05 10:00|2.0"}};
   for (const auto &c : cases) EXPECT_EQ(outcome(c.bytes), c.content);
 }
 
@@ -189,8 +187,7 @@ TEST_F(Csv, SaysWhereAFileIsWrong) {
       {"a\n" + std::string(100, 'x') + "\n", integers, "t.csv: a type is given for column 'b', but the columns are a"},
       {"a,b\n" + std::string(100, 'x') + ",\n", integers,
        "t.csv:2: column 1 (a): 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...' is not a 64-bit "
-       "integer"},
-  };
+       "integer"}};
   for (const auto &c : cases) EXPECT_EQ(outcome(c.bytes, c.options), c.message);
 }
 
@@ -204,17 +201,15 @@ TEST_F(Csv, DelimitersAndNullsAreFoundOrTold) {
     std::string bytes;
     const CsvOptions &options;
     std::string columns;
-  } cases[] = {
-      {"a;b\n1,5;2\n", {}, "a|b/1,5|2"},
-      {"a\tb\n1\t2,3\n", {}, "a|b/1|2,3"},
-      {"a|b\n1|2\n", {}, "a|b/1|2"},
-      {"\"x;y\",b\n\"1;2\n;\",3\n", {}, "x;y|b/1;2\n;|3"}, // quoted ones do not count
-      {"a;b,c\n1;2,3\n4,5\n", {}, "a;b|c/1;2|3/4|5"},      // not all rows have a semicolon
-      {"a;b\n1;2\n", commas, "a;b/1;2"},
-      {"1,x\n\"2\n\",y\n", rows_alone, "c1|c2/1|x/2\n|y"},
-      {"7\n8", rows_alone, "c1/7/8"},
-      {"a,b\nN/A,x\n3,-\n", nulls, "a|b/~|x/3|~"},
-  };
+  } cases[] = {{"a;b\n1,5;2\n", {}, "a|b/1,5|2"},
+               {"a\tb\n1\t2,3\n", {}, "a|b/1|2,3"},
+               {"a|b\n1|2\n", {}, "a|b/1|2"},
+               {"\"x;y\",b\n\"1;2\n;\",3\n", {}, "x;y|b/1;2\n;|3"}, // quoted ones do not count
+               {"a;b,c\n1;2,3\n4,5\n", {}, "a;b|c/1;2|3/4|5"},      // not all rows have a semicolon
+               {"a;b\n1;2\n", commas, "a;b/1;2"},
+               {"1,x\n\"2\n\",y\n", rows_alone, "c1|c2/1|x/2\n|y"},
+               {"7\n8", rows_alone, "c1/7/8"},
+               {"a,b\nN/A,x\n3,-\n", nulls, "a|b/~|x/3|~"}};
   for (const auto &c : cases) EXPECT_EQ(outcome(c.bytes, c.options), c.columns) << c.bytes;
 }
 
@@ -225,14 +220,12 @@ TEST_F(Csv, SaysWhyAFileCannotBeRead) {
     const char *name;
     std::string bytes;
     const char *problem;
-  } cases[] = {
-      {"cut.csv.zst", compressed.substr(0, compressed.size() - 5), "ends in the middle of a compressed frame"},
-      {"text.csv.zst", text, "is named .zst, and is not compressed"},
-      {"cut.csv.gz", gzip(text).substr(0, 300), "ends in the middle of a compressed frame"},
-      {"tail.csv.gz", gzip(text) + "tail", "is not a sound gzip file"},
-      {"tail.csv.zst", compressed + "tail", "is not a sound zstd file"},
-      {"empty.csv.zst", "", "the file is empty"},
-  };
+  } cases[] = {{"cut.csv.zst", compressed.substr(0, compressed.size() - 5), "ends in the middle of a compressed frame"},
+               {"text.csv.zst", text, "is named .zst, and is not compressed"},
+               {"cut.csv.gz", gzip(text).substr(0, 300), "ends in the middle of a compressed frame"},
+               {"tail.csv.gz", gzip(text) + "tail", "is not a sound gzip file"},
+               {"tail.csv.zst", compressed + "tail", "is not a sound zstd file"},
+               {"empty.csv.zst", "", "the file is empty"}};
   for (const auto &c : cases) {
     try {
       read_csv(write(c.name, c.bytes));

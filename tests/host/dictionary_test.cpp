@@ -39,11 +39,11 @@ void expect_places(const Dictionary &dictionary, const std::vector<Place> &place
     const struct {
       Comparison comparison;
       std::pair<ub8, ub8> expected;
-    } cases[] = {
-        {Comparison::equal, interval(lower, upper)},         {Comparison::less, interval(first, lower)},
-        {Comparison::less_or_equal, interval(first, upper)}, {Comparison::greater_or_equal, interval(lower, end)},
-        {Comparison::greater, interval(upper, end)},
-    };
+    } cases[] = {{Comparison::equal, interval(lower, upper)},
+                 {Comparison::less, interval(first, lower)},
+                 {Comparison::less_or_equal, interval(first, upper)},
+                 {Comparison::greater_or_equal, interval(lower, end)},
+                 {Comparison::greater, interval(upper, end)}};
     for (const auto &c : cases) {
       const CodeInterval codes = dictionary.codes_where(c.comparison, place.literal);
       EXPECT_EQ(std::pair(codes.first, codes.last), c.expected)

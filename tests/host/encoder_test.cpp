@@ -49,8 +49,7 @@ TEST(Encoder, InfersTheNarrowestTypeThatLosesNothing) {
       {{"2001-01-05", "2001"}, "text", {"2001-01-05", "2001"}},
       {{" 1", "1"}, "text", {" 1", "1"}},
       {{"", "", ""}, "text", {"-", "-", "-"}},
-      {{}, "text", {}},
-  };
+      {{}, "text", {}}};
   for (const auto &c : cases) {
     ColumnEncoder encoder = encoder_of(c.fields);
     const EncodedColumn column = encoder.finish(encoder.inferred_kind());
@@ -96,16 +95,14 @@ TEST(Encoder, NamesTheFirstFieldThatDoesNotFit) {
     ValueKind kind;
     ub8 line; // 0: all fit
     const char *problem;
-  } cases[] = {
-      {{"1", "", "x", "1.5"}, ValueKind::integer, 4, "64-bit integer"},
-      {{"1", "9223372036854775808"}, ValueKind::integer, 3, "64-bit integer"},
-      {{"007", "+1"}, ValueKind::integer, 0, ""},
-      {{"1.5", "1,5"}, ValueKind::decimal, 3, "decimal number"},
-      {{"0.5", "999999999999999999"}, ValueKind::decimal, 3, "more than 18 digits with the 1 digits"},
-      {{"2001-01-05", "2001-02-30"}, ValueKind::date_time, 3, "date or timestamp"},
-      {{"a", "caf\xe9"}, ValueKind::text, 3, "UTF-8"},
-      {{"1", "caf\xe9"}, ValueKind::integer, 3, "UTF-8"},
-  };
+  } cases[] = {{{"1", "", "x", "1.5"}, ValueKind::integer, 4, "64-bit integer"},
+               {{"1", "9223372036854775808"}, ValueKind::integer, 3, "64-bit integer"},
+               {{"007", "+1"}, ValueKind::integer, 0, ""},
+               {{"1.5", "1,5"}, ValueKind::decimal, 3, "decimal number"},
+               {{"0.5", "999999999999999999"}, ValueKind::decimal, 3, "more than 18 digits with the 1 digits"},
+               {{"2001-01-05", "2001-02-30"}, ValueKind::date_time, 3, "date or timestamp"},
+               {{"a", "caf\xe9"}, ValueKind::text, 3, "UTF-8"},
+               {{"1", "caf\xe9"}, ValueKind::integer, 3, "UTF-8"}};
   for (const auto &c : cases) {
     ColumnEncoder encoder = encoder_of(c.fields);
     const auto bad = encoder.first_bad_field(c.kind);

@@ -92,8 +92,7 @@ const Shape shapes[] = {
        if (row / 50 % 5 == 4) return {};
        return (static_cast<std::int64_t>(row) / 300 - 1) * microseconds_a_day;
      }},
-    {"nothing", {ValueKind::integer}, [](auto &, std::size_t) -> std::optional<std::int64_t> { return {}; }},
-};
+    {"nothing", {ValueKind::integer}, [](auto &, std::size_t) -> std::optional<std::int64_t> { return {}; }}};
 
 Numbers make(const Shape &shape, std::size_t rows, std::mt19937 &random) {
   Numbers numbers;
@@ -330,8 +329,7 @@ TEST(Encoding, IsChosenFromTheData) {
       {"runs of few values", numbers(60000, [](auto row, auto) { return row / 20 % 100 * 1'000'000; }), "dict:7+runs8"},
       {"runs of small codes", numbers(6000, [](auto row, auto) { return row / 6 % 4; }), "dict:2"},
       {"no rows", {}, "dict:1"},
-      {"no values", numbers(1000, [](auto, auto) { return std::optional<std::int64_t>(); }), "dict:1+runs16"},
-  };
+      {"no values", numbers(1000, [](auto, auto) { return std::optional<std::int64_t>(); }), "dict:1+runs16"}};
   for (const auto &c : cases) {
     const Rows rows({ValueKind::integer}, c.numbers);
     const EncodedColumn column(rows.codes, *rows.dictionary);

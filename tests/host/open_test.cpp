@@ -150,12 +150,10 @@ TEST(Kernels, AreCheckedBeforeTheyAreCalled) {
     ub4 key;
     const char *name;
     const char *problem;
-  } cases[] = {
-      {eq8, "mipo_eq_dict_8bit", "does not have the kernel mipo_eq_dict_8bit (key 928)"},
-      {ge_le16, "mipo_ge_le_dict_16bit", "is a two-sided predicate, not a one-sided predicate"},
-      {18, "mipo_invalid_dispatch", "no kernel has this key"},
-      {MIPO_DISPATCH_TABLE_SLOTS, "mipo_invalid_dispatch", "no kernel has this key"},
-  };
+  } cases[] = {{eq8, "mipo_eq_dict_8bit", "does not have the kernel mipo_eq_dict_8bit (key 928)"},
+               {ge_le16, "mipo_ge_le_dict_16bit", "is a two-sided predicate, not a one-sided predicate"},
+               {18, "mipo_invalid_dispatch", "no kernel has this key"},
+               {MIPO_DISPATCH_TABLE_SLOTS, "mipo_invalid_dispatch", "no kernel has this key"}};
   for (const auto &c : cases) {
     try {
       library.one_sided(c.key);
@@ -191,15 +189,13 @@ TEST(Kernels, NamesAgreeWithKeys) {
     const char *name;
     const char *family;
     KernelShape shape;
-  } telling[] = {
-      {17, "mipo_xlate_sim_bit", "xlate sim", KernelShape::xlate},
-      {55, "mipo_minmax_dict_1bit", "dict", KernelShape::minmax},
-      {878, "mipo_burst_rle_8bit", "burst rle", KernelShape::burst},
-      {4128, "mipo_eq_dict_1bit_null", "dict null", KernelShape::one_sided},
-      {4243, "mipo_add_float_n_n_sum", "arithmetic sum", KernelShape::arithmetic},
-      {4337, "mipo_xlate_groupkey_nib_c2d", "xlate groupkey c2d", KernelShape::xlate},
-      {6985, "mipo_ge_le_dynp_64bit_tz", "dynp tz", KernelShape::two_sided},
-  };
+  } telling[] = {{17, "mipo_xlate_sim_bit", "xlate sim", KernelShape::xlate},
+                 {55, "mipo_minmax_dict_1bit", "dict", KernelShape::minmax},
+                 {878, "mipo_burst_rle_8bit", "burst rle", KernelShape::burst},
+                 {4128, "mipo_eq_dict_1bit_null", "dict null", KernelShape::one_sided},
+                 {4243, "mipo_add_float_n_n_sum", "arithmetic sum", KernelShape::arithmetic},
+                 {4337, "mipo_xlate_groupkey_nib_c2d", "xlate groupkey c2d", KernelShape::xlate},
+                 {6985, "mipo_ge_le_dynp_64bit_tz", "dynp tz", KernelShape::two_sided}};
   for (const auto &t : telling) {
     const KernelDescription *kernel = find_kernel(t.key);
     ASSERT_NE(kernel, nullptr) << t.name;

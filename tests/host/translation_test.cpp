@@ -57,15 +57,13 @@ TEST(TranslationTables, FindWhatTheyWereMadeOf) {
     ub4 greatest;
     TableMapping mapping;
     EntryWidth width;
-  } cases[] = {
-      {50, 0, 1, 14, TableMapping::simple, EntryWidth::nibble},
-      {50, 0, 2, 15, TableMapping::simple, EntryWidth::byte},
-      {300, 100, 1, 254, TableMapping::simple, EntryWidth::byte},
-      {300, 200, 1, 255, TableMapping::offset, EntryWidth::half},
-      {900, 800, 1, 65534, TableMapping::offset, EntryWidth::half},
-      {200000, 3, 70000, 65535, TableMapping::indirect, EntryWidth::word},
-      {200000, 9, 180000, 12, TableMapping::indirect, EntryWidth::nibble},
-  };
+  } cases[] = {{50, 0, 1, 14, TableMapping::simple, EntryWidth::nibble},
+               {50, 0, 2, 15, TableMapping::simple, EntryWidth::byte},
+               {300, 100, 1, 254, TableMapping::simple, EntryWidth::byte},
+               {300, 200, 1, 255, TableMapping::offset, EntryWidth::half},
+               {900, 800, 1, 65534, TableMapping::offset, EntryWidth::half},
+               {200000, 3, 70000, 65535, TableMapping::indirect, EntryWidth::word},
+               {200000, 9, 180000, 12, TableMapping::indirect, EntryWidth::nibble}};
   for (const auto &c : cases) {
     SCOPED_TRACE(c.codes);
     std::vector<ub4> entries(c.codes, no_entry);

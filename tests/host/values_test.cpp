@@ -18,22 +18,20 @@ TEST(Values, Integers) {
   const struct {
     const char *text;
     std::optional<std::int64_t> number;
-  } cases[] = {
-      {"0", 0},
-      {"-0", 0},
-      {"+12", 12},
-      {"007", 7},
-      {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
-      {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
-      {"9223372036854775808", {}},
-      {"", {}},
-      {"+", {}},
-      {"-", {}},
-      {"+-1", {}},
-      {"1 ", {}},
-      {"1.0", {}},
-      {"1e3", {}},
-  };
+  } cases[] = {{"0", 0},
+               {"-0", 0},
+               {"+12", 12},
+               {"007", 7},
+               {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
+               {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
+               {"9223372036854775808", {}},
+               {"", {}},
+               {"+", {}},
+               {"-", {}},
+               {"+-1", {}},
+               {"1 ", {}},
+               {"1.0", {}},
+               {"1e3", {}}};
   for (const auto &c : cases) EXPECT_EQ(parse_integer(c.text), c.number) << c.text;
 }
 
@@ -42,18 +40,16 @@ TEST(Values, Decimals) {
     const char *text;
     std::int64_t mantissa;
     int scale;
-  } good[] = {
-      {"10.50", 1050, 2},
-      {"-.5", -5, 1},
-      {"5.", 5, 0},
-      {"1.5e3", 1500, 0},
-      {"1.5e-3", 15, 4},
-      {"-0.000", 0, 3},
-      {"000000000000000000000000001.5", 15, 1},
-      {"999999999999999999", 999999999999999999, 0},
-      {"0.100000000000000000000000000", 1, 1},
-      {"0.123456789012345678", 123456789012345678, 18},
-  };
+  } good[] = {{"10.50", 1050, 2},
+              {"-.5", -5, 1},
+              {"5.", 5, 0},
+              {"1.5e3", 1500, 0},
+              {"1.5e-3", 15, 4},
+              {"-0.000", 0, 3},
+              {"000000000000000000000000001.5", 15, 1},
+              {"999999999999999999", 999999999999999999, 0},
+              {"0.100000000000000000000000000", 1, 1},
+              {"0.123456789012345678", 123456789012345678, 18}};
   for (const auto &c : good) {
     const auto decimal = parse_decimal(c.text);
     ASSERT_TRUE(decimal) << c.text;
@@ -73,15 +69,13 @@ TEST(Values, DatesAndTimes) {
     std::int64_t microseconds;
     TimePrecision precision;
     const char *printed;
-  } good[] = {
-      {"1970-01-01", 0, TimePrecision::day, "1970-01-01"},
-      {"1970-01-02 00:01", 86460000000, TimePrecision::minute, "1970-01-02 00:01"},
-      {"1969-12-31T23:59:59", -1000000, TimePrecision::second, "1969-12-31 23:59:59"},
-      {"1969-12-31 23:59:59.999999", -1, TimePrecision::fraction, "1969-12-31 23:59:59.999999"},
-      {"2000-02-29 12:00:00.5", 951825600500000, TimePrecision::fraction, "2000-02-29 12:00:00.5"},
-      {"0001-01-01", -62135596800000000, TimePrecision::day, "0001-01-01"},
-      {"9999-12-31 23:59:59", 253402300799000000, TimePrecision::second, "9999-12-31 23:59:59"},
-  };
+  } good[] = {{"1970-01-01", 0, TimePrecision::day, "1970-01-01"},
+              {"1970-01-02 00:01", 86460000000, TimePrecision::minute, "1970-01-02 00:01"},
+              {"1969-12-31T23:59:59", -1000000, TimePrecision::second, "1969-12-31 23:59:59"},
+              {"1969-12-31 23:59:59.999999", -1, TimePrecision::fraction, "1969-12-31 23:59:59.999999"},
+              {"2000-02-29 12:00:00.5", 951825600500000, TimePrecision::fraction, "2000-02-29 12:00:00.5"},
+              {"0001-01-01", -62135596800000000, TimePrecision::day, "0001-01-01"},
+              {"9999-12-31 23:59:59", 253402300799000000, TimePrecision::second, "9999-12-31 23:59:59"}};
   for (const auto &c : good) {
     const auto value = parse_date_time(c.text);
     ASSERT_TRUE(value) << c.text;
@@ -137,14 +131,12 @@ TEST(Values, TypeNames) {
   const struct {
     ValueType type;
     const char *name;
-  } cases[] = {
-      {{ValueKind::integer}, "integer"},
-      {{ValueKind::decimal, 2}, "decimal(2)"},
-      {{ValueKind::date_time, 0, TimePrecision::day}, "date"},
-      {{ValueKind::date_time, 0, TimePrecision::minute}, "timestamp(minute)"},
-      {{ValueKind::date_time, 3, TimePrecision::fraction}, "timestamp(3)"},
-      {{ValueKind::text}, "text"},
-  };
+  } cases[] = {{{ValueKind::integer}, "integer"},
+               {{ValueKind::decimal, 2}, "decimal(2)"},
+               {{ValueKind::date_time, 0, TimePrecision::day}, "date"},
+               {{ValueKind::date_time, 0, TimePrecision::minute}, "timestamp(minute)"},
+               {{ValueKind::date_time, 3, TimePrecision::fraction}, "timestamp(3)"},
+               {{ValueKind::text}, "text"}};
   for (const auto &c : cases) {
     EXPECT_EQ(type_name(c.type), c.name);
     EXPECT_EQ(kind_from_name(kind_name(c.type.kind)), c.type.kind);

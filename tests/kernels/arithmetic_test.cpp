@@ -312,20 +312,18 @@ TEST(ArithmeticTest, SumsRoundAtEachStep) {
     const char *kernel;
     std::vector<float> left, right;
     float total, expected;
-  } sums[] = {
-      {"mipo_add_float_n_n_sum", {big, 1, 1, 1}, {0, 0, 0, 0}, 1, big},  // kept in float
-      {"mipo_add_float_n_n_sum", {1, 1}, {0, 0}, big, big + 2},          // the running total comes last
-      {"mipo_mul_float_n_n_sum", {-0x1.000004p0F, odd}, {1, odd}, 0, 0}, // no product is fused
-      {"mipo_add_float_n_n_sum", {}, {}, 3, 3},
-      {"mipo_add_float_n_n_sum", {}, {}, -0.0F, 0}, // +0 + -0
-      {"mipo_sub_float_n_n_sum", {-0.0F}, {0}, -0.0F, 0},
-      {"mipo_sub_float_n_n_sum", {5, 1}, {7, 2}, 10, 7},
-      {"mipo_add_float_n_n_sum",
-       {std::numeric_limits<float>::max()},
-       {std::numeric_limits<float>::max()},
-       -1,
-       std::numeric_limits<float>::infinity()},
-  };
+  } sums[] = {{"mipo_add_float_n_n_sum", {big, 1, 1, 1}, {0, 0, 0, 0}, 1, big},  // kept in float
+              {"mipo_add_float_n_n_sum", {1, 1}, {0, 0}, big, big + 2},          // the running total comes last
+              {"mipo_mul_float_n_n_sum", {-0x1.000004p0F, odd}, {1, odd}, 0, 0}, // no product is fused
+              {"mipo_add_float_n_n_sum", {}, {}, 3, 3},
+              {"mipo_add_float_n_n_sum", {}, {}, -0.0F, 0}, // +0 + -0
+              {"mipo_sub_float_n_n_sum", {-0.0F}, {0}, -0.0F, 0},
+              {"mipo_sub_float_n_n_sum", {5, 1}, {7, 2}, 10, 7},
+              {"mipo_add_float_n_n_sum",
+               {std::numeric_limits<float>::max()},
+               {std::numeric_limits<float>::max()},
+               -1,
+               std::numeric_limits<float>::infinity()}};
   for (const auto &sum : sums)
     for (const ListedKernel &kernel : arithmetic_kernels()) {
       if (kernel.name != sum.kernel) continue;

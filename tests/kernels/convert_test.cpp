@@ -179,21 +179,19 @@ TEST(ConvertTest, WhatIsOnDiskStaysReadable) {
   const struct {
     ub1 type;
     ub8 number, stored, read_back;
-  } cases[] = {
-      {1, 0x3f800000, 0xbf800000, 0x3f800000}, // 1
-      {1, 0xbf800000, 0x407fffff, 0xbf800000}, // -1
-      {1, 0x80000000, 0x80000000, 0x00000000}, // -0
-      {1, 0xff800000, 0x007fffff, 0xff800000}, // -infinity
-      {1, 0x7f800001, 0xffc00000, 0x7fc00000}, // not a number
-      {1, 0xffffffff, 0xffc00000, 0x7fc00000},
-      {2, 0x7ff0000000000000, 0xfff0000000000000, 0x7ff0000000000000},
-      {2, 0xfff0000000000001, 0xfff8000000000000, 0x7ff8000000000000},
-      {7, 0x7c01, 0xfc01, 0x7c01}, // passes as a number
-      {7, 0x7e00, 0xfe00, 0x7e00},
-      {7, 0xfe01, 0xfe00, 0x7e00},
-      {8, 0x7f80, 0xff80, 0x7f80},
-      {8, 0xff81, 0xffc0, 0x7fc0},
-  };
+  } cases[] = {{1, 0x3f800000, 0xbf800000, 0x3f800000}, // 1
+               {1, 0xbf800000, 0x407fffff, 0xbf800000}, // -1
+               {1, 0x80000000, 0x80000000, 0x00000000}, // -0
+               {1, 0xff800000, 0x007fffff, 0xff800000}, // -infinity
+               {1, 0x7f800001, 0xffc00000, 0x7fc00000}, // not a number
+               {1, 0xffffffff, 0xffc00000, 0x7fc00000},
+               {2, 0x7ff0000000000000, 0xfff0000000000000, 0x7ff0000000000000},
+               {2, 0xfff0000000000001, 0xfff8000000000000, 0x7ff8000000000000},
+               {7, 0x7c01, 0xfc01, 0x7c01}, // passes as a number
+               {7, 0x7e00, 0xfe00, 0x7e00},
+               {7, 0xfe01, 0xfe00, 0x7e00},
+               {8, 0x7f80, 0xff80, 0x7f80},
+               {8, 0xff81, 0xffc0, 0x7fc0}};
   for (const Level &level : levels())
     for (const auto &pinned : cases) {
       const unsigned bytes = mipo::reference::element_bytes({pinned.type});

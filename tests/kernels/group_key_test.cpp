@@ -335,34 +335,32 @@ TEST(GroupKeyTest, RangesThatFitAndRangesThatDoNot) {
     std::vector<KeyColumn> columns;
     bool multiply;
     ub4 code;
-  } cases[] = {
-      {{wide}, false, 0},
-      {{wide}, true, 0},
-      {{{16, 65536}, {16, 65535}}, false, 0},
-      {{{16, 65536}, {16, 65536}}, false, 4},
-      {{{16, 65535}, {16, 65536}}, false, 0},
-      {{{17, 65537}, {16, 1}}, false, 4}, // the first column's last key, shifted, is beyond already
-      {{{17, 65537}, {16, 65535}}, true, 0},
-      {{{16, 65536}, {16, 65535}}, true, 0},
-      {{{16, 65536}, {17, 65536}}, true, 4},
-      {{{17, 65537}, {16, 65535}, {1, 1}}, true, 0},
-      {{{17, 65537}, {16, 65535}, {1, 2}}, true, 4},
-      {{{1, 1}, wide}, false, 0}, // keys that are all 0 so far stand any shift
-      {{{1, 2}, wide}, false, 4},
-      {{{1, 1}, wide, {1, 1}}, true, 0},
-      {{wide, wide}, true, 4},
-      {{wide, {1, 1}}, true, 0},
-      {{wide, {1, 1}}, false, 4},
-      {{none}, false, 2},
-      {{none}, true, 2},
-      {{{4, 9}, none}, false, 2},
-      {{{4, 9}, none}, true, 2},
-      {{wide, wide, none}, true, 4},
-      {{wide, wide, none}, false, 4},
-      {{none, wide, wide}, true, 2},
-      {{wide, {32, 0xffffffff, false}}, true, 2}, // no codes, and a range beyond: that of no codes
-      {{wide, {32, 0xffffffff, false}}, false, 2},
-  };
+  } cases[] = {{{wide}, false, 0},
+               {{wide}, true, 0},
+               {{{16, 65536}, {16, 65535}}, false, 0},
+               {{{16, 65536}, {16, 65536}}, false, 4},
+               {{{16, 65535}, {16, 65536}}, false, 0},
+               {{{17, 65537}, {16, 1}}, false, 4}, // the first column's last key, shifted, is beyond already
+               {{{17, 65537}, {16, 65535}}, true, 0},
+               {{{16, 65536}, {16, 65535}}, true, 0},
+               {{{16, 65536}, {17, 65536}}, true, 4},
+               {{{17, 65537}, {16, 65535}, {1, 1}}, true, 0},
+               {{{17, 65537}, {16, 65535}, {1, 2}}, true, 4},
+               {{{1, 1}, wide}, false, 0}, // keys that are all 0 so far stand any shift
+               {{{1, 2}, wide}, false, 4},
+               {{{1, 1}, wide, {1, 1}}, true, 0},
+               {{wide, wide}, true, 4},
+               {{wide, {1, 1}}, true, 0},
+               {{wide, {1, 1}}, false, 4},
+               {{none}, false, 2},
+               {{none}, true, 2},
+               {{{4, 9}, none}, false, 2},
+               {{{4, 9}, none}, true, 2},
+               {{wide, wide, none}, true, 4},
+               {{wide, wide, none}, false, 4},
+               {{none, wide, wide}, true, 2},
+               {{wide, {32, 0xffffffff, false}}, true, 2}, // no codes, and a range beyond: that of no codes
+               {{wide, {32, 0xffffffff, false}}, false, 2}};
   for (const auto &[columns, multiply, code] : cases) {
     ChosenColumns chosen;
     chosen.columns = columns;

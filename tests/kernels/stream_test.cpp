@@ -24,11 +24,11 @@ constexpr struct RowShape {
   bool has_stream; ///< a row's place follows from the lengths before it
   bool has_lens;
   bool has_addresses;
-} shapes[] = {
-    {"fixed", MIPO_FIXED, false, false, false}, {"lv", MIPO_LV, true, false, false},
-    {"lv_sep", MIPO_LV_SEP, true, true, false}, {"lp", MIPO_LP, false, false, true},
-    {"lp_sep", MIPO_LP_SEP, false, true, true},
-};
+} shapes[] = {{"fixed", MIPO_FIXED, false, false, false},
+              {"lv", MIPO_LV, true, false, false},
+              {"lv_sep", MIPO_LV_SEP, true, true, false},
+              {"lp", MIPO_LP, false, false, true},
+              {"lp_sep", MIPO_LP_SEP, false, true, true}};
 constexpr ub4 all_shape_flags = MIPO_FIXED | MIPO_LV | MIPO_LV_SEP | MIPO_LP | MIPO_LP_SEP;
 
 template <class T>

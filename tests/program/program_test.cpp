@@ -224,8 +224,7 @@ TEST(QueryProgram, ColumnFilesStandForTheFilesTheyAreMadeOf) {
       {{"verify", csv.c_str()}, ": is not a column file; mipo pack makes one of a CSV file"},
       {{"pack", csv.c_str(), csv.c_str()}, ": cannot be packed into itself"},
       {{"pack", csv.c_str(), "/nowhere/to.mipo"}, "/nowhere/to.mipo: its folder cannot be opened: No such file"},
-      {{"pack", "/nowhere/from.csv", packed.c_str()}, "/nowhere/from.csv: "},
-  };
+      {{"pack", "/nowhere/from.csv", packed.c_str()}, "/nowhere/from.csv: "}};
   for (const auto &[arguments, message] : refusals) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.code, 1) << message;
@@ -296,8 +295,7 @@ TEST(QueryProgram, ExitCodesAndMessages) {
       {{"query", "--table", "t=no/such.csv", "SELECT * FROM t"}, 1, "no/such.csv"},
       {{"query", "--table", table.c_str(), "SELECT * FROM t FOR UPDATE"}, 1, "mipo: query:1:17: FOR UPDATE"},
       {{"kernels", "frobnicate"}, 1, "mipo: no kernel's name matches \"frobnicate\""},
-      {{"query", "--table", table.c_str(), "SELECT count(*) FROM T LIMIT 0"}, 0, ""},
-  };
+      {{"query", "--table", table.c_str(), "SELECT count(*) FROM T LIMIT 0"}, 0, ""}};
   for (const Case &expected : cases) {
     const Outcome outcome = run(expected.arguments);
     std::string line;
@@ -392,8 +390,7 @@ TEST(QueryProgram, InputsComeFromAnywhereAndNothingIsLost) {
       {"$mipo query 'SELECT n FROM \"na.csv\" WHERE n > 5'", "--null 'N/A'", 1},
       {"$mipo query --null N/A 'SELECT sum(n), count(*) FROM \"na.csv\"'", "1250025055,50011"},
       {"printf 'a;b\\n1;2\\n' | $mipo describe --format table -", "parted by semicolon"},
-      {"$mipo describe --delimiter ab a.csv", "not one character", 2},
-  };
+      {"$mipo describe --delimiter ab a.csv", "not one character", 2}};
   for (const auto &c : cases) {
     std::string script = c.script;
     for (std::size_t at = 0; (at = script.find("query ", at)) != std::string::npos;)

@@ -3,17 +3,15 @@
 namespace mipo::reference {
 namespace {
 
-constexpr BitOperation operations[] = {
-    {"popcnt", 1, [](bool a, bool, bool) { return a; }},
-    {"not", 1, [](bool a, bool, bool) { return !a; }},
-    {"and", 2, [](bool a, bool b, bool) { return a && b; }},
-    {"or", 2, [](bool a, bool b, bool) { return a || b; }},
-    {"xor", 2, [](bool a, bool b, bool) { return a != b; }},
-    {"andnot", 2, [](bool a, bool b, bool) { return b && !a; }},
-    {"and3", 3, [](bool a, bool b, bool c) { return a && b && c; }},
-    {"or3", 3, [](bool a, bool b, bool c) { return a || b || c; }},
-    {"xor3", 3, [](bool a, bool b, bool c) { return (a + b + c) % 2 == 1; }},
-};
+constexpr BitOperation operations[] = {{"popcnt", 1, [](bool a, bool, bool) { return a; }},
+                                       {"not", 1, [](bool a, bool, bool) { return !a; }},
+                                       {"and", 2, [](bool a, bool b, bool) { return a && b; }},
+                                       {"or", 2, [](bool a, bool b, bool) { return a || b; }},
+                                       {"xor", 2, [](bool a, bool b, bool) { return a != b; }},
+                                       {"andnot", 2, [](bool a, bool b, bool) { return b && !a; }},
+                                       {"and3", 3, [](bool a, bool b, bool c) { return a && b && c; }},
+                                       {"or3", 3, [](bool a, bool b, bool c) { return a || b || c; }},
+                                       {"xor3", 3, [](bool a, bool b, bool c) { return (a + b + c) % 2 == 1; }}};
 
 bool bit_of(const std::vector<ub1> &bits, ub8 number) {
   return (bits[number / 8] >> number % 8 & 1) != 0;

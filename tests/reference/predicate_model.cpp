@@ -7,18 +7,16 @@ namespace {
 
 using V = const Value &;
 
-constexpr PredicateOperation operations[] = {
-    {"eq", "eq", false, [](V c, V k, V) { return c == k; }},
-    {"lt", "lt", false, [](V c, V k, V) { return c < k; }},
-    {"gt", "gt", false, [](V c, V k, V) { return c > k; }},
-    {"le", "le", false, [](V c, V k, V) { return c <= k; }},
-    {"ge", "ge", false, [](V c, V k, V) { return c >= k; }},
-    {"ne", "ne", false, [](V c, V k, V) { return c != k; }},
-    {"gt_lt", "gt", true, [](V c, V lo, V hi) { return lo < c && c < hi; }},
-    {"gt_le", "gt", true, [](V c, V lo, V hi) { return lo < c && c <= hi; }},
-    {"ge_lt", "ge", true, [](V c, V lo, V hi) { return lo <= c && c < hi; }},
-    {"ge_le", "ge", true, [](V c, V lo, V hi) { return lo <= c && c <= hi; }},
-};
+constexpr PredicateOperation operations[] = {{"eq", "eq", false, [](V c, V k, V) { return c == k; }},
+                                             {"lt", "lt", false, [](V c, V k, V) { return c < k; }},
+                                             {"gt", "gt", false, [](V c, V k, V) { return c > k; }},
+                                             {"le", "le", false, [](V c, V k, V) { return c <= k; }},
+                                             {"ge", "ge", false, [](V c, V k, V) { return c >= k; }},
+                                             {"ne", "ne", false, [](V c, V k, V) { return c != k; }},
+                                             {"gt_lt", "gt", true, [](V c, V lo, V hi) { return lo < c && c < hi; }},
+                                             {"gt_le", "gt", true, [](V c, V lo, V hi) { return lo < c && c <= hi; }},
+                                             {"ge_lt", "ge", true, [](V c, V lo, V hi) { return lo <= c && c < hi; }},
+                                             {"ge_le", "ge", true, [](V c, V lo, V hi) { return lo <= c && c <= hi; }}};
 
 constexpr ub4 set_operation_number = 13;
 constexpr PredicateOperation set_operation = {"set", "set", false, nullptr};
@@ -115,8 +113,7 @@ constexpr OneBitRules one_bit_rules[] = {
      [](bool b, ub8 lo, ub8 hi) {
        return (lo == 0 && hi == 0 && !b) || (lo == 0 && hi == 1) || (lo == 1 && hi == 1 && b);
      },
-     [](bool b, ub8 lo, ub8 hi) { return lo < 2 && hi == 1 && b; }},
-};
+     [](bool b, ub8 lo, ub8 hi) { return lo < 2 && hi == 1 && b; }}};
 
 OneBitRule one_bit_rule(const PredicateOperation &operation, bool null_aware) {
   for (const OneBitRules &rules : one_bit_rules)
