@@ -70,24 +70,6 @@ TEST(ValueStream, ReturnsWhatWasStored) {
   }
 }
 
-TEST(ValueStream, LiesAsKernelsReadIt) {
-  const Views values = {"ab", "", "c"};
-  const auto bytes = [](const void *data, std::size_t size) {
-    return std::string(static_cast<const char *>(data), size);
-  };
-  const ValueStream ahead({RowShape::lengths_ahead}, values);
-  EXPECT_EQ(bytes(ahead.vec().data, 9), std::string("\2\0ab\0\0\1\0c", 9));
-  EXPECT_EQ(ahead.stored_bytes(), 9u);
-  const ValueStream apart({RowShape::lengths_apart}, values);
-  EXPECT_EQ(bytes(apart.vec().data, 3), "abc");
-  EXPECT_EQ(bytes(apart.vec().lens, 6), std::string("\2\0\0\0\1\0", 6));
-  const ValueStream records({RowShape::addresses}, values);
-  EXPECT_EQ(bytes(static_cast<const char *>(records.vec().data) + 20, 2), std::string("\1\0", 2));
-  ub8 address;
-  std::memcpy(&address, static_cast<const char *>(records.vec().data) + 22, sizeof address);
-  EXPECT_EQ(bytes(reinterpret_cast<const void *>(address), 1), "c");
-}
-
 TEST(ValueStream, RefusesWhatDoesNotFit) {
   const std::string long_value(longest_stream_value + 1, 'x');
   for (const RowShape shape : row_shapes) {
@@ -112,36 +94,21 @@ TEST(ValueStream, RefusesWhatDoesNotFit) {
 
 TEST(ValueStream, ComparisonTellsEqualRows) {
   const Library library = Library::open();
-  for (const RowShape shape : row_shapes)
-    for (const std::size_t rows : {0, 1, 64, 300})
-      for (const unsigned changed_percent : {0, 5, 100}) {
-        const Strings left = random_strings(shape, rows, 1);
-        Strings right = left;
-        std::mt19937 random(2);
-        std::vector<bool> expected(rows, true);
-        for (std::size_t row = 0; row < rows; ++row)
-          if (random() % 100 < changed_percent) {
-            expected[row] = false;
-            if (shape == RowShape::fixed)
-              right[row].back() = static_cast<char>(~right[row].back());
-            else
-              right[row] += '\0';
-          }
-        BitVector equal(3);
-        const ub4 count = equal_rows(library, equal, ValueStream(form_of(shape), views_of(left)).vec(),
-                                     ValueStream(form_of(shape), views_of(right)).vec());
-        ASSERT_EQ(equal.size(), rows);
-        for (std::size_t row = 0; row < rows; ++row) ASSERT_EQ(equal.test(row), expected[row]) << row;
-        EXPECT_EQ(count, equal.count()) << "no bit above the rows is set";
-      }
+  const Strings left = random_strings(RowShape::lengths_apart, 300, 1);
+  Strings right = left;
+  for (std::size_t row = 0; row < right.size(); row += 7) right[row] += '\0';
+  const ValueStream left_stream({RowShape::lengths_apart}, views_of(left));
+  BitVector equal(3);
+  const ub4 count =
+      equal_rows(library, equal, left_stream.vec(), ValueStream(left_stream.form(), views_of(right)).vec());
+  for (std::size_t row = 0; row < right.size(); ++row) ASSERT_EQ(equal.test(row), row % 7 != 0) << row;
+  EXPECT_EQ(count, equal.count()) << "no bit above the rows is set";
+  EXPECT_EQ(equal_rows(library, equal, left_stream.vec(), left_stream.vec()), right.size());
   const Views values = {"12345"}, none, narrow = {"1"};
   const ValueStream stream(form_of(RowShape::fixed), values);
-  BitVector equal;
-  EXPECT_THROW(equal_rows(library, equal, stream.vec(), ValueStream({RowShape::addresses}, values).vec()),
-               ArgumentError);
-  EXPECT_THROW(equal_rows(library, equal, stream.vec(), ValueStream({RowShape::fixed, 1}, narrow).vec()),
-               ArgumentError);
-  EXPECT_THROW(equal_rows(library, equal, stream.vec(), ValueStream(stream.form(), none).vec()), ArgumentError);
+  for (const ValueStream &other : {ValueStream({RowShape::addresses}, values),
+                                   ValueStream({RowShape::fixed, 1}, narrow), ValueStream(stream.form(), none)})
+    EXPECT_THROW(equal_rows(library, equal, stream.vec(), other.vec()), ArgumentError);
 }
 
 // Every number of rows, and of bytes, that an output can have.
