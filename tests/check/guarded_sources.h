@@ -31,10 +31,16 @@ private:
 };
 
 /// Fields that a kernel has no business with are to hold noise.
-template <class Record>
-void fill_with_noise(Record &record, Random &random) {
-  auto *bytes = reinterpret_cast<ub1 *>(&record);
-  for (std::size_t i = 0; i < sizeof record; ++i) bytes[i] = static_cast<ub1>(random.next());
+template <class... Record>
+void fill_with_noise(Random &random, Record &...records) {
+  const auto fill = [&](ub1 *bytes, std::size_t size) {
+    while (size-- != 0) *bytes++ = static_cast<ub1>(random.next());
+  };
+  (fill(reinterpret_cast<ub1 *>(&records), sizeof records), ...);
+}
+
+inline Edge some_edge(Random &random) {
+  return random.chance(50) ? Edge::start : Edge::end;
 }
 
 template <class Record>

@@ -24,13 +24,7 @@ void tell_bits(mipo_enc_ctx &enc, unsigned bits) {
 
 PredicateCase::PredicateCase(const reference::PredicateCall &call, const ColumnFormat &format, Random &random)
     : has_ctx_(call.has_ctx), output_words_((call.rows.size() + 63) / 64) {
-  fill_with_noise(res_, random);
-  fill_with_noise(src_, random);
-  fill_with_noise(first_, random);
-  fill_with_noise(second_, random);
-  fill_with_noise(enc_, random);
-  fill_with_noise(constant_enc_, random);
-  fill_with_noise(ctx_, random);
+  fill_with_noise(random, res_, src_, first_, second_, enc_, constant_enc_, ctx_);
 
   // A selective call may not look at the rows after the last selected one: they do not exist in memory.
   std::vector<reference::Value> rows = call.rows;

@@ -174,7 +174,7 @@ private:
   void place_result(Place place, Random &random) {
     const std::size_t slack = place == Place::around_result ? most_apart * sizeof(T) : 0;
     const std::size_t bytes = sizeof(T) * results_ + slack;
-    const Edge edge = random.chance(50) ? Edge::start : Edge::end;
+    const Edge edge = some_edge(random);
     memory_ = std::make_unique<GuardedBuffer>(bytes, edge, sizeof(T) * random.below(9));
     for (std::size_t i = 0; i < bytes; ++i) memory_->data()[i] = static_cast<ub1>(random.next());
     if (slack != 0) result_at_ = sizeof(T) * random.below(most_apart + 1);
@@ -198,7 +198,7 @@ private:
       operand.data = memory_->data() + at;
       return;
     }
-    const Edge edge = random.chance(50) ? Edge::start : Edge::end;
+    const Edge edge = some_edge(random);
     const std::size_t shift = operand.sortable ? random.below(18) : sizeof(T) * random.below(5);
     buffers_.push_back(std::make_unique<GuardedBuffer>(stored.size(), edge, shift));
     GuardedBuffer &buffer = *buffers_.back();
@@ -216,8 +216,7 @@ private:
   }
 
   void write_records(Random &random) {
-    fill_with_noise(records_, random);
-    fill_with_noise(encodings_, random);
+    fill_with_noise(random, records_, encodings_);
     records_[0].data = memory_->data() + result_at_;
     records_[0].enc_ctx = reinterpret_cast<mipo_enc_ctx *>(nowhere_.data());
     const ArithmeticOperand *operands[] = {&left_, &right_};

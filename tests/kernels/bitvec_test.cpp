@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "check/bit_vector_entries.h"
+#include "check/guarded_sources.h"
 #include "check/guarded_buffer.h"
 #include "check/random.h"
 #include "reference/bit_vector_model.h"
@@ -196,7 +197,7 @@ TYPED_TEST(BitVectors, RangesTouchTheirBytesAlone) {
     for (ub8 first = 0; first < 72; ++first)
       for (ub8 last = first; last < first + 200; last += last < first + 20 ? 1 : 1 + random.below(9)) {
         const ub8 skipped = first / 8, bytes = last / 8 - skipped + 1;
-        const GuardedBuffer bits(bytes, random.chance(50) ? Edge::start : Edge::end);
+        const GuardedBuffer bits(bytes, some_edge(random));
         const ub8 origin = random.chance(30) ? ub8{1} << 32 : 0; // bit numbers have more than 32 bits
         auto *vector = reinterpret_cast<TypeParam *>(reinterpret_cast<uintptr_t>(bits.data()) - skipped - origin / 8);
         for (const bool value : {true, false}) {

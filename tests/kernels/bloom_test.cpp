@@ -20,8 +20,7 @@ constexpr ub4 none = 0xffffffff;
 class Filter {
 public:
   Filter(bool segmented, unsigned percent, Random &random) {
-    fill_with_noise(vec, random);
-    fill_with_noise(enc, random);
+    fill_with_noise(random, vec, enc);
     vec.enc_ctx = &enc;
     enc.bloom_two_level = segmented ? static_cast<ub1>(1 + random.below(255)) : 0;
     const ub4 mask_bits = static_cast<ub4>(random.below(15));
@@ -82,10 +81,7 @@ std::string difference(ub4 rows, Random &random) {
   mipo_vec column, res;
   mipo_enc_ctx enc;
   mipo_call_ctx ctx;
-  fill_with_noise(column, random);
-  fill_with_noise(res, random);
-  fill_with_noise(enc, random);
-  fill_with_noise(ctx, random);
+  fill_with_noise(random, column, res, enc, ctx);
   column.data = sources.keep(stored);
   column.nrows = rows;
   column.enc_ctx = &enc;

@@ -48,10 +48,7 @@ public:
     const std::vector<ub4> starts = run_starts(lengths);
     for (std::size_t run = 0; run < lengths.size(); ++run)
       last_rows_are_selected_ |= selected[run] && starts[run + 1] == rows_.size();
-    fill_with_noise(res_, random);
-    fill_with_noise(src_, random);
-    fill_with_noise(enc_, random);
-    fill_with_noise(aux_, random);
+    fill_with_noise(random, res_, src_, enc_, aux_);
     enc_.flags |= MIPO_RLE;
     enc_.run_count = static_cast<ub4>(lengths.size());
     enc_.run_lens = enc_.run_bv = nowhere_.words();

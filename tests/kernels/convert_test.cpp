@@ -46,7 +46,7 @@ public:
   ConversionCase(const ConversionCall &call, const std::vector<ub1> &source, const std::vector<ub1> &total,
                  bool in_place, Random &random)
       : call_(call), expected_(mipo::reference::convert(call, source, total)) {
-    const auto edge = [&] { return random.chance(50) ? Edge::start : Edge::end; };
+    const auto edge = [&] { return some_edge(random); };
     const std::size_t element = mipo::reference::element_bytes(call);
     // Stored bytes lie at any address.
     const auto shift = [&](bool native) { return native ? element * random.below(4) : random.below(9); };
@@ -65,10 +65,7 @@ public:
           std::make_unique<GuardedBuffer>(result_bytes_, edge(), call.sum ? 8 * random.below(2) : shift(!call.native));
     }
 
-    fill_with_noise(res_, random);
-    fill_with_noise(src_, random);
-    fill_with_noise(enc_, random);
-    fill_with_noise(ctx_, random);
+    fill_with_noise(random, res_, src_, enc_, ctx_);
     const bool reads = element != 0 && expected_.code == 0u;
     src_.data = reads ? column_->data() : nowhere_.data();
     res_.data = expected_.code == 0u ? destination().data() : nowhere_.data();

@@ -41,7 +41,7 @@ ub4 greatest_code(const ListedKernel &kernel) {
 class Walk {
 public:
   Walk(const ListedKernel &kernel, std::vector<ub4> codes, Random &random) : kernel_(kernel), codes_(std::move(codes)) {
-    for (auto fill : {&Walk::fill_src, &Walk::fill_enc, &Walk::fill_ctx}) (this->*fill)(random);
+    fill_with_noise(random, src, enc, ctx);
     std::vector<Value> values;
     for (const ub4 code : codes_) values.push_back({code});
     const std::vector<ub1> bytes = code_format(kernel.bits()).column(values, kernel.bits()).data;
@@ -127,10 +127,6 @@ public:
   mipo_call_ctx ctx;
 
 private:
-  void fill_src(Random &random) { fill_with_noise(src, random); }
-  void fill_enc(Random &random) { fill_with_noise(enc, random); }
-  void fill_ctx(Random &random) { fill_with_noise(ctx, random); }
-
   const ListedKernel &kernel_;
   std::vector<ub4> codes_, selected_;
   Compression compression_;
@@ -159,7 +155,7 @@ std::string unpack_to_the_end(Walk &walk, mipo_kernel kernel, ub4 first, ub4 cap
     const Unpacked expected = unpack(walk.codes(), walk.selected(), next_row, capacity);
     GuardedBuffer output(capacity * sizeof(Out), random.chance(70) ? Edge::end : Edge::start, 0, 0xa5);
     mipo_vec res;
-    fill_with_noise(res, random);
+    fill_with_noise(random, res);
     res.data = output.data();
     res.nrows = capacity;
     mipo_vec res_after = res;
@@ -306,7 +302,7 @@ TEST(DecodeTest, RowsBecomeSymbols) {
           walk.start_anew();
           const SymbolOutput output(rows);
           mipo_vec res;
-          fill_with_noise(res, random);
+          fill_with_noise(random, res);
           output.attach(res);
           mipo_vec res_after = res;
           mipo_call_ctx ctx_after = walk.ctx;
@@ -351,9 +347,7 @@ TEST(DecodeTest, CodesBecomeSymbols) {
         mipo_vec src;
         mipo_enc_ctx enc;
         mipo_call_ctx ctx;
-        fill_with_noise(src, random);
-        fill_with_noise(enc, random);
-        fill_with_noise(ctx, random);
+        fill_with_noise(random, src, enc, ctx);
         src.enc_ctx = &enc;
         src.nrows = count;
         GuardedSources sources;
@@ -376,7 +370,7 @@ TEST(DecodeTest, CodesBecomeSymbols) {
           const std::string what = running(kernel.name + " at level " + level.name);
           const SymbolOutput output(count);
           mipo_vec res;
-          fill_with_noise(res, random);
+          fill_with_noise(random, res);
           output.attach(res);
           if (without_indicators) res.inds = nullptr;
           mipo_vec res_after = res;

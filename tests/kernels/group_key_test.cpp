@@ -79,7 +79,7 @@ public:
     compression_.decode_fails = random.chance(30);
     for (std::size_t i = 0; i < chosen.columns.size(); ++i) place(i);
     descriptors_ = sources_.keep(placed_);
-    fill_with_noise(ctx, random);
+    fill_with_noise(random, ctx);
     ctx.host = host_.ctx();
     ctx.ones_vec = nullptr;
     ctx.ones_list = nullptr;
@@ -94,14 +94,13 @@ public:
 
   // One call with room for `capacity` keys, `chunk` at a time. What was changed without reason goes to `wrong`.
   Result run(const Level &level, ub4 capacity, ub4 chunk, std::string &wrong) {
-    const Edge edge = random_.chance(50) ? Edge::start : Edge::end;
+    const Edge edge = some_edge(random_);
     const bool needs_temp = chosen_.columns.size() > 1;
     GuardedBuffer keys(capacity * sizeof(ub4), edge), codes(needs_temp ? chunk * sizeof(ub4) : 0, edge);
     GuardedBuffer range_memory(sizeof(mipo_group_range), edge);
     auto *range = reinterpret_cast<mipo_group_range *>(range_memory.data());
     mipo_vec out, temp;
-    fill_with_noise(out, random_);
-    fill_with_noise(temp, random_);
+    fill_with_noise(random_, out, temp);
     out.data = keys.data();
     out.nrows = capacity;
     temp.data = codes.data();
@@ -177,8 +176,7 @@ private:
     const KeyColumn &column = chosen_.columns[i];
     mipo_vec &vec = placed_.emplace_back();
     mipo_enc_ctx &enc = encodings_.emplace_back();
-    fill_with_noise(vec, random_);
-    fill_with_noise(enc, random_);
+    fill_with_noise(random_, vec, enc);
     vec.enc_ctx = &enc;
     vec.nrows = chosen_.rows;
     vec.bv = nowhere_.words();

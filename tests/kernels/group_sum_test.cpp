@@ -71,11 +71,8 @@ void expect_sums(const SumCall &call, Random &random) {
   GuardedBuffer nowhere(0);
   mipo_vec values, acc;
   mipo_enc_ctx value_enc, acc_enc;
-  fill_with_noise(values, random);
-  fill_with_noise(acc, random);
-  fill_with_noise(value_enc, random);
-  fill_with_noise(acc_enc, random);
-  values.data = sources.keep(call.values, random.chance(50) ? Edge::start : Edge::end);
+  fill_with_noise(random, values, acc, value_enc, acc_enc);
+  values.data = sources.keep(call.values, some_edge(random));
   values.nrows = call.rows;
   values.enc_ctx = &value_enc;
   value_enc.num_type = call.num_type;
@@ -85,10 +82,10 @@ void expect_sums(const SumCall &call, Random &random) {
   if (call.record) acc_enc.bits = static_cast<ub4>(8 * call.record->bytes - random.below(8));
   acc.enc_ctx = call.record || random.chance(50) ? &acc_enc : nullptr;
   mipo_group_sum_options options;
-  fill_with_noise(options, random);
+  fill_with_noise(random, options);
   options.flags =
       call.big_endian ? options.flags | MIPO_GROUP_SUM_BIG_ENDIAN : options.flags & ~ub8{MIPO_GROUP_SUM_BIG_ENDIAN};
-  const ub4 *keys = call.keys ? sources.keep(*call.keys, random.chance(50) ? Edge::start : Edge::end) : nullptr;
+  const ub4 *keys = call.keys ? sources.keep(*call.keys, some_edge(random)) : nullptr;
   const ub4 **key_cell = sources.keep(std::vector<const ub4 *>{keys});
   const auto *option_cell = sources.keep(std::vector<mipo_group_sum_options>{options});
   const auto *offsets = reinterpret_cast<const mipo_group_sum_offsets *>(nowhere.data());
@@ -102,7 +99,7 @@ void expect_sums(const SumCall &call, Random &random) {
                 std::to_string(call.rows) + (call.keys ? " rows by group" : " rows in all") +
                 (call.record ? ", records" : ", plain") + (call.native ? ", native" : ", sortable") +
                 (call.big_endian ? ", big-endian" : ", little-endian") + " at level " + level.name);
-    GuardedBuffer accumulators(call.before.size(), random.chance(50) ? Edge::start : Edge::end);
+    GuardedBuffer accumulators(call.before.size(), some_edge(random));
     if (!call.before.empty()) std::memcpy(accumulators.data(), call.before.data(), call.before.size());
     acc.data = accumulators.data();
     const mipo_vec acc_before = acc, values_before = values;
@@ -310,8 +307,7 @@ TEST(GroupSumTest, WhatIsNotServedIsRefused) {
             if (is_served) continue;
             mipo_vec vecs[2];
             mipo_enc_ctx encs[2];
-            fill_with_noise(vecs, random);
-            fill_with_noise(encs, random);
+            fill_with_noise(random, vecs, encs);
             for (mipo_vec &vec : vecs) {
               vec.data = nowhere.data();
               if (random.chance(20)) vec.nrows = 0;
@@ -323,7 +319,7 @@ TEST(GroupSumTest, WhatIsNotServedIsRefused) {
             encs[1].num_type = static_cast<ub1>(num_type);
             encs[1].bits = bits;
             mipo_group_sum_options options;
-            fill_with_noise(options, random);
+            fill_with_noise(random, options);
             const ub4 *keys = reinterpret_cast<const ub4 *>(nowhere.data());
             const mipo_group_sum_offsets offsets = {0, 8};
             const std::string what = running("type " + std::to_string(num_type) + " of " + std::to_string(bits) +

@@ -38,8 +38,7 @@ constexpr ub4 forms[] = {MIPO_FIXED, MIPO_PACKED, MIPO_CODES, MIPO_LV_SEP, MIPO_
 class HashedColumn {
 public:
   HashedColumn(std::size_t form, ub4 rows, Random &random) {
-    fill_with_noise(vec, random);
-    fill_with_noise(enc, random);
+    fill_with_noise(random, vec, enc);
     vec.enc_ctx = &enc;
     vec.nrows = rows;
     for (const ub4 flag : forms) enc.flags &= ~flag;
@@ -154,9 +153,7 @@ TEST(HashTest, EveryRowIsAskedForOnceInOrder) {
           mipo_vec seeds, res;
           mipo_enc_ctx seed_enc;
           GuardedSources sources;
-          fill_with_noise(seeds, random);
-          fill_with_noise(seed_enc, random);
-          fill_with_noise(res, random);
+          fill_with_noise(random, seeds, seed_enc, res);
           std::vector<ub8> seed(kind == Seeds::per_row ? rows : 1);
           for (ub8 &each : seed) each = random.next();
           seeds.data = sources.keep(seed);

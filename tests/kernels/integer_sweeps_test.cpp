@@ -27,7 +27,7 @@ protected:
 
   // Noise, and addresses without memory: a test sets the fields that count.
   void start_anew(Random &random) {
-    fill_with_noise(records_, random);
+    fill_with_noise(random, records_);
     res_.data = res_.enc_ctx = reinterpret_cast<mipo_enc_ctx *>(nowhere_.data());
     res_.bv = nowhere_.words();
     for (mipo_vec &vec : vecs_) vec.data = vec.enc_ctx = res_.enc_ctx;
@@ -61,7 +61,7 @@ TEST_F(IntegerSweepsTest, SumOfSmallIntegers) {
           std::vector<ub1> elements(element * rows);
           const bool greatest = random.chance(30);
           for (ub1 &byte : elements) byte = greatest ? 0xff : static_cast<ub1>(random.next());
-          GuardedBuffer column(elements.size(), random.chance(50) ? Edge::start : Edge::end, random.below(3));
+          GuardedBuffer column(elements.size(), some_edge(random), random.below(3));
           if (rows != 0) std::memcpy(column.data(), elements.data(), elements.size());
           column.protect();
           start_anew(random);
@@ -124,7 +124,7 @@ TEST_F(IntegerSweepsTest, OffsetsOfLengths) {
           expected.push_back(expected.back() + length);
         }
         GuardedSources sources;
-        const Edge edge = random.chance(50) ? Edge::start : Edge::end;
+        const Edge edge = some_edge(random);
         const GuardedBuffer offsets(sizeof(ub4) * (rows + 1), edge, sizeof(ub4) * random.below(4));
         start_anew(random);
         vecs_[0].nrows = rows;

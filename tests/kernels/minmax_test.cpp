@@ -28,10 +28,7 @@ class MinmaxCase {
 public:
   MinmaxCase(const MinmaxCall &call, unsigned width, RunForm form, RunPosition position, Random &random)
       : next_row_(call.next_row), position_(position), mode_(call.mode) {
-    fill_with_noise(res_, random);
-    fill_with_noise(src_, random);
-    fill_with_noise(enc_, random);
-    fill_with_noise(ctx_, random);
+    fill_with_noise(random, res_, src_, enc_, ctx_);
     std::vector<Value> values;
     for (const ub4 code : call.codes) values.push_back({code});
     data_.place(call.compression, code_format(width).column(values, width).data, src_, enc_, host_, random);

@@ -37,10 +37,6 @@ void append(std::vector<ub1> &bytes, const T &element) {
   bytes.insert(bytes.end(), first, first + sizeof element);
 }
 
-Edge some_edge(Random &random) {
-  return random.chance(50) ? Edge::start : Edge::end;
-}
-
 std::string random_bytes(std::size_t size, Random &random) {
   std::string bytes(size, '\0');
   for (char &byte : bytes) byte = static_cast<char>(random.next());
@@ -70,8 +66,7 @@ StoredRows store(const Rows &rows, const std::vector<ub8> &addresses, const std:
 // A stream in guarded memory; what its shape does not have leads to an inaccessible page.
 struct Stream {
   Stream(const Rows &rows, const RowShape &shape, std::size_t fixed_width, Random &random) {
-    fill_with_noise(vec, random);
-    fill_with_noise(enc, random);
+    fill_with_noise(random, vec, enc);
     // The bytes of rows with addresses lie in any order, with others in between.
     std::vector<ub1> heap;
     std::vector<std::size_t> offsets(rows.size());
@@ -146,7 +141,7 @@ void expect_comparison(const Rows &left_rows, const Rows &right_rows, const RowS
     const std::string what = running(std::string("comparison of ") + shape.name + " at level " + level.name);
     GuardedBuffer words((left_rows.size() + 63) / 64 * sizeof(ub8), some_edge(random));
     mipo_vec res;
-    fill_with_noise(res, random);
+    fill_with_noise(random, res);
     res.data = right.nowhere.data();
     res.bv = words.words();
     mipo_vec res_after = res;
@@ -199,14 +194,13 @@ TEST(StreamTest, UnlikeShapesAreRefused) {
         mipo_vec vecs[3]; // the result and two sides, or the result and the source
         mipo_enc_ctx encs[3];
         mipo_call_ctx ctx;
-        fill_with_noise(vecs, random);
-        fill_with_noise(ctx, random);
+        fill_with_noise(random, vecs, ctx);
         for (std::size_t i = 0; i < 3; ++i) {
           vecs[i].data = vecs[i].lens = nowhere.data();
           vecs[i].bv = nowhere.words();
           vecs[i].enc_ctx = &encs[i];
           if (random.chance(20)) vecs[i].nrows = 0;
-          fill_with_noise(encs[i], random);
+          fill_with_noise(random, encs[i]);
           encs[i].flags &= ~ub4{all_shape_flags | MIPO_PACKED | MIPO_CODES};
         }
         encs[1].flags |= first;
@@ -227,7 +221,7 @@ class SelectiveCase {
 public:
   SelectiveCase(const SelectiveCopy &call, const RowShape &shape, std::size_t width, Random &random)
       : call_(call), shape_(shape), width_(width), random_(random), source_(call.rows, shape, width, random) {
-    fill_with_noise(ctx_, random);
+    fill_with_noise(random, ctx_);
     ctx_.host = reinterpret_cast<mipo_host_ctx *>(source_.nowhere.data());
     ctx_.ones_vec = nullptr;
     ctx_.ones_list = nullptr;
@@ -241,7 +235,7 @@ public:
       for (const ub4 row : call.selected) bits[row] = true;
       ctx_.ones_vec = sources_.keep_bits(bits, random);
     }
-    fill_with_noise(res_enc_, random);
+    fill_with_noise(random, res_enc_);
     res_enc_.flags = (res_enc_.flags & ~all_shape_flags) | shape.flag;
     if (shape.flag == MIPO_FIXED) res_enc_.bits = source_.enc.bits;
   }
@@ -272,7 +266,7 @@ private:
     const Edge edge = some_edge(random_);
     GuardedBuffer data(data_bytes, edge), lens(shape_.has_lens ? call_.row_capacity * sizeof(ub2) : 0, edge);
     mipo_vec res;
-    fill_with_noise(res, random_);
+    fill_with_noise(random_, res);
     res.data = data.data();
     res.lens = lens.data();
     res.bv = source_.nowhere.words();
@@ -480,10 +474,7 @@ TEST(StreamTest, PrefixStreams) {
           mipo_vec res, src;
           mipo_enc_ctx enc;
           mipo_call_ctx ctx;
-          fill_with_noise(res, random);
-          fill_with_noise(src, random);
-          fill_with_noise(enc, random);
-          fill_with_noise(ctx, random);
+          fill_with_noise(random, res, src, enc, ctx);
           GuardedBuffer output(written * width, some_edge(random));
           GuardedBuffer references(written * 16, some_edge(random));
           res.data = output.data();
@@ -534,9 +525,7 @@ TEST(StreamTest, PrefixStreamsOfOtherShapesAreRefused) {
     for (const Level &level : levels()) {
       mipo_vec res, src;
       mipo_enc_ctx enc;
-      fill_with_noise(res, random);
-      fill_with_noise(src, random);
-      fill_with_noise(enc, random);
+      fill_with_noise(random, res, src, enc);
       res.data = src.data = src.lens = nowhere.data();
       src.enc_ctx = &enc;
       src.nrows = groups;

@@ -74,8 +74,7 @@ std::vector<ub1> stored_entries(const std::vector<ub4> &entries, unsigned bits) 
 class Table {
 public:
   Table(const Form &form, ub4 least, ub4 greatest, Random &random) : form_(form) {
-    fill_with_noise(vec, random);
-    fill_with_noise(enc, random);
+    fill_with_noise(random, vec, enc);
     vec.enc_ctx = &enc;
     const bool is_empty = least > greatest;
     if (form.mapping == MIPO_FAMILY_XLATE_IND) {
@@ -155,8 +154,7 @@ std::vector<ub1> some_value(std::size_t length, Random &random) {
 class Input {
 public:
   Input(const Form &form, ub4 rows, ub4 first_row, ub4 least, Random &random) {
-    fill_with_noise(vec, random);
-    fill_with_noise(enc, random);
+    fill_with_noise(random, vec, enc);
     vec.enc_ctx = &enc;
     vec.nrows = rows;
     enc.flags |= MIPO_HASHED;
@@ -181,7 +179,7 @@ private:
       keys.push_back(code);
       stored.push_back(__builtin_bswap32(code));
     }
-    vec.data = sources_.keep(stored, random.chance(50) ? Edge::start : Edge::end);
+    vec.data = sources_.keep(stored, some_edge(random));
   }
 
   void place_values(Layout layout, ub4 rows, ub4 first_row, Random &random) {
@@ -258,14 +256,14 @@ std::string difference(const Form &form, const ListedKernel &kernel, ub4 rows, R
   Table table(form, least, greatest, random);
   Input input(form, rows, first_row, least, random);
   mipo_xlate_ctx range;
-  fill_with_noise(range, random);
+  fill_with_noise(random, range);
   const auto low_half = [&](ub4 number) { return random.next() << 32 | number; };
   range.min_code = low_half(least);
   range.max_code = low_half(greatest);
   range.code_base = low_half(table.base());
 
   mipo_call_ctx ctx;
-  fill_with_noise(ctx, random);
+  fill_with_noise(random, ctx);
   ctx.xlate_ctx = &range;
   ctx.first_row = first_row;
   ctx.xlate_values = const_cast<void *>(input.values);
@@ -309,7 +307,7 @@ std::string difference(const Form &form, const ListedKernel &kernel, ub4 rows, R
         expected_ends = {std::min(expected_ends[0], row), row};
     }
     mipo_vec res;
-    fill_with_noise(res, random);
+    fill_with_noise(random, res);
     res.bv = bits.words();
     res.data = ends.data();
     ctx.xlate_out = out.data();
@@ -375,9 +373,7 @@ TEST(TranslationTest, GroupKeysTakeEntriesTimesTheMultiplier) {
         }
         mipo_vec res, column;
         mipo_call_ctx ctx;
-        fill_with_noise(res, random);
-        fill_with_noise(column, random);
-        fill_with_noise(ctx, random);
+        fill_with_noise(random, res, column, ctx);
         res.data = keys.data();
         column.data = sources.keep(row_codes);
         column.nrows = rows;
