@@ -2,6 +2,17 @@
 
 namespace mipo::check {
 
+reference::Compression some_compression(std::size_t bytes, Random &random) {
+  reference::Compression compression;
+  compression.compressed = random.chance(20);
+  compression.decomp_size = static_cast<ub4>(bytes);
+  compression.decomp_hint = random.next();
+  compression.host_flags = random.chance(50) ? random.next() : random.next() & ~ub8{0x30};
+  compression.decode_fails = random.chance(30);
+  compression.already_decompressed = random.chance(25);
+  return compression;
+}
+
 void ColumnData::place(const reference::Compression &compression, const std::vector<ub1> &bytes, mipo_vec &src,
                        mipo_enc_ctx &enc, TestHost &host, Random &random) {
   host.ctx()->host_flags = compression.host_flags;

@@ -10,6 +10,9 @@
 
 namespace mipo::check {
 
+/// Compressed to so many bytes when it is read, now and then, with any flags.
+reference::Compression some_compression(std::size_t bytes, Random &random);
+
 class ColumnData {
 public:
   ColumnData() = default;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "check/column_data.h"
+
 namespace mipo::check {
 
 using namespace mipo::reference;
@@ -98,12 +100,9 @@ std::vector<bool> choose_selection(std::size_t rows, ub8 kind, Random &random) {
 }
 
 void choose_host(PredicateCall &call, const PredicateFamily &family, Random &random) {
-  call.compression.decomp_size =
-      static_cast<ub4>(family.format_of(call.width).column(call.rows, call.bits).data.size());
-  call.compression.decomp_hint = random.next();
-  call.compression.host_flags = random.chance(50) ? random.next() : random.next() & ~ub8{0x30};
-  call.compression.decode_fails = random.chance(30);
-  call.compression.already_decompressed = random.chance(25);
+  const bool compressed = call.compression.compressed;
+  call.compression = some_compression(family.format_of(call.width).column(call.rows, call.bits).data.size(), random);
+  call.compression.compressed = compressed;
   call.burst_nset = static_cast<ub4>(random.next());
   call.burst_result = static_cast<ub4>(random.next());
 }

@@ -27,6 +27,15 @@ private:
   ub8 state_;
 };
 
+/// How often to repeat what is drawn by chance: fewer times where a call takes long, emulated or instrumented.
+constexpr int repeats_of(int native, [[maybe_unused]] int slow) {
+#if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return slow;
+#else
+  return native;
+#endif
+}
+
 /// The seed of a test run: MIPO_TEST_SEED, or a fixed one; printed at the first call.
 ub8 test_seed();
 

@@ -24,6 +24,19 @@ inline ub1 *store_runs(const std::vector<ub4> &lengths, RunForm form, GuardedSou
   return sources.keep(stored);
 }
 
+/// A column of such runs: what its form does not have leads nowhere.
+inline void place_runs(mipo_enc_ctx &enc, const std::vector<ub4> &lengths, RunForm form, GuardedSources &sources,
+                       GuardedBuffer &nowhere) {
+  ub1 *runs = store_runs(lengths, form, sources);
+  const bool by_length = form != RunForm::starts;
+  enc.flags |= MIPO_RLE;
+  enc.run_count = static_cast<ub4>(lengths.size());
+  enc.run_bv = nowhere.words();
+  enc.run_lens = by_length ? runs : nullptr;
+  if (by_length) enc.run_len_bits = form == RunForm::lengths_of_8_bits ? 8 : 16;
+  enc.run_starts = reinterpret_cast<const ub4 *>(by_length ? nowhere.data() : runs);
+}
+
 } // namespace mipo::check
 
 #endif

@@ -34,35 +34,24 @@ bool spare_bits_are_zero(const BitVector &vector) {
 TEST(BitVector, AlgebraAgreesWithOneBoolABit) {
   const Library library = Library::open();
   using Operation = ub4 (*)(const Library &, BitVector &, const BitVector &, const BitVector &);
-  const struct {
-    const char *name;
-    Operation run;
-    bool (*one)(bool, bool);
-  } operations[] = {{"and", bit_and, [](bool a, bool b) { return a && b; }},
-                    {"or", bit_or, [](bool a, bool b) { return a || b; }},
-                    {"xor", bit_xor, [](bool a, bool b) { return a != b; }},
-                    {"and not", bit_and_not, [](bool a, bool b) { return a && !b; }},
-                    {"not",
-                     [](const Library &opened, BitVector &result, const BitVector &a, const BitVector &) {
-                       return bit_not(opened, result, a);
-                     },
-                     [](bool a, bool) { return !a; }}};
+  const std::pair<Operation, bool (*)(bool, bool)> operations[] = {
+      {bit_and, [](bool a, bool b) { return a && b; }},
+      {bit_or, [](bool a, bool b) { return a || b; }},
+      {bit_xor, [](bool a, bool b) { return a != b; }},
+      {bit_and_not, [](bool a, bool b) { return a && !b; }},
+      {[](const Library &opened, BitVector &to, const BitVector &a, const BitVector &) {
+         return bit_not(opened, to, a);
+       },
+       [](bool a, bool) { return !a; }}};
   for (const ub8 size : sizes)
-    for (const auto &operation : operations) {
-      const auto left = random_bits(size, 0.5, 1);
-      const auto right = random_bits(size, 0.5, 2);
-      std::vector<bool> expected(size);
-      for (ub8 i = 0; i < size; ++i) expected[i] = operation.one(left[i], right[i]);
-      const BitVector a = make(left);
-      const BitVector b = make(right);
-      BitVector apart(3, true); // of another size
-      const ub4 count = operation.run(library, apart, a, b);
-      EXPECT_EQ(apart, make(expected)) << operation.name << " of " << size;
-      EXPECT_EQ(count, apart.count()) << operation.name << " of " << size;
-      EXPECT_TRUE(spare_bits_are_zero(apart)) << operation.name << " of " << size;
-      BitVector in_place = a;
-      operation.run(library, in_place, in_place, b);
-      EXPECT_EQ(in_place, apart) << operation.name << " in place, of " << size;
+    for (const auto &[operation, of_bits] : operations) {
+      SCOPED_TRACE(testing::Message() << "operation " << of_bits(true, false) << " of " << size << " bits");
+      const std::vector<bool> left = random_bits(size, 0.5, 1), right = random_bits(size, 0.5, 2);
+      BitVector expected(size), apart(3, true), in_place = make(left);
+      for (ub8 i = 0; i < size; ++i) expected.set(i, of_bits(left[i], right[i]));
+      EXPECT_EQ(operation(library, apart, make(left), make(right)), expected.count());
+      operation(library, in_place, in_place, make(right));
+      EXPECT_TRUE(apart == expected && in_place == expected && spare_bits_are_zero(apart));
     }
   BitVector result;
   EXPECT_THROW(bit_and(library, result, BitVector(64), BitVector(65)), ArgumentError);

@@ -153,7 +153,6 @@ TEST_F(Csv, SaysWhereAFileIsWrong) {
     std::string message;
   } cases[] = {
       {"", none, "t.csv: the file is empty: there is no header row"},
-      {"\n\r\n\n", none, "t.csv: the file has no header row"},
       {"a,,c\n", none, "t.csv:1: column 2 has no name in the header"},
       {"\na,b,a\n", none, "t.csv:2: two columns are named 'a'"},
       {"a,b\xff\n", none, "t.csv:1: byte 0xff is not UTF-8" + latin1 + "(byte 4 of the line, offset 3 of the text)"},
@@ -165,20 +164,13 @@ TEST_F(Csv, SaysWhereAFileIsWrong) {
       {std::string("a\0,\0b\0", 6), none,
        "t.csv:1: a zero byte" + utf16 + "(byte 2 of the line, offset 1 of the text)"},
       {"a,b\n1,2\n3\n", none, "t.csv:3: the row has 1 field, but the header names 2 columns"},
-      {"a,b\n\n1,2,3,4\n", none, "t.csv:3: the row has 4 fields, but the header names 2 columns"},
-      {"a\n1\n2,", none, "t.csv:3: the row has 2 fields, but the header names 1 column"},
       {"a,b\n\"x\ny\",1\r\n\"z\n\n\",2,3\n", none, "t.csv:4: the row has 3 fields, but the header names 2 columns"},
       {"a,b\n1,2\nx,2\n1,y\n", integers, "t.csv:3: column 1 (a): 'x' is not a 64-bit integer"},
-      {"a,b\n1,y\nx,2\n", integers, "t.csv:2: column 2 (b): 'y' is not a 64-bit integer"},
       {"a,b\n\n\"\n\",2\n", integers, "t.csv:3: column 1 (a): '\\x0a' is not a 64-bit integer"},
       {"c,a\n\"1\n2\",x\n", {}, "c|a/1\n2|x"},
       {"c,a,b\n\"1\n2\",x,1\n", integers, "t.csv:3: column 2 (a): 'x' is not a 64-bit integer"},
-      {"c\n1\n", integers, "t.csv: a type is given for column 'a', but the columns are c"},
       {"a\nx\ncaf\xe9\n", none,
        "t.csv:3: byte 0xe9 is not UTF-8" + latin1 + "(byte 4 of the line, offset 7 of the text)"},
-      {"a,b\n1,x\"y\n", none,
-       "t.csv:2: column 2 (b): broken quoting: quotes must enclose the whole field, and a quote inside must be "
-       "doubled"},
       {"a,b\n1,2\n\"x\n\ny\"z,1\n", none,
        "t.csv:5: column 1 (a): broken quoting: quotes must enclose the whole field, and a quote inside must be "
        "doubled"},

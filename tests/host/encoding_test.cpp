@@ -196,48 +196,6 @@ TEST_F(EncodedColumns, HoldTheirRows) {
   });
 }
 
-// A constant of a query means the same in every encoding, whether a row can have it or not.
-TEST_F(EncodedColumns, AgreeOnConstants) {
-  struct Written {
-    Literal literal;
-    long double number; // in stored units
-  };
-  std::vector<Written> numbers, days;
-  for (const char *text : {"0", "-1", "0.5", "256.0", "300", "-79.5", "1e30", "-1e30", "65537", "9223372036854775807"})
-    numbers.push_back({{Literal::Form::number, text}, std::strtold(text, nullptr)});
-  const std::pair<const char *, long double> dates[] = {{"1970-01-01", 0},
-                                                        {"1969-12-31 12:00", -0.5l},
-                                                        {"1970-01-02 00:00:00.5", 1 + 0.5l / (24 * 60 * 60)},
-                                                        {"2999-01-01", 375840},
-                                                        {"0001-01-01", -719162}};
-  for (const auto &[text, day] : dates) days.push_back({{Literal::Form::string, text}, day * microseconds_a_day});
-  const std::pair<Comparison, bool (*)(long double, long double)> comparisons[] = {
-      {Comparison::equal, [](long double row, long double constant) { return row == constant; }},
-      {Comparison::less, [](long double row, long double constant) { return row < constant; }},
-      {Comparison::less_or_equal, [](long double row, long double constant) { return row <= constant; }},
-      {Comparison::greater_or_equal, [](long double row, long double constant) { return row >= constant; }},
-      {Comparison::greater, [](long double row, long double constant) { return row > constant; }}};
-  for_each_column({65, 300}, [&](const EncodedColumn &column, const Shape &shape, const Rows &rows) {
-    std::vector<ub8> codes_of_rows;
-    for (ub4 row = 0; row < column.rows(); ++row) codes_of_rows.push_back(column.code(row));
-    for (const auto &[literal, position] : shape.type.kind == ValueKind::date_time ? days : numbers)
-      for (const auto &[comparison, compares] : comparisons) {
-        const CodeInterval codes = column.domain().codes_where(comparison, literal);
-        if (!codes.empty()) {
-          ASSERT_GE(codes.first, column.domain().first_code());
-          ASSERT_LT(codes.last, column.domain().code_count());
-        }
-        const long double constant = shape.type.scale == 2 ? position * 100 : position;
-        for (ub4 row = 0; row < column.rows(); ++row) {
-          if (!rows.numbers[row]) continue;
-          const bool is_in = codes_of_rows[row] >= codes.first && codes_of_rows[row] <= codes.last;
-          ASSERT_EQ(is_in, compares(static_cast<long double>(*rows.numbers[row]), constant))
-              << *rows.numbers[row] << " and " << literal.text;
-        }
-      }
-  });
-}
-
 // Runs at and beyond what a length can tell.
 TEST_F(EncodedColumns, SplitLongRuns) {
   const ub4 lengths[] = {1, 255, 256, 510, 65535, 65536, 70000, 1, 63};

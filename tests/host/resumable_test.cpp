@@ -105,29 +105,6 @@ TEST_F(Resumable, DecodedRowsHaveTheirValues) {
   }
 }
 
-TEST_F(Resumable, ExtremesAreThoseOfTheRows) {
-  const std::vector<ub4> codes = some_codes(text_count + 1, 3);
-  for (const char *encoding : {"dict", "dict:16", "dict+runs16", "dict+zstd"}) {
-    const EncodedColumn column = make_column(codes, encoding);
-    with_selections([&](const RowSelection &selection, const std::vector<ub4> &rows) {
-      std::vector<ub4> expected; // of the rows with values
-      for (const ub4 row : rows)
-        if (codes[row] != 0) expected.push_back(codes[row]);
-      for (const Extremes which : {Extremes::both, Extremes::minimum, Extremes::maximum}) {
-        const auto range = extreme_codes(library, context, column.vec(), column.key(MIPO_OP_MINMAX), selection, which);
-        ASSERT_EQ(range.has_value(), !expected.empty()) << encoding;
-        if (!range) continue;
-        if (which != Extremes::maximum) {
-          EXPECT_EQ(range->minimum, std::ranges::min(expected)) << encoding;
-        }
-        if (which != Extremes::minimum) {
-          EXPECT_EQ(range->maximum, std::ranges::max(expected)) << encoding;
-        }
-      }
-    });
-  }
-}
-
 TEST_F(Resumable, GroupKeysCombineTheColumns) {
   const std::vector<ub4> codes[] = {some_codes(text_count + 1, 4), some_codes(text_count + 1, 5),
                                     some_codes(text_count + 1, 6)};

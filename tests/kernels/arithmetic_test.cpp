@@ -258,11 +258,7 @@ TEST(ArithmeticTest, KeysTellTheKernels) {
   EXPECT_EQ(names[5907], "mipo_add_double_c_c_sum");
 }
 
-#if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int calls_per_count = 2; // emulated or instrumented
-#else
-constexpr int calls_per_count = 6;
-#endif
+constexpr int calls_per_count = repeats_of(6, 2);
 
 // Counts the calls whose results are exact, and checks them.
 template <class T>

@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 #include "check/bit_vector_entries.h"
-#include "check/guarded_sources.h"
 #include "check/guarded_buffer.h"
+#include "check/guarded_sources.h"
 #include "check/random.h"
 #include "reference/bit_vector_model.h"
 

@@ -20,11 +20,7 @@ using namespace mipo::reference;
 
 enum class Selection { none, bits, selective_bits, list };
 
-#if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int repeats = 2; // emulated or instrumented
-#else
-constexpr int repeats = 8;
-#endif
+constexpr int repeats = repeats_of(8, 2);
 
 std::vector<ub1> big_endian(const std::vector<ub4> &numbers, unsigned bytes = 4) {
   std::vector<ub1> stored;
@@ -45,12 +41,7 @@ public:
     std::vector<Value> values;
     for (const ub4 code : codes_) values.push_back({code});
     const std::vector<ub1> bytes = code_format(kernel.bits()).column(values, kernel.bits()).data;
-    compression_.compressed = random.chance(20);
-    compression_.decomp_size = static_cast<ub4>(bytes.size());
-    compression_.decomp_hint = random.next();
-    compression_.host_flags = random.next();
-    compression_.decode_fails = random.chance(30);
-    compression_.already_decompressed = random.chance(25);
+    compression_ = some_compression(bytes.size(), random);
     data_.place(compression_, bytes, src, enc, host_, random);
     src.enc_ctx = &enc;
     enc.flags &= ~ub4{MIPO_RLE};
@@ -67,12 +58,7 @@ public:
       lengths.push_back(1 + static_cast<ub4>(random.below(random.chance(80) ? 4 : 300)) % longest_run(form));
     std::vector<ub4> codes;
     for (const std::size_t run : run_of_rows(lengths)) codes.push_back(codes_[run]);
-    enc.flags |= MIPO_RLE;
-    enc.run_count = static_cast<ub4>(codes_.size());
-    ub1 *runs = store_runs(lengths, form, sources_);
-    enc.run_lens = form == RunForm::starts ? nullptr : runs;
-    enc.run_len_bits = form == RunForm::lengths_of_8_bits ? 8 : 16;
-    enc.run_starts = form == RunForm::starts ? reinterpret_cast<const ub4 *>(runs) : nullptr;
+    place_runs(enc, lengths, form, sources_, nowhere_);
     codes_ = std::move(codes);
     src.nrows = static_cast<ub4>(codes_.size());
     ctx.host = host_.ctx();
@@ -133,6 +119,7 @@ private:
   TestHost host_;
   ColumnData data_;
   GuardedSources sources_;
+  GuardedBuffer nowhere_{0};
   bool run_length_ = false, told_of_empty_list_ = false, asked_for_data_ = false;
 };
 

@@ -74,9 +74,8 @@ public:
         multiply_(multiply),
         random_(random),
         compressed_(random.below(2 * chosen.columns.size() + 1)) {
-    compression_.decomp_hint = random.next();
-    compression_.host_flags = random.next();
-    compression_.decode_fails = random.chance(30);
+    compression_ = some_compression(0, random);
+    compression_.already_decompressed = false;
     for (std::size_t i = 0; i < chosen.columns.size(); ++i) place(i);
     descriptors_ = sources_.keep(placed_);
     fill_with_noise(random, ctx);
@@ -195,13 +194,7 @@ private:
     compression_.compressed = true;
     if (chosen_.stored[i] == Stored::row_by_row) return;
     const auto form = static_cast<RunForm>(static_cast<int>(chosen_.stored[i]) - 1);
-    enc.flags |= MIPO_RLE;
-    enc.run_count = static_cast<ub4>(values.size());
-    enc.run_bv = nowhere_.words();
-    const ub1 *runs = store_runs(chosen_.run_lengths[i], form, sources_);
-    enc.run_lens = form == RunForm::starts ? nullptr : runs;
-    enc.run_len_bits = form == RunForm::lengths_of_8_bits ? 8 : 16;
-    enc.run_starts = reinterpret_cast<const ub4 *>(form == RunForm::starts ? runs : nowhere_.data());
+    place_runs(enc, chosen_.run_lengths[i], form, sources_, nowhere_);
   }
 
   const ChosenColumns &chosen_;

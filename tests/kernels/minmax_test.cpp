@@ -37,7 +37,7 @@ public:
     src_.nrows = call.rows();
     enc_.sym_count = call.code_count;
     enc_.flags &= ~ub4{MIPO_RLE};
-    if (call.run_length) place_runs(call, form);
+    if (call.run_length) place_runs(enc_, call.run_lengths, form, sources_, nowhere_);
 
     const bool needs_host = call.compression.compressed || call.run_length;
     ctx_.host = needs_host ? host_.ctx() : nullptr;
@@ -102,21 +102,6 @@ public:
   }
 
 private:
-  void place_runs(const MinmaxCall &call, RunForm form) {
-    enc_.flags |= MIPO_RLE;
-    enc_.run_count = static_cast<ub4>(call.codes.size());
-    ub1 *runs = store_runs(call.run_lengths, form, sources_);
-    if (form == RunForm::starts) {
-      enc_.run_lens = nullptr;
-      enc_.run_starts = reinterpret_cast<const ub4 *>(runs);
-    } else {
-      enc_.run_lens = runs;
-      enc_.run_len_bits = form == RunForm::lengths_of_8_bits ? 8 : 16;
-      enc_.run_starts = reinterpret_cast<const ub4 *>(nowhere_.data());
-    }
-    enc_.run_bv = nowhere_.words();
-  }
-
   ub4 next_row_;
   RunPosition position_;
   ub8 mode_;
@@ -177,13 +162,8 @@ MinmaxCall choose_call(const ListedKernel &kernel, std::size_t count, RunForm fo
   }
   if (random.chance(40)) call.next_row = static_cast<ub4>(random.below(rows + 1));
 
-  call.compression.compressed = random.chance(20);
-  call.compression.decomp_size =
-      static_cast<ub4>(code_format(kernel.bits()).column(std::vector<Value>(count), kernel.bits()).data.size());
-  call.compression.decomp_hint = random.next();
-  call.compression.host_flags = random.next();
-  call.compression.decode_fails = random.chance(30);
-  call.compression.already_decompressed = random.chance(25);
+  const ColumnFormat &format = code_format(kernel.bits());
+  call.compression = some_compression(format.column(std::vector<Value>(count), kernel.bits()).data.size(), random);
   return call;
 }
 
@@ -226,11 +206,7 @@ void expect_extremes(const MinmaxCall &call, const ListedKernel &kernel, RunForm
   }
 }
 
-#if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int calls_per_count = 4; // emulated or instrumented
-#else
-constexpr int calls_per_count = 15;
-#endif
+constexpr int calls_per_count = repeats_of(15, 4);
 
 TEST(MinmaxTest, EveryBuiltKernelDoesAsItsModel) {
   for (const ListedKernel &kernel : kernels_under_test()) {

@@ -15,11 +15,7 @@ namespace {
 using namespace mipo::check;
 using namespace mipo::reference;
 
-#if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int calls_per_count = 2; // emulated or instrumented
-#else
-constexpr int calls_per_count = 5;
-#endif
+constexpr int calls_per_count = repeats_of(5, 2);
 
 std::vector<std::size_t> row_counts() {
   std::vector<std::size_t> counts = {0, 1, 5, 999, 1024};

@@ -24,11 +24,7 @@ constexpr unsigned widths[] = {1, 4, 8, 16, 32};
 constexpr const char *width_names[] = {"bit", "nib", "ub1", "ub2", "ub4"};
 constexpr ub4 none = 0xffffffff;
 
-#if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int repeats = 3; // emulated or instrumented
-#else
-constexpr int repeats = 12;
-#endif
+constexpr int repeats = repeats_of(12, 3);
 
 // What a key says of its kernel.
 struct Form {
