@@ -1,7 +1,7 @@
 // A query runs as a tree of operators. Each pulls batches from those below it and hands its own on:
 //
-//   scan ─> join by translation ─> filter ─┬─> group ─> having ──────────┬─> distinct ─> order ─> limit ─> output
-//                                          └─> row numbers ─> joined values ┘
+//   scan ─> join by translation ─> filter ─┬─> group ─> having ──────────────┬─> distinct ─> order ─> limit ─> output
+//                                          └─> row numbers ─> joined values ─┘
 //
 // A batch says which rows it is about, not what they hold: columns are read as codes, where they are needed.
 #ifndef MIPO_ENGINE_RUN_OPERATOR_H
@@ -46,7 +46,7 @@ public:
   /// The next rows; nothing at the end. What a batch refers to is good until the next call.
   virtual std::optional<Batch> next() = 0;
   /// Adds the calls of kernels so far: those of the operators below in front of its own.
-  virtual void profile(std::vector<KernelProfile> &calls) const;
+  void profile(std::vector<KernelProfile> &calls) const;
 
 protected:
   Operator &input() { return *input_; }
