@@ -15,6 +15,7 @@
 #include "mipo/integers.h"
 #include "mipo/iterator.h"
 #include "mipo/keys.h"
+#include "mipo/kv.h"
 #include "mipo/vec.h"
 
 #ifdef __cplusplus
@@ -210,6 +211,17 @@ typedef ub8 mipo_hash_fn(const void *value, ub8 length, ub8 seed);
 //   writes   res: bv, ORed into what stands there, and nset
 //   null     the maps: codes are compared themselves
 //
+// mipo_layout_kv_dydi: how many segments of which size a key-value table needs
+//   reads    distinct, rows: at the most (arrays and dense sets: distinct codes); *flags: kind and shape.
+//            log2_segment_bytes: of a primary segment. Buckets are linked by number where from idx_min_buckets up to
+//            idx_max_buckets of them can overflow, else by address, and always so with force_ptr; from idx_max_buckets
+//            on, load_percent (0: none) tells how full primary buckets become
+//   writes   *flags: MIPO_KV_POINTER_LINKS and MIPO_KV_CHAIN_PREFETCH of bucketed kinds. kv: of the areas that the kind
+//            has what the host does not fill in
+//   alias    flags may be kv->flags
+//   returns  MIPO_DONE; MIPO_INVALID_PARAMETER for a kind or shape that there is not; MIPO_LAYOUT_OUT_OF_RANGE for more
+//            than 2^32 segments, with the primary area written in part
+//
 // mipo_prefix_sum_vec_dydi: offsets from lengths
 //   reads    src: data, nrows lengths, native ub4
 //   writes   res: data, nrows + 1 offsets, the first 0; they wrap
@@ -258,15 +270,15 @@ typedef ub8 mipo_hash_fn(const void *value, ub8 length, ub8 seed);
   ENTRY(ub4, mipo_transpose_fixed_dydi,                                                                                \
         (void *table, const mipo_vec *column, ub4 column_number, int32_t segment, ub8 unused))                         \
   ENTRY(ub4, mipo_layout_kv_dydi,                                                                                      \
-        (ub8 distinct, ub8 rows, ub4 * flags, void *kv, ub4 log2_segment_bytes, ub4 idx_min_buckets,                   \
+        (ub8 distinct, ub8 rows, ub4 * flags, mipo_kv * kv, ub4 log2_segment_bytes, ub4 idx_min_buckets,               \
          ub4 idx_max_buckets, ub4 load_percent, ub4 force_ptr))                                                        \
   ENTRY(ub4, mipo_create_add_kv_dydi,                                                                                  \
-        (void *kv, const mipo_vec *hashes, const mipo_vec *payload, const mipo_vec *key, sb8 segment_id,               \
+        (mipo_kv * kv, const mipo_vec *hashes, const mipo_vec *payload, const mipo_vec *key, sb8 segment_id,           \
          mipo_call_ctx *ctx, void *alloc, void *oom))                                                                  \
   ENTRY(ub4, mipo_probe_kv_dydi,                                                                                       \
         (mipo_vec * out_values, mipo_vec * out_rids, const mipo_vec *hashes, const mipo_vec *payload,                  \
-         const mipo_vec *key, void *kv, ub4 mode, mipo_call_ctx *ctx, void *stats))                                    \
-  ENTRY(ub4, mipo_mut_kv_scan_dydi, (mipo_vec * out, void *kv, ub4 mode, mipo_call_ctx *ctx, ub4 end_segment))         \
+         const mipo_vec *key, mipo_kv *kv, ub4 mode, mipo_call_ctx *ctx, void *stats))                                 \
+  ENTRY(ub4, mipo_mut_kv_scan_dydi, (mipo_vec * out, mipo_kv * kv, ub4 mode, mipo_call_ctx * ctx, ub4 end_segment))    \
   ENTRY(ub4, mipo_dgk_symbol2code_dydi,                                                                                \
         (void *dgk, void *thread, mipo_vec *out_codes, const mipo_vec *column, const mipo_vec *hashes))                \
   ENTRY(ub4, mipo_dgk_code2symbol_dydi, (ub8 unused, void *dgk, mipo_vec *out, const mipo_vec *codes))                 \

@@ -9,6 +9,7 @@
 #include "mipo/integers.h"
 #include "mipo/iterator.h"
 #include "mipo/keys.h"
+#include "mipo/kv.h"
 #include "mipo/vec.h"
 #include "mipo/xlate.h"
 

@@ -28,7 +28,7 @@ private:
 };
 
 /// How often to repeat what is drawn by chance: fewer times where a call takes long, emulated or instrumented.
-constexpr int repeats_of(int native, [[maybe_unused]] int slow) {
+constexpr int repeats_of([[maybe_unused]] int native, [[maybe_unused]] int slow) {
 #if defined(__aarch64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   return slow;
 #else

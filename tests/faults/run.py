@@ -29,6 +29,7 @@ ARITHMETIC, SWEEPS, CONVERT = "arith/column_arithmetic.cpp", "arith/integer_swee
 UNPACK = "decode/decode_unpack.cpp"
 PREFIX, COMPARISON, COPY = "decode/prefix_stream.cpp", "decode/stream_comparison.cpp", "decode/selective_copy.cpp"
 GROUP_KEY, GROUP_SUM = "groupby/group_key.cpp", "groupby/group_sum.cpp"
+LAYOUT = "kv/layout.cpp"
 XLATE, BLOOM, HASH = "xlate/translate.cpp", "hash/bloom.cpp", "hash/column_hash.cpp"
 
 
@@ -213,6 +214,9 @@ FAULTS = [
           "std::min(MIPO_VEC_ENC_CTX(filter)->bloom_shift, 31u))", BLOOM, "bloom_test"),
     Fault("the seed of the row before", "hash/column_hash.cpp", "return seeds[row];", "return seeds[row == 0 ? 0 : row - 1];", HASH,
           "hash_test"),
+    Fault("no jump in the size of segments", LAYOUT, "sizing.log2_segment_bytes < 12 ?", "sizing.log2_segment_bytes < 11 ?",
+          LAYOUT, "kv_layout_test"),
+    Fault("links beyond 32 bits", LAYOUT, "idx_overflow <= most_links", "idx_overflow <= most_links + 1", LAYOUT, "kv_layout_test"),
     Fault("symbols before plain values", "hash/column_hash.cpp", "if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED))",
           "if (MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_FIXED) && !MIPO_ENC_CTX_FLAG(enc_ctx, MIPO_PACKED))", HASH, "hash_test"),
 ]
