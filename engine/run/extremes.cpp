@@ -18,7 +18,7 @@ struct Extremes {
 
 // Kernels for extremes exist for codes up to 32 bits.
 Extremes extremes_by_kernel(RunContext &context, const host::Column &column, bool least, bool greatest,
-                            const host::Result *within, KernelProfile &call) {
+                            const TableRows &rows, KernelProfile &call) {
   using Which = host::Extremes;
   const Which which = least && greatest ? Which::both : least ? Which::minimum : Which::maximum;
   call.key = column.data.key(MIPO_OP_MINMAX);
@@ -26,32 +26,29 @@ Extremes extremes_by_kernel(RunContext &context, const host::Column &column, boo
   host::CallContext ctx(context.library, &context.decompressor);
   const Stopwatch stopwatch;
   const std::optional<host::CodeRange> found =
-      host::extreme_codes(context.library, ctx, column.data.vec(), call.key,
-                          within != nullptr ? host::RowSelection(within->bits()) : host::RowSelection(), which);
+      host::extreme_codes(context.library, ctx, column.data.vec(), call.key, rows.selection(), which);
   call.seconds = stopwatch.seconds();
   if (!found) return {};
   return {found->minimum, found->maximum};
 }
 
-Extremes extremes_row_by_row(RunContext &context, const host::Column &column, const host::Result *within,
+Extremes extremes_row_by_row(RunContext &context, const host::Column &column, const TableRows &rows,
                              KernelProfile &call) {
+  constexpr ub8 no_value = ~ub8{0};
   call.kind = KernelProfile::Kind::row_by_row;
   call.name = "row by row";
   column.data.decompress(context.decompressor);
   Extremes found;
-  const auto take = [&](ub4 row) {
-    if (!column.data.has_value(row)) return;
-    const ub8 code = column.data.code(row);
-    if (!found.least || code < *found.least) found.least = code;
-    if (!found.greatest || code > *found.greatest) found.greatest = code;
-  };
+  std::vector<ub8> codes(host::RowReader::batch_rows);
   const Stopwatch stopwatch;
-  if (within == nullptr) {
-    for (ub4 row = 0; row < column.data.rows(); ++row) take(row);
-  } else {
-    host::RowReader reader(context.library, within->bits());
-    for (auto batch = reader.next(); !batch.empty(); batch = reader.next())
-      std::for_each(batch.begin(), batch.end(), take);
+  host::RowNumberCursor numbers(context.library, rows.selection(), rows.table_rows);
+  for (auto batch = numbers.next(codes.size()); !batch.empty(); batch = numbers.next(codes.size())) {
+    column.data.read_codes(batch, no_value, codes);
+    for (const ub8 code : std::span(codes).first(batch.size())) {
+      if (code == no_value) continue;
+      if (!found.least || code < *found.least) found.least = code;
+      if (!found.greatest || code > *found.greatest) found.greatest = code;
+    }
   }
   call.seconds = stopwatch.seconds();
   return found;
@@ -64,9 +61,8 @@ Extremes extremes(RunContext &context, const host::Column &column, bool least, b
   call.selective = rows.selected != nullptr;
   call.condition = least && greatest ? fmt::format("min({0}), max({0})", column.name)
                                      : fmt::format("{}({})", least ? "min" : "max", column.name);
-  const Extremes found = has_code_kernels(column)
-                             ? extremes_by_kernel(context, column, least, greatest, rows.selected, call)
-                             : extremes_row_by_row(context, column, rows.selected, call);
+  const Extremes found = has_code_kernels(column) ? extremes_by_kernel(context, column, least, greatest, rows, call)
+                                                  : extremes_row_by_row(context, column, rows, call);
   call.rows_out = found.least || found.greatest ? 1 : 0;
   calls.push_back(std::move(call));
   return found;

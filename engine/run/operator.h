@@ -15,6 +15,7 @@
 #include "engine/run/kernel_profile.h"
 #include "engine/run/value_source.h"
 #include "mipo/host/column.h"
+#include "mipo/host/resumable.h"
 
 namespace mipo::engine {
 
@@ -26,6 +27,10 @@ struct TableRows {
   std::optional<std::vector<ub4>> numbers; ///< if the rows are told by number, in this order
 
   ub8 count() const { return numbers ? numbers->size() : selected != nullptr ? selected->count() : table_rows; }
+  /// For cursors, of rows that are not told by number.
+  host::RowSelection selection() const {
+    return selected != nullptr ? host::RowSelection(selected->bits()) : host::RowSelection();
+  }
 };
 
 struct Batch {

@@ -13,13 +13,10 @@ Output::~Output() = default;
 void Output::run() {
   if (done_) return;
   done_ = true;
-  while (std::optional<Batch> batch = input_->next()) {
-    values_ = batch->values;
-    if (numbers_.empty())
-      numbers_ = std::move(batch->numbers());
-    else
-      numbers_.insert(numbers_.end(), batch->numbers().begin(), batch->numbers().end());
-  }
+  std::optional<Batch> all = pull_all(*input_);
+  if (!all) return;
+  values_ = all->values;
+  numbers_ = std::move(all->numbers());
 }
 
 Value Output::value(std::size_t row, std::size_t column) const {

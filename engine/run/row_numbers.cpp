@@ -1,8 +1,6 @@
 #include "engine/run/row_numbers.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <numeric>
 
 namespace mipo::engine {
 namespace {
@@ -20,27 +18,24 @@ Value RowNumbers::StoredValues::read(const BoundExpression &expression, ub4 numb
 void RowNumbers::start() {
   source_ = input().next();
   for (const host::EncodedColumn *column : columns_) column->decompress(context_.decompressor);
-  if (source_->rows().selected == nullptr) return;
+  const TableRows &rows = source_->rows();
+  numbers_.emplace(context_.library, rows.selection(), rows.table_rows);
+  if (rows.selected == nullptr) return;
   calls_.push_back(
       entry_step("mipo_lbiwvones_dydi", offsetof(mipo_specialized_ctx, mipo_lbiwvones_dydi), "row numbers"));
-  calls_.back().rows_in = source_->rows().count();
-  selected_.emplace(context_.library, source_->rows().selected->bits());
+  calls_.back().rows_in = rows.count();
 }
 
 std::vector<ub4> RowNumbers::next_numbers() {
-  if (selected_) {
+  const Stopwatch stopwatch;
+  const std::span<const ub4> numbers = numbers_->next(host::RowReader::batch_rows);
+  if (!calls_.empty()) {
     KernelProfile &call = calls_.back();
-    const Stopwatch stopwatch;
-    const auto numbers = selected_->next();
     call.seconds += stopwatch.seconds();
     call.rows_out += numbers.size();
     if (!numbers.empty()) call.rows_read = ub8{numbers.back()} + 1;
-    return {numbers.begin(), numbers.end()};
   }
-  std::vector<ub4> numbers(std::min<std::size_t>(host::RowReader::batch_rows, source_->rows().table_rows - next_row_));
-  std::iota(numbers.begin(), numbers.end(), next_row_);
-  next_row_ += static_cast<ub4>(numbers.size());
-  return numbers;
+  return {numbers.begin(), numbers.end()};
 }
 
 std::optional<Batch> RowNumbers::next() {

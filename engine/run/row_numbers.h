@@ -32,8 +32,7 @@ private:
   std::vector<const host::EncodedColumn *> columns_;
   StoredValues values_;
   std::optional<Batch> source_;
-  std::optional<host::RowReader> selected_; // if not all rows are
-  ub4 next_row_ = 0;                        // if all are
+  std::optional<host::RowNumberCursor> numbers_;
 };
 
 /// Looks up what the rows of its input have in joined columns. Takes all of its input at once.
