@@ -9,7 +9,6 @@
 #include <iterator>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 

@@ -2,7 +2,6 @@
 // one row at a time.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <csignal>
 #include <memory>

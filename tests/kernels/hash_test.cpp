@@ -2,7 +2,6 @@
 // every form that a column has.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 

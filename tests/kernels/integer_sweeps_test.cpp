@@ -3,7 +3,6 @@
 
 #include <sys/mman.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
